@@ -1,0 +1,35 @@
+# Compiler options and the few functions with which the folders describe their targets.
+
+option(PLIX_WERROR "Treat warnings as errors" OFF)
+option(PLIX_TESTS "Build the tests" ON)
+option(PLIX_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+
+add_library(plix_options INTERFACE)
+target_compile_options(plix_options INTERFACE
+    -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align
+    $<$<BOOL:${PLIX_WERROR}>:-Werror>)
+# QT_NO_CAST_FROM_BYTEARRAY: bytes never turn into text without the conversion being said.
+target_compile_definitions(plix_options INTERFACE
+    QT_DEPRECATED_WARNINGS QT_NO_CAST_FROM_BYTEARRAY QT_NO_FOREACH QT_NO_KEYWORDS
+    QT_STRICT_ITERATORS)
+
+if(PLIX_SANITIZE)
+    add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer
+        -fno-sanitize-recover=undefined -fno-sanitize=vptr)
+    add_link_options(-fsanitize=address,undefined)
+endif()
+
+# plix_worker(NAME LOGGER [objects...]): the worker plug-in libplix_NAME.so from the sources of the
+# current folder. The objects are a target of their own, so that tests link what the plug-in holds.
+function(plix_worker name logger)
+    file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
+    add_library(plix_${name}_objects OBJECT ${sources})
+    target_include_directories(plix_${name}_objects PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
+    target_compile_definitions(plix_${name}_objects PRIVATE DBGLOG_LOGGER=${logger})
+    target_link_libraries(plix_${name}_objects PUBLIC plix_api ${ARGN} PRIVATE plix_options)
+    add_library(plix_${name} MODULE)
+    target_link_libraries(plix_${name} PRIVATE plix_${name}_objects)
+    set_target_properties(plix_${name} plix_${name}_objects PROPERTIES
+        CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+    install(TARGETS plix_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/plix)
+endfunction()

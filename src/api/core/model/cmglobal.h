@@ -1,0 +1,13 @@
+#pragma once
+
+#include <QHash>
+#include <QStringList>
+#include <QVariant>
+
+namespace CMGlobal {
+
+// Maps each role to the value at the same position; surplus entries of the longer list are left
+// out.
+QHash<QString, QVariant> rolesValuesToHash(const QStringList& roles, const QList<QVariant>& values);
+
+} // namespace CMGlobal

@@ -1,0 +1,143 @@
+#pragma once
+
+#include "core/model/cmerror.h"
+
+#include <QMutex>
+#include <QObject>
+#include <QPointer>
+#include <QSharedPointer>
+#include <QVariant>
+#include <QWaitCondition>
+
+#include <climits>
+#include <functional>
+#include <vector>
+
+class CMVoidReply;
+
+// The state of one reply: whether it has finished, its error, its value, and who waits for it.
+// Shared by the handles below; filled by the worker that answers, which calls finish() or fail()
+// exactly once, on any thread.
+class CMReplyAbstractData {
+public:
+    virtual ~CMReplyAbstractData() = default;
+    CMReplyAbstractData(const CMReplyAbstractData&) = delete;
+    CMReplyAbstractData& operator=(const CMReplyAbstractData&) = delete;
+
+    bool isFinished() const;
+    CMError error() const;
+    // The value in its general form; invalid when the reply has none.
+    virtual QVariant variant() const = 0;
+    // Blocks until finished or until the time has passed. True when finished.
+    bool waitForFinished(unsigned long milliseconds = ULONG_MAX) const;
+
+protected:
+    CMReplyAbstractData() = default;
+    mutable QMutex m_mutex;
+
+private:
+    friend class CMVoidReply;
+    using Watcher = std::function<void(const CMVoidReply&)>;
+
+    mutable QWaitCondition m_condition;
+    bool m_finished = false;
+    CMError m_error;
+    std::vector<Watcher> m_watchers;
+};
+
+template <typename T>
+class CMReplyData : public CMReplyAbstractData {
+public:
+    T value() const
+    {
+        const QMutexLocker lock(&m_mutex);
+        return m_value;
+    }
+    void setValue(const T& value)
+    {
+        const QMutexLocker lock(&m_mutex);
+        m_value = value;
+    }
+    QVariant variant() const override { return QVariant::fromValue(value()); }
+
+private:
+    T m_value{};
+};
+
+// A shared handle on a reply. Copies refer to the same reply.
+class CMVoidReply {
+public:
+    CMVoidReply() = default;
+    explicit CMVoidReply(const QSharedPointer<CMReplyAbstractData>& data) : m_data(data) {}
+
+    // The handle refers to no reply.
+    bool operator!() const { return !m_data; }
+    const QSharedPointer<CMReplyAbstractData>& data() const { return m_data; }
+    bool isFinished() const { return m_data && m_data->isFinished(); }
+    CMError error() const { return m_data ? m_data->error() : CMError(); }
+    bool waitForFinished(unsigned long milliseconds = ULONG_MAX) const
+    {
+        return m_data && m_data->waitForFinished(milliseconds);
+    }
+
+    // Calls back once when the reply finishes, at once if it has already finished. A watcher whose
+    // receiver or context is gone by then is never called. `slot` is a SLOT() text of a slot that
+    // takes a CMVoidReply. With Qt::AutoConnection the call is direct when the reply finishes on
+    // the receiver's thread. False when the receiver has no such slot.
+    bool addWatcher(QObject* receiver, const char* slot,
+                    Qt::ConnectionType type = Qt::AutoConnection) const;
+    void addWatcher(QObject* context, std::function<void(const CMVoidReply&)> callback,
+                    Qt::ConnectionType type = Qt::AutoConnection) const;
+    // Without a context the call comes on the thread that finishes the reply, whatever the type.
+    void addWatcher(std::function<void(const CMVoidReply&)> callback,
+                    Qt::ConnectionType type = Qt::DirectConnection) const;
+
+    // For the answering side: ends the reply and calls its watchers. A second call does nothing.
+    void finish() const { finishWith(CMError()); }
+    void fail(const CMError& error) const { finishWith(error); }
+
+private:
+    void finishWith(const CMError& error) const;
+
+    QSharedPointer<CMReplyAbstractData> m_data;
+};
+
+// The typed handle. A default-constructed one is a new, unfinished reply.
+template <typename T>
+class CMReply : public CMVoidReply {
+public:
+    CMReply() : CMVoidReply(QSharedPointer<CMReplyData<T>>::create()) {}
+    explicit CMReply(const QSharedPointer<CMReplyData<T>>& data) : CMVoidReply(data) {}
+
+    T value() const { return typed()->value(); }
+    // For the answering side.
+    void setValue(const T& value) const { typed()->setValue(value); }
+    void finish(const T& value) const
+    {
+        setValue(value);
+        CMVoidReply::finish();
+    }
+
+    void onFinished(QObject* context, std::function<void(const CMReply<T>&)> callback,
+                    Qt::ConnectionType type = Qt::AutoConnection) const
+    {
+        addWatcher(
+            context,
+            [callback = std::move(callback)](const CMVoidReply& reply) {
+                callback(CMReply<T>(reply.data().template staticCast<CMReplyData<T>>()));
+            },
+            type);
+    }
+
+private:
+    CMReplyData<T>* typed() const { return static_cast<CMReplyData<T>*>(data().data()); }
+};
+
+// A view of any reply's value as a QVariant.
+class CMVariantReply : public CMVoidReply {
+public:
+    explicit CMVariantReply(const CMVoidReply& reply) : CMVoidReply(reply) {}
+    QVariant value() const { return data() ? data()->variant() : QVariant(); }
+};
+
+Q_DECLARE_METATYPE(CMVoidReply)

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QObject>
+
+// Connects a signal with a slot, both given by SIGNAL() and SLOT() or as member functions, and
+// stops a build with assertions when the connection cannot be made: a misspelt slot name is a
+// programming error, not a run-time condition.
+template <typename Signal, typename Slot>
+QMetaObject::Connection plixConnect(const typename QtPrivate::FunctionPointer<Signal>::Object* sender,
+                                    Signal signal, const QObject* receiver, Slot slot,
+                                    Qt::ConnectionType type = Qt::AutoConnection)
+{
+    const auto connection = QObject::connect(sender, signal, receiver, slot, type);
+    Q_ASSERT(connection);
+    return connection;
+}
+
+inline QMetaObject::Connection plixConnect(const QObject* sender, const char* signal,
+                                           const QObject* receiver, const char* slot,
+                                           Qt::ConnectionType type = Qt::AutoConnection)
+{
+    const auto connection = QObject::connect(sender, signal, receiver, slot, type);
+    Q_ASSERT(connection);
+    return connection;
+}

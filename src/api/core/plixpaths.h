@@ -1,0 +1,22 @@
+#pragma once
+
+#include "core/model/cmpath.h"
+
+// Where the device keeps its configuration in the data model.
+CMPath PlixWebserverDocumentRootPath();
+CMPath PlixWebserverDefaultLocationPath();
+CMPath PlixWebserverStrictPath();
+CMPath PlixWebserverPortPath();
+CMPath PlixWebserverHttpsCertPath();
+CMPath PlixWebserverHttpsPrivateKeyPath();
+CMPath PlixWebserverHttpsUseDeviceCertPath();
+CMPath PlixWebserverHttpsPortPath();
+CMPath PlixUILanguagePath();
+CMPath PlixNetworkInfoPath();
+
+// The prefix that the names of files in the readable area begin with; it ends with a slash and is
+// used as a regular expression.
+QString PlixWebserverReadPathPrefix();
+
+// The path of the FIFO from which the firmware updater reads images.
+QString PlixFirmwareUpdateDataPipe();

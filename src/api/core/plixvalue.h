@@ -1,0 +1,47 @@
+#pragma once
+
+#include "core/plixhash.h"
+
+// A typed value: a record with one member that is named for its type, {"i32_": 30}. Reading
+// a member that the record does not have gives the type's zero value; setting one replaces the
+// whole record, because a value has one type.
+class PlixValue : public PlixHash {
+public:
+    using PlixHash::PlixHash;
+
+    QString string_() const;
+    bool bool_() const;
+    // 0 when the member is no whole number within the type's range.
+    qint32 i32_() const;
+    qint64 i64_() const;
+    double double_() const;
+
+    void setString_(const QString& value);
+    void setBool_(bool value);
+    void setI32_(qint32 value);
+    void setI64_(qint64 value);
+    void setDouble_(double value);
+
+    // The name of the typed member ("i32_"); null when the record is empty or holds anything else
+    // than exactly one of the typed members.
+    QString type() const;
+
+    // The typed record for a bare scalar: text, truth value, whole number (i32_ where it fits,
+    // i64_ otherwise) or real. Empty for everything else.
+    static PlixValue fromScalar(const QVariant& scalar);
+
+    // This typed record with its value replaced by `value`, a bare scalar or a typed record.
+    // Numbers convert between the numeric types when nothing is lost. False, with `result`
+    // untouched, when the value is of another type or would lose something.
+    bool convert(const QVariant& value, PlixValue* result) const;
+};
+
+// The value as text: a string as it is, "true" or "false", decimal integers, the shortest form of
+// a real that reads back as the same number. Empty for an empty record.
+QString plixValueToQString(const PlixValue& value);
+
+// Reads a whole number from a JSON number or a string of decimal digits. `ok` becomes false when
+// the value is anything else or does not fit into 32 bits; the result is 0 then.
+int plixToInt(const QVariant& value, bool* ok);
+
+Q_DECLARE_METATYPE(PlixValue)
