@@ -1,0 +1,161 @@
+#include "devicecertificate.h"
+
+#include "core/dbglog.h"
+#include "processhandler/plixprocesshandler.h"
+
+#include <QDir>
+#include <QFile>
+#include <QRegularExpression>
+#include <QStringList>
+#include <QTemporaryDir>
+
+namespace {
+
+// Finding two large primes can take long on a small device; the other steps are quick.
+constexpr int keyTimeoutMs = 30000;
+constexpr int stepTimeoutMs = 5000;
+
+QString requestFile()
+{
+    return QStringLiteral("/tmp/soup-dev-csr.pem");
+}
+
+PlixProcessHandlerResult openssl(const QStringList& arguments, int timeoutMs)
+{
+    return PlixProcessHandler::startSync(QStringLiteral("openssl"), arguments, timeoutMs);
+}
+
+bool writeFile(const QString& name, const QString& text)
+{
+    QFile file(name);
+    if (!file.open(QIODevice::ReadWrite) || !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
+        return false;
+    const QByteArray bytes = text.toUtf8();
+    return file.write(bytes) == bytes.size() && file.flush();
+}
+
+// The subject of the device's certificate: the authority's with the device's common name.
+QString subjectFor(const QString& authorityFile)
+{
+    const auto result = openssl({QStringLiteral("x509"), QStringLiteral("-noout"),
+                                 QStringLiteral("-subject"), QStringLiteral("-nameopt"),
+                                 QStringLiteral("compat"), QStringLiteral("-in"), authorityFile},
+                                stepTimeoutMs);
+    const QString subject = deviceCertificateSubject(result.getData());
+    if (result.finishedOk() && !subject.isNull())
+        return subject;
+    dbglog_warning("Unable to query CA subject: " << result.getData());
+    return QStringLiteral("/C=AT/ST=Vienna/O=Osterbrook/CN=Corvalink-device");
+}
+
+} // namespace
+
+QString deviceCertificateExtensions(const QSet<QString>& addresses)
+{
+    return QStringLiteral("[v3_ca]\n"
+                          "basicConstraints = CA:FALSE\n"
+                          "keyUsage = digitalSignature, keyEncipherment\n"
+                          "extendedKeyUsage = serverAuth\n"
+                          "subjectAltName = IP:") +
+           addresses.values().join(QStringLiteral(",IP:")) + QLatin1Char('\n');
+}
+
+QString deviceCertificateSubject(const QString& authoritySubject)
+{
+    const QString prefix = QStringLiteral("subject=");
+    static const QRegularExpression commonName(QStringLiteral("/CN=[^/]+"));
+    if (!authoritySubject.startsWith(prefix))
+        return {};
+    return authoritySubject.mid(prefix.size())
+        .trimmed()
+        .replace(commonName, QStringLiteral("/CN=Corvalink-device"));
+}
+
+DeviceCertificate::DeviceCertificate(const QString& authorityCertificate,
+                                     const QString& authorityKey)
+    : m_authorityCertificate(authorityCertificate), m_authorityKey(authorityKey)
+{
+}
+
+DeviceCertificate::~DeviceCertificate()
+{
+    if (!m_hasKey)
+        return;
+    QFile::remove(certificateFile());
+    QFile::remove(requestFile());
+    QFile::remove(keyFile());
+}
+
+QString DeviceCertificate::keyFile()
+{
+    return QStringLiteral("/tmp/soup-key.pem");
+}
+
+QString DeviceCertificate::certificateFile()
+{
+    return QStringLiteral("/tmp/soup-cert.pem");
+}
+
+bool DeviceCertificate::createKey()
+{
+    if (m_hasKey && QFile::exists(keyFile()))
+        return true;
+    // A file or link that somebody else left under the well-known name must not receive the key.
+    QFile::remove(keyFile());
+    const auto result = openssl({QStringLiteral("genrsa"), QStringLiteral("-out"), keyFile(),
+                                 QStringLiteral("2048")},
+                                keyTimeoutMs);
+    m_hasKey = result.finishedOk();
+    if (!m_hasKey)
+        dbglog_error("Unable to create device key: " << result.getData());
+    return m_hasKey;
+}
+
+bool DeviceCertificate::createRequest(const QString& subject) const
+{
+    dbglog_info("Using device-cert subject: " << subject);
+    QFile::remove(requestFile());
+    const auto result =
+        openssl({QStringLiteral("req"), QStringLiteral("-new"), QStringLiteral("-key"), keyFile(),
+                 QStringLiteral("-out"), requestFile(), QStringLiteral("-sha256"),
+                 QStringLiteral("-subj"), subject},
+                stepTimeoutMs);
+    if (!result.finishedOk())
+        dbglog_error("Unable to create csr: " << result.getData());
+    return result.finishedOk();
+}
+
+bool DeviceCertificate::sign(const QString& authorityFile, const QString& extensionFile) const
+{
+    QFile::remove(certificateFile());
+    const auto result = openssl(
+        {QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"), requestFile(),
+         QStringLiteral("-out"), certificateFile(), QStringLiteral("-days"), QStringLiteral("365"),
+         QStringLiteral("-CA"), authorityFile, QStringLiteral("-CAcreateserial"),
+         QStringLiteral("-extensions"), QStringLiteral("v3_ca"), QStringLiteral("-extfile"),
+         extensionFile},
+        stepTimeoutMs);
+    // The same text as for the key: whoever watches the log for it learns that there is no
+    // certificate, whichever step failed.
+    if (!result.finishedOk())
+        dbglog_error("Unable to create device key: " << result.getData());
+    return result.finishedOk();
+}
+
+bool DeviceCertificate::create(const QSet<QString>& addresses)
+{
+    dbglog_scopedFunction;
+    if (!createKey())
+        return false;
+    // A folder of our own, so that the serial number file that openssl leaves beside the authority
+    // goes as well.
+    const QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/soup-ca-XXXXXX"));
+    const QString authorityFile = folder.filePath(QStringLiteral("authority.pem"));
+    const QString extensionFile = folder.filePath(QStringLiteral("extensions.cnf"));
+    if (!folder.isValid() || !writeFile(authorityFile, m_authorityCertificate + m_authorityKey) ||
+        !writeFile(extensionFile, deviceCertificateExtensions(addresses))) {
+        dbglog_error("Unable to create temp files!");
+        return false;
+    }
+    return createRequest(subjectFor(authorityFile)) && sign(authorityFile, extensionFile);
+}

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <QObject>
+#include <QTextStream>
+
+class QIODevice;
+class Request;
+
+// Produces the answer of one request: respond() is called once, and finished() says that the
+// answer is complete, at once or later. Made by a factory and owned by the handler, which deletes
+// it after finished() or after the end of the exchange, whichever comes first.
+class Responder : public QObject {
+    Q_OBJECT
+
+public:
+    Responder(Request& request, const QString& documentRoot, QObject* parent);
+    ~Responder() override;
+
+    virtual void respond() = 0;
+    // Whether the whole answer is written inside respond(). ResponderHandler needs responders
+    // that return false.
+    virtual bool respondWillBlock() { return true; }
+    virtual void setRequestId(int) {}
+
+    // Binds `in` and `out`; the devices must outlive their use.
+    void setIODevices(QIODevice* input, QIODevice* output);
+    void setHeader(const QString& name, const QString& value);
+    QString documentRoot() const { return m_documentRoot; }
+    void setDocumentRoot(const QString& documentRoot) { m_documentRoot = documentRoot; }
+
+Q_SIGNALS:
+    void finished(int requestId);
+
+protected:
+    Request& request() const { return *m_request; }
+
+    QTextStream in;
+    QTextStream out;
+
+private:
+    Request* m_request;
+    QString m_documentRoot;
+};

@@ -1,0 +1,173 @@
+#include "server.h"
+
+#include "core/dbglog.h"
+#include "core/plixconnect.h"
+#include "devicecertificate.h"
+#include "handlers/handler.h"
+#include "hostcheck.h"
+#include "message.h"
+
+Server::Server(int port, const QString& certificate, const QString& privateKey, bool useDeviceCert,
+               QObject* parent)
+    : QObject(parent), m_port(port), m_certificate(certificate), m_privateKey(privateKey),
+      m_useDeviceCert(useDeviceCert)
+{
+    createSoupServer();
+}
+
+Server::~Server()
+{
+    if (ok())
+        stop();
+}
+
+void Server::createSoupServer()
+{
+    if (m_certificate.isEmpty() || m_privateKey.isEmpty()) {
+        m_soupServer = GObjectPtr<SoupServer>::adopt(
+            soup_server_new("raw-paths", TRUE, nullptr));
+        return;
+    }
+    if (m_useDeviceCert) {
+        m_soupServer = GObjectPtr<SoupServer>::adopt(
+            soup_server_new("raw-paths", TRUE, nullptr));
+        m_certificateMaker = std::make_unique<DeviceCertificate>(m_certificate, m_privateKey);
+        m_listenOptions |= SOUP_SERVER_LISTEN_HTTPS;
+        return;
+    }
+    // The certificate text itself holds the key block in this mode; the separate key only switches
+    // HTTPS on.
+    GErrorPtr error;
+    const auto tlsCertificate = GObjectPtr<GTlsCertificate>::adopt(g_tls_certificate_new_from_pem(
+        m_certificate.toUtf8().constData(), m_certificate.length(), error.out()));
+    if (!tlsCertificate) {
+        dbglog_error("Load certificate failed: " << error.message());
+        return;
+    }
+    m_soupServer = GObjectPtr<SoupServer>::adopt(soup_server_new(
+        "raw-paths", TRUE, "tls-certificate", tlsCertificate.get(), nullptr));
+    m_listenOptions |= SOUP_SERVER_LISTEN_HTTPS;
+}
+
+int Server::listeningPort() const
+{
+    if (!m_running)
+        return 0;
+    int port = 0;
+    GSList* uris = soup_server_get_uris(m_soupServer.get());
+    if (uris)
+        port = static_cast<int>(soup_uri_get_port(static_cast<SoupURI*>(uris->data)));
+    g_slist_free_full(uris, [](void* uri) { soup_uri_free(static_cast<SoupURI*>(uri)); });
+    return port;
+}
+
+void Server::start()
+{
+    dbglog_scopedFunction;
+    Q_ASSERT(ok());
+    if (m_running) {
+        dbglog_warning("SOUP server is already running");
+        return;
+    }
+    if (m_certificateMaker && m_deviceCertificate.isEmpty()) {
+        dbglog_info("No device-cert ready to start https server");
+        return;
+    }
+    GErrorPtr error;
+    m_running = soup_server_listen_all(m_soupServer.get(), static_cast<guint>(m_port),
+                                       static_cast<SoupServerListenOptions>(m_listenOptions),
+                                       error.out());
+    if (m_running)
+        dbglog_info("SOUP server started (port " << m_port << ")");
+    else
+        dbglog_error("SOUP server failed to start (port " << m_port
+                                                          << "), Error: " << error.message());
+}
+
+void Server::stop()
+{
+    dbglog_scopedFunction;
+    Q_ASSERT(ok());
+    soup_server_disconnect(m_soupServer.get());
+    m_running = false;
+}
+
+void Server::addHandler(const QString& path, Handler* handler)
+{
+    soup_server_add_handler(m_soupServer.get(), path.toUtf8().constData(), server_callback,
+                            new HandlerData{this, handler},
+                            [](void* data) { delete static_cast<HandlerData*>(data); });
+}
+
+void Server::addEarlyHandler(const QString& path, Handler* handler)
+{
+    soup_server_add_early_handler(m_soupServer.get(), path.toUtf8().constData(), server_callback,
+                                  new HandlerData{this, handler},
+                                  [](void* data) { delete static_cast<HandlerData*>(data); });
+}
+
+void Server::pauseMessage(bool pause, Message* message)
+{
+    Q_ASSERT(ok());
+    if (pause)
+        message->pause();
+    else
+        message->unpause();
+}
+
+void Server::server_callback(SoupServer*, SoupMessage* message, const char* path,
+                             GHashTable* query, SoupClientContext* client, void* userData)
+{
+    const auto* data = static_cast<HandlerData*>(userData);
+    data->server->on_request(message, path, query, client, data->handler);
+}
+
+void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* query,
+                        SoupClientContext* client, Handler* handler)
+{
+    dbglog_scopedFunction;
+    auto* message =
+        new Message(MessageData{soupServer(), soupMessage, path, query, client}, handler);
+    if (!m_language.isEmpty() && !message->header(QStringLiteral("Accept-Language")).isNull())
+        message->setHeader(QStringLiteral("Content-Language"), m_language);
+
+    const QByteArray host = message->header(QStringLiteral("Host"));
+    if (isHostAccepted(host)) {
+        handler->handle(message);
+    } else {
+        dbglog_warning("rejecting message: host=" << host);
+        message->setStatus(SOUP_STATUS_FORBIDDEN, QString());
+    }
+
+    message->forgetCallbackArguments();
+    if (message->isFinished()) {
+        dbglog_debug("Message already finished, deleting it directly");
+        QMetaObject::invokeMethod(message, "deleteLater", Qt::QueuedConnection);
+    } else {
+        plixConnect(message, SIGNAL(finished()), message, SLOT(deleteLater()),
+                    Qt::QueuedConnection);
+    }
+}
+
+void Server::updateIpAddresses(const QSet<QString>& addresses)
+{
+    dbglog_scopedFunction;
+    if (!m_certificateMaker)
+        return;
+    if (m_running)
+        stop();
+    if (addresses.isEmpty() || !m_certificateMaker->create(addresses))
+        return;
+
+    m_deviceCertificate = DeviceCertificate::certificateFile();
+    GErrorPtr error;
+    if (!soup_server_set_ssl_cert_file(m_soupServer.get(),
+                                       DeviceCertificate::certificateFile().toUtf8().constData(),
+                                       DeviceCertificate::keyFile().toUtf8().constData(),
+                                       error.out())) {
+        dbglog_error("Apply cert failed: " << error.message());
+        m_deviceCertificate.clear();
+        return;
+    }
+    start();
+}

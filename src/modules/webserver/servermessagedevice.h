@@ -1,0 +1,40 @@
+#pragma once
+
+#include "message.h"
+
+#include <QIODevice>
+#include <QList>
+#include <QPointer>
+
+// A write-only, sequential device whose writes become chunks of a message's response body. A chunk
+// counts as pending from its write until libsoup reports it written to the network: bytesToWrite()
+// and bytesWritten() are what a streaming responder keeps its back-pressure by.
+//
+// Owned by whoever made it for the response. The end of the exchange closes it.
+class ServerMessageDevice : public QIODevice {
+    Q_OBJECT
+
+public:
+    ServerMessageDevice(Message* message, QObject* parent);
+
+    bool isSequential() const override { return true; }
+    // Read-only or write-only exactly; false for every other mode and after the exchange's end.
+    bool open(OpenMode mode) override;
+    // Completes the response body of a device that was open for writing.
+    void close() override;
+    qint64 bytesToWrite() const override;
+
+protected:
+    qint64 readData(char*, qint64) override { return -1; }
+    qint64 writeData(const char* data, qint64 length) override;
+
+private Q_SLOTS:
+    void on_message_wroteChunk();
+    void on_message_finished();
+
+private:
+    bool hasMessage() const { return m_message && m_message->isValid(); }
+
+    QPointer<Message> m_message;
+    QList<qint64> m_pendingChunks;
+};

@@ -1,0 +1,163 @@
+#include "webserver.h"
+
+#include "core/dbglog.h"
+#include "core/model/cmroot.h"
+#include "core/model/cmvalueitem.h"
+#include "core/plixpaths.h"
+#include "handlers/handler.h"
+#include "handlers/matchhandler.h"
+#include "handlers/responderhandler.h"
+#include "handlers/statichandler.h"
+#include "responders/apiresponder.h"
+#include "responders/responderfactory.h"
+#include "server.h"
+
+#include <cstdlib>
+
+namespace {
+
+PlixValue setting(const CMPath& path)
+{
+    return PlixValue(CMRoot()->getValue(path).toHash());
+}
+
+// The addresses of one network interface's record.
+void insertAddresses(const QVariant& record, QSet<QString>* addresses)
+{
+    const QVariantList entries = record.toHash().value(QStringLiteral("addresses")).toList();
+    for (const QVariant& entry : entries) {
+        const QString ip = entry.toHash().value(QStringLiteral("ip")).toString();
+        if (!ip.isEmpty())
+            addresses->insert(ip);
+    }
+}
+
+QSet<QString> addressesOf(const PlixValue& networkInfo)
+{
+    const QVariantHash& info = networkInfo.__hash();
+    QSet<QString> addresses;
+    insertAddresses(info.value(QStringLiteral("wired")), &addresses);
+    insertAddresses(info.value(QStringLiteral("wireless")), &addresses);
+    const QVariantList accessPoints = info.value(QStringLiteral("softAp"))
+                                          .toHash()
+                                          .value(QStringLiteral("accessPoints"))
+                                          .toList();
+    for (const QVariant& accessPoint : accessPoints)
+        insertAddresses(accessPoint, &addresses);
+    return addresses;
+}
+
+} // namespace
+
+WebserverWorker::WebserverWorker(const QVariantHash& config)
+    : CMNodesWorker(config, QStringLiteral("SoupServer"))
+{
+    dbglog_scopedFunction;
+    // The names of stream pipes are drawn from this generator.
+    srandom(static_cast<unsigned int>(g_get_monotonic_time() / 1000));
+
+    m_documentRoot = setting(PlixWebserverDocumentRootPath()).string_();
+    m_defaultLocation = setting(PlixWebserverDefaultLocationPath()).string_();
+    m_responderConfiguration.strict = setting(PlixWebserverStrictPath()).bool_();
+
+    const int port = setting(PlixWebserverPortPath()).i32_();
+    if (port > 0)
+        startServer(port, QString(), QString(), false);
+
+    const QString certificate = setting(PlixWebserverHttpsCertPath()).string_();
+    const QString privateKey = setting(PlixWebserverHttpsPrivateKeyPath()).string_();
+    const bool useDeviceCert = setting(PlixWebserverHttpsUseDeviceCertPath()).bool_();
+    const int httpsPort = setting(PlixWebserverHttpsPortPath()).i32_();
+    if (!certificate.isEmpty() && !privateKey.isEmpty() && httpsPort > 0)
+        startServer(httpsPort, certificate, privateKey, useDeviceCert);
+
+    new CMValueItem(this, PlixUILanguagePath(), this, SLOT(on_uiLanguage_changed(PlixValue)));
+    new CMValueItem(this, PlixNetworkInfoPath(), this, SLOT(on_networkInfo_changed(PlixValue)));
+}
+
+WebserverWorker::~WebserverWorker()
+{
+    // Before the handlers, which the servers' remaining exchanges belong to.
+    qDeleteAll(m_servers);
+}
+
+void WebserverWorker::startServer(int port, const QString& certificate, const QString& privateKey,
+                                  bool useDeviceCert)
+{
+    dbglog_info("Port: " << port << " document root: " << m_documentRoot);
+    auto server = std::make_unique<Server>(port, certificate, privateKey, useDeviceCert, this);
+    if (!server->ok()) {
+        dbglog_fatal("Failed to create server on port: " << port);
+        return;
+    }
+    addUrlMap(server.get(), !certificate.isEmpty() && !privateKey.isEmpty() && useDeviceCert);
+    server->start();
+    m_servers.append(server.release());
+}
+
+void WebserverWorker::addUrlMap(Server* server, bool servesPages)
+{
+    const auto keep = [this](Handler* handler) {
+        m_handlers.emplace_back(handler);
+        return handler;
+    };
+    const auto responders = [this](ResponderFactory* factory) {
+        return new ResponderHandler(factory, m_documentRoot, nullptr);
+    };
+    using ApiFactory = DefaultResponderFactory<ApiResponder, ResponderConfiguration&>;
+
+    server->addHandler(QStringLiteral("/"), keep(new Handler(m_documentRoot, nullptr)));
+    server->addHandler(QStringLiteral("/api/"),
+                       keep(responders(new ApiFactory(m_responderConfiguration))));
+    // Pages are offered only under the device's own certificate; elsewhere the hint above answers.
+    if (servesPages) {
+        auto* pages = new MatchHandler(m_documentRoot, nullptr);
+        pages->addHandler(new StaticHandler(m_documentRoot, m_defaultLocation, QString(), nullptr));
+        server->addHandler(QStringLiteral("/"), keep(pages));
+    }
+}
+
+int WebserverWorker::listeningPort(bool https) const
+{
+    for (const Server* server : m_servers) {
+        if (server->isRunning() && server->isHttps() == https)
+            return server->listeningPort();
+    }
+    return 0;
+}
+
+int WebserverWorker::httpPort() const
+{
+    return listeningPort(false);
+}
+
+int WebserverWorker::httpsPort() const
+{
+    return listeningPort(true);
+}
+
+void WebserverWorker::on_uiLanguage_changed(const PlixValue& value)
+{
+    dbglog_scopedFunction;
+    for (Server* server : qAsConst(m_servers))
+        server->setLanguage(value.string_());
+}
+
+void WebserverWorker::on_networkInfo_changed(const PlixValue& value)
+{
+    dbglog_scopedFunction;
+    const QSet<QString> addresses = addressesOf(value);
+    if (addresses == m_ipAddresses)
+        return;
+    dbglog_info("Updating IP addr list: " << addresses);
+    m_ipAddresses = addresses;
+    const QList<Server*> servers = m_servers;
+    for (Server* server : servers)
+        server->updateIpAddresses(addresses);
+}
+
+// Called by the host, which owns the worker.
+extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config)
+{
+    return new WebserverWorker(config);
+}
