@@ -5,10 +5,9 @@
 // Connects a signal with a slot, both given by SIGNAL() and SLOT() or as member functions, and
 // stops a build with assertions when the connection cannot be made: a misspelt slot name is a
 // programming error, not a run-time condition.
-template <typename Signal, typename Slot>
-QMetaObject::Connection plixConnect(const typename QtPrivate::FunctionPointer<Signal>::Object* sender,
-                                    Signal signal, const QObject* receiver, Slot slot,
-                                    Qt::ConnectionType type = Qt::AutoConnection)
+template <typename Sender, typename Signal, typename Receiver, typename Slot>
+QMetaObject::Connection plixConnect(const Sender* sender, Signal signal, const Receiver* receiver,
+                                    Slot slot, Qt::ConnectionType type = Qt::AutoConnection)
 {
     const auto connection = QObject::connect(sender, signal, receiver, slot, type);
     Q_ASSERT(connection);

@@ -108,6 +108,11 @@ class CMReply : public CMVoidReply {
 public:
     CMReply() : CMVoidReply(QSharedPointer<CMReplyData<T>>::create()) {}
     explicit CMReply(const QSharedPointer<CMReplyData<T>>& data) : CMVoidReply(data) {}
+    // A general handle seen as the typed one that it was made from.
+    static CMReply from(const CMVoidReply& reply)
+    {
+        return CMReply(reply.data().template staticCast<CMReplyData<T>>());
+    }
 
     T value() const { return typed()->value(); }
     // For the answering side.
@@ -123,9 +128,7 @@ public:
     {
         addWatcher(
             context,
-            [callback = std::move(callback)](const CMVoidReply& reply) {
-                callback(CMReply<T>(reply.data().template staticCast<CMReplyData<T>>()));
-            },
+            [callback = std::move(callback)](const CMVoidReply& reply) { callback(from(reply)); },
             type);
     }
 

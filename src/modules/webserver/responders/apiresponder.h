@@ -1,14 +1,16 @@
 #pragma once
 
-#include "core/model/cmerror.h"
-#include "core/model/cmreply.h"
+#include "core/model/cmpath.h"
+#include "core/model/cmrequest.h"
 #include "responders/responder.h"
 #include "responders/responderconfiguration.h"
 
 #include <QStringList>
 #include <QVariant>
 
-// Answers the JSON API to the data model: /api/getData, /api/getRows, /api/setData.
+// Answers the JSON API to the data model: /api/getData, /api/getRows and /api/setData, by GET with
+// query items or by POST with a form or a JSON object. Nodes and rows that the data model marks
+// internal are hidden. Every failure is answered with status 500 and {"error": <record>}.
 class ApiResponder : public Responder {
     Q_OBJECT
 
@@ -22,4 +24,41 @@ public:
 
     void respond() override;
     bool respondWillBlock() override { return false; }
+
+private Q_SLOTS:
+    void on_getData_finished(const CMVoidReply& reply, ApiResponder::ResponseFormat type,
+                             QStringList roles);
+    void on_getRows_finished(const CMVoidReply& reply, ApiResponder::ResponseFormat type,
+                             QStringList roles);
+    void on_setData_finished(const CMVoidReply& reply);
+
+private:
+    // Fill their arguments from the request. False when they could not, and have answered.
+    bool parseGetDataRequest(QString* path, QStringList* roles, ResponseFormat* format);
+    bool parseGetDataRequestGet(QString* path, QStringList* roles, ResponseFormat* format);
+    bool parseGetDataRequestPost(QString* path, QStringList* roles, ResponseFormat* format);
+    bool parseGetRowsRequest(QString* path, QStringList* roles, int* from, int* to, int* version,
+                             ResponseFormat* format);
+    bool parseGetRowsRequestGet(QString* path, QStringList* roles, int* from, int* to,
+                                int* version, ResponseFormat* format);
+    bool parseGetRowsRequestPost(QString* path, QStringList* roles, int* from, int* to,
+                                 int* version, ResponseFormat* format);
+    bool parseSetDataRequest(QString* path, QString* role, QVariant* value);
+    bool parseSetDataRequestGet(QString* path, QString* role, QVariant* value);
+    bool parseSetDataRequestPost(QString* path, QString* role, QVariant* value);
+
+    void getData();
+    void getRows();
+    void setData();
+    // The answer to the question whether the node that is to be written is internal.
+    void checkInternal(const CMReply<QList<QVariant>>& reply, const CMPath& path,
+                       const QString& role, const QVariant& value);
+    void write(const CMPath& path, const QString& role, const QVariant& value);
+
+    void respondWithValue(const QVariant& value);
+    void respondWithError(const CMError& error);
+    // Answers with an error of the default name; false, so that parsers can return it.
+    bool failWith(const QString& message);
+
+    ResponderConfiguration m_configuration;
 };

@@ -1,0 +1,183 @@
+#include "rawclient.h"
+
+#include <QDeadlineTimer>
+#include <QEventLoop>
+#include <QSslConfiguration>
+#include <QTimer>
+
+#include <sys/socket.h>
+
+namespace {
+
+// Runs the event loop until one of the socket's signals has been emitted, or for the time given.
+template <typename Signal>
+void waitFor(QSslSocket& socket, Signal signal, int timeoutMs)
+{
+    QEventLoop loop;
+    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
+    QObject::connect(&socket, signal, &loop, &QEventLoop::quit);
+    QObject::connect(&socket, &QAbstractSocket::disconnected, &loop, &QEventLoop::quit);
+    QObject::connect(&socket, QOverload<QAbstractSocket::SocketError>::of(&QSslSocket::error),
+                     &loop, &QEventLoop::quit);
+    loop.exec();
+}
+
+} // namespace
+
+QByteArray HttpReply::header(const QByteArray& name) const
+{
+    for (const auto& [key, value] : headers) {
+        if (key.compare(name, Qt::CaseInsensitive) == 0)
+            return value;
+    }
+    return {};
+}
+
+RawClient::RawClient(int port, bool tls)
+{
+    if (tls) {
+        m_socket.setPeerVerifyMode(QSslSocket::VerifyNone);
+        m_socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), static_cast<quint16>(port));
+        waitFor(m_socket, &QSslSocket::encrypted, defaultTimeoutMs);
+    } else {
+        m_socket.connectToHost(QStringLiteral("127.0.0.1"), static_cast<quint16>(port));
+        waitFor(m_socket, &QAbstractSocket::connected, defaultTimeoutMs);
+    }
+}
+
+RawClient::~RawClient()
+{
+    m_socket.abort();
+}
+
+bool RawClient::isConnected() const
+{
+    return m_socket.state() == QAbstractSocket::ConnectedState;
+}
+
+void RawClient::send(const QByteArray& bytes)
+{
+    m_socket.write(bytes);
+    m_socket.flush();
+}
+
+void RawClient::halfClose()
+{
+    while (isConnected() && m_socket.bytesToWrite() > 0)
+        waitFor(m_socket, &QIODevice::bytesWritten, defaultTimeoutMs);
+    ::shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
+}
+
+void RawClient::abort()
+{
+    m_socket.abort();
+}
+
+bool RawClient::readMore(int timeoutMs)
+{
+    if (m_socket.bytesAvailable() == 0 && isConnected())
+        waitFor(m_socket, &QIODevice::readyRead, timeoutMs);
+    const QByteArray bytes = m_socket.readAll();
+    m_buffer += bytes;
+    return !bytes.isEmpty();
+}
+
+bool RawClient::readUntil(const QByteArray& mark, int timeoutMs)
+{
+    while (!m_buffer.contains(mark)) {
+        if (!readMore(timeoutMs))
+            return false;
+    }
+    return true;
+}
+
+QByteArray RawClient::take(int count, int timeoutMs)
+{
+    while (m_buffer.size() < count && readMore(timeoutMs)) {
+    }
+    const QByteArray taken = m_buffer.left(count);
+    m_buffer.remove(0, taken.size());
+    return taken;
+}
+
+QByteArray RawClient::read(int count, int timeoutMs)
+{
+    return take(count, timeoutMs);
+}
+
+QByteArray RawClient::readChunks(int timeoutMs)
+{
+    QByteArray body;
+    while (readUntil("\r\n", timeoutMs)) {
+        const int lineEnd = m_buffer.indexOf("\r\n");
+        const int size = m_buffer.left(lineEnd).toInt(nullptr, 16);
+        m_buffer.remove(0, lineEnd + 2);
+        body += take(size, timeoutMs);
+        take(2, timeoutMs);
+        if (size == 0)
+            break;
+    }
+    return body;
+}
+
+HttpReply RawClient::readReply(bool toHead, int timeoutMs)
+{
+    HttpReply reply;
+    if (!readUntil("\r\n\r\n", timeoutMs))
+        return reply;
+    reply.head = take(m_buffer.indexOf("\r\n\r\n") + 4, timeoutMs);
+
+    const QList<QByteArray> lines = reply.head.trimmed().split('\n');
+    const QByteArray statusLine = lines.first().trimmed();
+    reply.status = statusLine.mid(9, 3).toInt();
+    reply.reason = statusLine.mid(13);
+    for (int i = 1; i < lines.size(); ++i) {
+        const int colon = lines[i].indexOf(':');
+        reply.headers.append({lines[i].left(colon), lines[i].mid(colon + 1).trimmed()});
+    }
+
+    if (toHead || reply.status == 304 || reply.status == 204 || reply.status < 200)
+        return reply;
+    const QByteArray length = reply.header("Content-Length");
+    if (reply.isChunked())
+        reply.body = readChunks(timeoutMs);
+    else if (!length.isNull())
+        reply.body = take(length.toInt(), timeoutMs);
+    else
+        reply.body = readToEnd(timeoutMs);
+    return reply;
+}
+
+QByteArray RawClient::readToEnd(int timeoutMs)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    while (!deadline.hasExpired() && readMore(static_cast<int>(deadline.remainingTime()))) {
+    }
+    return std::exchange(m_buffer, QByteArray());
+}
+
+bool RawClient::waitForClose(int timeoutMs)
+{
+    const QDeadlineTimer deadline(timeoutMs);
+    while (isConnected() && !deadline.hasExpired())
+        waitFor(m_socket, &QAbstractSocket::disconnected,
+                static_cast<int>(deadline.remainingTime()));
+    return !isConnected();
+}
+
+QByteArray RawClient::requestBytes(const QByteArray& method, const QByteArray& target,
+                                   const QByteArray& extraHeaders, const QByteArray& body)
+{
+    QByteArray bytes = method + " " + target + " HTTP/1.1\r\nHost: localhost\r\n" + extraHeaders;
+    if (!body.isEmpty())
+        bytes += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";
+    return bytes + "\r\n" + body;
+}
+
+HttpReply RawClient::request(int port, const QByteArray& method, const QByteArray& target,
+                             const QByteArray& extraHeaders, const QByteArray& body, bool tls)
+{
+    RawClient client(port, tls);
+    client.send(requestBytes(method, target, extraHeaders, body));
+    return client.readReply(method == "HEAD");
+}

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <QByteArray>
+#include <QList>
+#include <QPair>
+#include <QSslSocket>
+#include <QString>
+
+// One HTTP response as it came over the wire.
+struct HttpReply {
+    int status = 0; // 0: no complete response arrived
+    QByteArray reason;
+    QByteArray head; // status line and headers, with the empty line
+    QByteArray body; // decoded
+    QList<QPair<QByteArray, QByteArray>> headers;
+
+    // Case-insensitive; null when absent. The first of several.
+    QByteArray header(const QByteArray& name) const;
+    bool isChunked() const { return header("Transfer-Encoding") == "chunked"; }
+};
+
+// A client that writes and reads bytes, nothing more, so that a test sees what really goes over the
+// wire. Server and client share the test's thread: the client runs the event loop while it waits.
+class RawClient {
+public:
+    static constexpr int defaultTimeoutMs = 10000;
+
+    explicit RawClient(int port, bool tls = false);
+    ~RawClient();
+    RawClient(const RawClient&) = delete;
+    RawClient& operator=(const RawClient&) = delete;
+
+    bool isConnected() const;
+    void send(const QByteArray& bytes);
+    // Ends the sending direction (plain connections only).
+    void halfClose();
+    // Drops the connection without a farewell.
+    void abort();
+
+    // Reads one response. `toHead`: it has no body whatever its headers say.
+    HttpReply readReply(bool toHead = false, int timeoutMs = defaultTimeoutMs);
+    // Everything up to the end of the connection, or up to the time limit.
+    QByteArray readToEnd(int timeoutMs = defaultTimeoutMs);
+    // At least so many bytes, fewer at the end of the connection or at the time limit.
+    QByteArray read(int count, int timeoutMs = defaultTimeoutMs);
+    bool waitForClose(int timeoutMs = defaultTimeoutMs);
+
+    QSslSocket& socket() { return m_socket; }
+
+    static QByteArray requestBytes(const QByteArray& method, const QByteArray& target,
+                                   const QByteArray& extraHeaders = {},
+                                   const QByteArray& body = {});
+    // One request on a connection of its own. `extraHeaders`: whole lines with CR LF.
+    static HttpReply request(int port, const QByteArray& method, const QByteArray& target,
+                             const QByteArray& extraHeaders = {}, const QByteArray& body = {},
+                             bool tls = false);
+    static HttpReply get(int port, const QByteArray& target, const QByteArray& extraHeaders = {},
+                         bool tls = false)
+    {
+        return request(port, "GET", target, extraHeaders, {}, tls);
+    }
+
+private:
+    // Reads more into the buffer. False at the end of the connection or after the time limit.
+    bool readMore(int timeoutMs);
+    bool readUntil(const QByteArray& mark, int timeoutMs);
+    QByteArray take(int count, int timeoutMs);
+    QByteArray readChunks(int timeoutMs);
+
+    QSslSocket m_socket;
+    QByteArray m_buffer;
+};

@@ -1,0 +1,186 @@
+#include "testdevice.h"
+
+#include "core/plixpaths.h"
+#include "handlers/handler.h"
+#include "message.h"
+#include "rawclient.h"
+
+#include <QCoreApplication>
+#include <QDir>
+#include <QProcess>
+#include <QTcpServer>
+#include <QTest>
+
+namespace {
+
+int openDescriptors()
+{
+    return QDir(QStringLiteral("/proc/self/fd"))
+        .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
+        .size();
+}
+
+int streamPipes()
+{
+    return QDir(QStringLiteral("/tmp"))
+        .entryList({QStringLiteral("plix-stream-data-pipe-*")}, QDir::System)
+        .size();
+}
+
+// GLib and OpenSSL open descriptors once, on first use, and keep them.
+void warmUp()
+{
+    static const bool done = [] {
+        Server server(0, QString(), QString(), false, nullptr);
+        Handler handler(QString(), nullptr);
+        server.addHandler(QStringLiteral("/"), &handler);
+        server.start();
+        RawClient::get(server.listeningPort(), "/");
+        settle();
+        return true;
+    }();
+    Q_UNUSED(done)
+}
+
+QByteArray run(const QString& program, const QStringList& arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    process.waitForFinished();
+    return process.readAllStandardOutput();
+}
+
+QVariantHash text(const QString& value)
+{
+    return {{QStringLiteral("value"), QVariantHash{{QStringLiteral("string_"), value}}},
+            {QStringLiteral("internal"), true}};
+}
+
+QVariantHash number(int value)
+{
+    return {{QStringLiteral("value"), QVariantHash{{QStringLiteral("i32_"), value}}}};
+}
+
+} // namespace
+
+int freePort()
+{
+    QTcpServer server;
+    server.listen(QHostAddress::Any);
+    return server.serverPort();
+}
+
+void settle()
+{
+    for (int i = 0; i < 3; ++i) {
+        QCoreApplication::processEvents();
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
+}
+
+LeakCheck::LeakCheck()
+{
+    warmUp();
+    m_descriptors = openDescriptors();
+    m_pipes = streamPipes();
+}
+
+LeakCheck::~LeakCheck()
+{
+    if (!QTest::qWaitFor([this] { return openDescriptors() <= m_descriptors; }))
+        QTest::qFail(qPrintable(QStringLiteral("%1 file descriptors were left open")
+                                    .arg(openDescriptors() - m_descriptors)),
+                     __FILE__, __LINE__);
+    if (streamPipes() > m_pipes)
+        QTest::qFail("a stream's FIFO was left in /tmp", __FILE__, __LINE__);
+}
+
+TestServer::TestServer()
+    : m_server(std::make_unique<Server>(0, QString(), QString(), false, nullptr))
+{
+    m_server->start();
+}
+
+TestServer::~TestServer()
+{
+    m_server.reset();
+    settle();
+    for (const auto& handler : m_handlers) {
+        if (handler->findChild<Message*>())
+            QTest::qFail("a message outlived its exchange", __FILE__, __LINE__);
+    }
+}
+
+void TestServer::add(const QString& path, Handler* handler)
+{
+    m_handlers.emplace_back(handler);
+    m_server->addHandler(path, handler);
+}
+
+void TestServer::addEarly(const QString& path, Handler* handler)
+{
+    m_handlers.emplace_back(handler);
+    m_server->addEarlyHandler(path, handler);
+}
+
+TestDevice::TestDevice(const QVariantHash& nodes)
+{
+    QVariantHash all{{PlixWebserverDocumentRootPath().toEncoded(), text(m_root.path())},
+                     {PlixWebserverPortPath().toEncoded(), number(freePort())}};
+    for (auto node = nodes.begin(); node != nodes.end(); ++node)
+        all.insert(node.key(), node.value());
+
+    const QVariantHash config{{QStringLiteral("nodes"), all}};
+    for (auto node = all.begin(); node != all.end(); ++node) {
+        const QString name = CMPath::fromEncoded(node.key()).worker();
+        auto& worker = m_workers[name];
+        if (!worker)
+            worker = std::make_unique<CMNodesWorker>(config, name);
+    }
+    m_web = std::make_unique<WebserverWorker>(config);
+    settle();
+}
+
+TestDevice::~TestDevice()
+{
+    m_web.reset();
+    settle();
+}
+
+void TestDevice::writeFile(const QString& name, const QByteArray& content) const
+{
+    const QString path = m_root.filePath(name);
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
+    file.write(content);
+}
+
+QVariantHash TestDevice::httpsNodes()
+{
+    // One authority for all tests of a program: making a key takes a while.
+    static const QPair<QString, QString> authority = [] {
+        const QTemporaryDir folder;
+        const QString key = folder.filePath(QStringLiteral("key.pem"));
+        run(QStringLiteral("openssl"), {QStringLiteral("genrsa"), QStringLiteral("-out"), key});
+        const QByteArray certificate =
+            run(QStringLiteral("openssl"),
+                {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-new"),
+                 QStringLiteral("-key"), key, QStringLiteral("-subj"),
+                 QStringLiteral("/C=AT/O=Test Works/CN=Test authority")});
+        QFile keyFile(key);
+        keyFile.open(QIODevice::ReadOnly);
+        return qMakePair(QString::fromUtf8(certificate), QString::fromUtf8(keyFile.readAll()));
+    }();
+    const QVariantHash network{
+        {QStringLiteral("wired"),
+         QVariantHash{{QStringLiteral("addresses"),
+                       QVariantList{QVariantHash{{QStringLiteral("ip"),
+                                                  QStringLiteral("127.0.0.1")}}}}}}};
+    return {{PlixWebserverHttpsCertPath().toEncoded(), text(authority.first)},
+            {PlixWebserverHttpsPrivateKeyPath().toEncoded(), text(authority.second)},
+            {PlixWebserverHttpsUseDeviceCertPath().toEncoded(),
+             QVariantHash{{QStringLiteral("value"), QVariantHash{{QStringLiteral("bool_"), true}}}}},
+            {PlixWebserverHttpsPortPath().toEncoded(), number(freePort())},
+            {PlixNetworkInfoPath().toEncoded(), QVariantHash{{QStringLiteral("value"), network}}}};
+}

@@ -1,0 +1,80 @@
+#pragma once
+
+#include "core/model/cmnodesworker.h"
+#include "core/model/cmrootworker.h"
+#include "server.h"
+#include "webserver.h"
+
+#include <QTemporaryDir>
+#include <QVariantHash>
+
+#include <memory>
+#include <vector>
+
+class Handler;
+
+// Fails the running test when the life of the object leaves anything behind: a file descriptor, or
+// a FIFO of a stream. Made before what it watches.
+class LeakCheck {
+public:
+    LeakCheck();
+    ~LeakCheck();
+    LeakCheck(const LeakCheck&) = delete;
+    LeakCheck& operator=(const LeakCheck&) = delete;
+
+private:
+    int m_descriptors;
+    int m_pipes;
+};
+
+// A plain server on a free port with the handlers that a test gives it. At its end it checks that
+// no message has survived.
+class TestServer {
+public:
+    TestServer();
+    ~TestServer();
+
+    // Takes the handler over.
+    void add(const QString& path, Handler* handler);
+    void addEarly(const QString& path, Handler* handler);
+    int port() const { return m_server->listeningPort(); }
+    Server& server() { return *m_server; }
+
+private:
+    LeakCheck m_leaks;
+    std::vector<std::unique_ptr<Handler>> m_handlers;
+    std::unique_ptr<Server> m_server;
+};
+
+// A whole device in the test's process: a data model with in-memory workers for the nodes given
+// (encoded path to roles, and "rows"), and a real web server worker on free ports.
+class TestDevice {
+public:
+    explicit TestDevice(const QVariantHash& nodes = {});
+    ~TestDevice();
+
+    int port() const { return m_web->httpPort(); }
+    int httpsPort() const { return m_web->httpsPort(); }
+    // The document root; empty at the start.
+    QString root() const { return m_root.path(); }
+    void writeFile(const QString& name, const QByteArray& content) const;
+    CMNodesWorker& worker(const QString& name) { return *m_workers.at(name); }
+    WebserverWorker& web() { return *m_web; }
+
+    // Nodes that let the device serve pages over HTTPS with a certificate for 127.0.0.1, made by
+    // the device from an authority that is made here.
+    static QVariantHash httpsNodes();
+
+private:
+    LeakCheck m_leaks;
+    QTemporaryDir m_root;
+    CMRootWorker m_rootWorker;
+    std::map<QString, std::unique_ptr<CMNodesWorker>> m_workers;
+    std::unique_ptr<WebserverWorker> m_web;
+};
+
+// A port of loopback that nobody uses at the moment.
+int freePort();
+
+// Runs what is queued in the event loop, deferred deletions included.
+void settle();
