@@ -11,21 +11,18 @@ namespace {
 
 // Runs the event loop until one of the socket's signals has been emitted, or for the time given.
 template <typename Signal>
-void waitFor(QSslSocket& socket, Signal signal, int timeoutMs)
-{
+void waitFor(QSslSocket& socket, Signal signal, int timeoutMs) {
     QEventLoop loop;
     QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
     QObject::connect(&socket, signal, &loop, &QEventLoop::quit);
     QObject::connect(&socket, &QAbstractSocket::disconnected, &loop, &QEventLoop::quit);
-    QObject::connect(&socket, QOverload<QAbstractSocket::SocketError>::of(&QSslSocket::error),
-                     &loop, &QEventLoop::quit);
+    QObject::connect(&socket, &QAbstractSocket::errorOccurred, &loop, &QEventLoop::quit);
     loop.exec();
 }
 
 } // namespace
 
-QByteArray HttpReply::header(const QByteArray& name) const
-{
+QByteArray HttpReply::header(const QByteArray& name) const {
     for (const auto& [key, value] : headers) {
         if (key.compare(name, Qt::CaseInsensitive) == 0)
             return value;
@@ -33,8 +30,7 @@ QByteArray HttpReply::header(const QByteArray& name) const
     return {};
 }
 
-RawClient::RawClient(int port, bool tls)
-{
+RawClient::RawClient(int port, bool tls) {
     if (tls) {
         m_socket.setPeerVerifyMode(QSslSocket::VerifyNone);
         m_socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), static_cast<quint16>(port));
@@ -45,36 +41,30 @@ RawClient::RawClient(int port, bool tls)
     }
 }
 
-RawClient::~RawClient()
-{
+RawClient::~RawClient() {
     m_socket.abort();
 }
 
-bool RawClient::isConnected() const
-{
+bool RawClient::isConnected() const {
     return m_socket.state() == QAbstractSocket::ConnectedState;
 }
 
-void RawClient::send(const QByteArray& bytes)
-{
+void RawClient::send(const QByteArray& bytes) {
     m_socket.write(bytes);
     m_socket.flush();
 }
 
-void RawClient::halfClose()
-{
+void RawClient::halfClose() {
     while (isConnected() && m_socket.bytesToWrite() > 0)
         waitFor(m_socket, &QIODevice::bytesWritten, defaultTimeoutMs);
     ::shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
 }
 
-void RawClient::abort()
-{
+void RawClient::abort() {
     m_socket.abort();
 }
 
-bool RawClient::readMore(int timeoutMs)
-{
+bool RawClient::readMore(int timeoutMs) {
     if (m_socket.bytesAvailable() == 0 && isConnected())
         waitFor(m_socket, &QIODevice::readyRead, timeoutMs);
     const QByteArray bytes = m_socket.readAll();
@@ -82,8 +72,7 @@ bool RawClient::readMore(int timeoutMs)
     return !bytes.isEmpty();
 }
 
-bool RawClient::readUntil(const QByteArray& mark, int timeoutMs)
-{
+bool RawClient::readUntil(const QByteArray& mark, int timeoutMs) {
     while (!m_buffer.contains(mark)) {
         if (!readMore(timeoutMs))
             return false;
@@ -91,8 +80,7 @@ bool RawClient::readUntil(const QByteArray& mark, int timeoutMs)
     return true;
 }
 
-QByteArray RawClient::take(int count, int timeoutMs)
-{
+QByteArray RawClient::take(int count, int timeoutMs) {
     while (m_buffer.size() < count && readMore(timeoutMs)) {
     }
     const QByteArray taken = m_buffer.left(count);
@@ -100,13 +88,11 @@ QByteArray RawClient::take(int count, int timeoutMs)
     return taken;
 }
 
-QByteArray RawClient::read(int count, int timeoutMs)
-{
+QByteArray RawClient::read(int count, int timeoutMs) {
     return take(count, timeoutMs);
 }
 
-QByteArray RawClient::readChunks(int timeoutMs)
-{
+QByteArray RawClient::readChunks(int timeoutMs) {
     QByteArray body;
     while (readUntil("\r\n", timeoutMs)) {
         const int lineEnd = m_buffer.indexOf("\r\n");
@@ -120,8 +106,7 @@ QByteArray RawClient::readChunks(int timeoutMs)
     return body;
 }
 
-HttpReply RawClient::readReply(bool toHead, int timeoutMs)
-{
+HttpReply RawClient::readReply(bool toHead, int timeoutMs) {
     HttpReply reply;
     if (!readUntil("\r\n\r\n", timeoutMs))
         return reply;
@@ -148,16 +133,14 @@ HttpReply RawClient::readReply(bool toHead, int timeoutMs)
     return reply;
 }
 
-QByteArray RawClient::readToEnd(int timeoutMs)
-{
+QByteArray RawClient::readToEnd(int timeoutMs) {
     const QDeadlineTimer deadline(timeoutMs);
     while (!deadline.hasExpired() && readMore(static_cast<int>(deadline.remainingTime()))) {
     }
     return std::exchange(m_buffer, QByteArray());
 }
 
-bool RawClient::waitForClose(int timeoutMs)
-{
+bool RawClient::waitForClose(int timeoutMs) {
     const QDeadlineTimer deadline(timeoutMs);
     while (isConnected() && !deadline.hasExpired())
         waitFor(m_socket, &QAbstractSocket::disconnected,
@@ -166,8 +149,7 @@ bool RawClient::waitForClose(int timeoutMs)
 }
 
 QByteArray RawClient::requestBytes(const QByteArray& method, const QByteArray& target,
-                                   const QByteArray& extraHeaders, const QByteArray& body)
-{
+                                   const QByteArray& extraHeaders, const QByteArray& body) {
     QByteArray bytes = method + " " + target + " HTTP/1.1\r\nHost: localhost\r\n" + extraHeaders;
     if (!body.isEmpty())
         bytes += "Content-Length: " + QByteArray::number(body.size()) + "\r\n";
@@ -175,8 +157,7 @@ QByteArray RawClient::requestBytes(const QByteArray& method, const QByteArray& t
 }
 
 HttpReply RawClient::request(int port, const QByteArray& method, const QByteArray& target,
-                             const QByteArray& extraHeaders, const QByteArray& body, bool tls)
-{
+                             const QByteArray& extraHeaders, const QByteArray& body, bool tls) {
     RawClient client(port, tls);
     client.send(requestBytes(method, target, extraHeaders, body));
     return client.readReply(method == "HEAD");

@@ -55,8 +55,7 @@ public:
                              const QByteArray& extraHeaders = {}, const QByteArray& body = {},
                              bool tls = false);
     static HttpReply get(int port, const QByteArray& target, const QByteArray& extraHeaders = {},
-                         bool tls = false)
-    {
+                         bool tls = false) {
         return request(port, "GET", target, extraHeaders, {}, tls);
     }
 

@@ -13,23 +13,24 @@
 
 namespace {
 
-int openDescriptors()
-{
-    return QDir(QStringLiteral("/proc/self/fd"))
-        .entryList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System)
-        .size();
+// What the process's file descriptors refer to.
+QStringList openDescriptors() {
+    QStringList targets;
+    const auto entries = QDir(QStringLiteral("/proc/self/fd"))
+                             .entryInfoList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System);
+    for (const QFileInfo& entry : entries)
+        targets.append(entry.symLinkTarget());
+    return targets;
 }
 
-int streamPipes()
-{
+int streamPipes() {
     return QDir(QStringLiteral("/tmp"))
         .entryList({QStringLiteral("plix-stream-data-pipe-*")}, QDir::System)
         .size();
 }
 
 // GLib and OpenSSL open descriptors once, on first use, and keep them.
-void warmUp()
-{
+void warmUp() {
     static const bool done = [] {
         Server server(0, QString(), QString(), false, nullptr);
         Handler handler(QString(), nullptr);
@@ -42,67 +43,60 @@ void warmUp()
     Q_UNUSED(done)
 }
 
-QByteArray run(const QString& program, const QStringList& arguments)
-{
+QByteArray run(const QString& program, const QStringList& arguments) {
     QProcess process;
     process.start(program, arguments);
     process.waitForFinished();
     return process.readAllStandardOutput();
 }
 
-QVariantHash text(const QString& value)
-{
+QVariantHash text(const QString& value) {
     return {{QStringLiteral("value"), QVariantHash{{QStringLiteral("string_"), value}}},
             {QStringLiteral("internal"), true}};
 }
 
-QVariantHash number(int value)
-{
+QVariantHash number(int value) {
     return {{QStringLiteral("value"), QVariantHash{{QStringLiteral("i32_"), value}}}};
 }
 
 } // namespace
 
-int freePort()
-{
+int freePort() {
     QTcpServer server;
     server.listen(QHostAddress::Any);
     return server.serverPort();
 }
 
-void settle()
-{
+void settle() {
     for (int i = 0; i < 3; ++i) {
         QCoreApplication::processEvents();
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     }
 }
 
-LeakCheck::LeakCheck()
-{
+LeakCheck::LeakCheck() {
     warmUp();
-    m_descriptors = openDescriptors();
+    m_descriptors = openDescriptors().size();
     m_pipes = streamPipes();
 }
 
-LeakCheck::~LeakCheck()
-{
-    if (!QTest::qWaitFor([this] { return openDescriptors() <= m_descriptors; }))
-        QTest::qFail(qPrintable(QStringLiteral("%1 file descriptors were left open")
-                                    .arg(openDescriptors() - m_descriptors)),
-                     __FILE__, __LINE__);
+LeakCheck::~LeakCheck() {
+    if (!QTest::qWaitFor([this] { return openDescriptors().size() <= m_descriptors; }))
+        QTest::qFail(
+            qPrintable(
+                QStringLiteral("more than %1 file descriptors are left: ").arg(m_descriptors) +
+                openDescriptors().join(QLatin1Char(' '))),
+            __FILE__, __LINE__);
     if (streamPipes() > m_pipes)
         QTest::qFail("a stream's FIFO was left in /tmp", __FILE__, __LINE__);
 }
 
 TestServer::TestServer()
-    : m_server(std::make_unique<Server>(0, QString(), QString(), false, nullptr))
-{
+    : m_server(std::make_unique<Server>(0, QString(), QString(), false, nullptr)) {
     m_server->start();
 }
 
-TestServer::~TestServer()
-{
+TestServer::~TestServer() {
     m_server.reset();
     settle();
     for (const auto& handler : m_handlers) {
@@ -111,20 +105,17 @@ TestServer::~TestServer()
     }
 }
 
-void TestServer::add(const QString& path, Handler* handler)
-{
+void TestServer::add(const QString& path, Handler* handler) {
     m_handlers.emplace_back(handler);
     m_server->addHandler(path, handler);
 }
 
-void TestServer::addEarly(const QString& path, Handler* handler)
-{
+void TestServer::addEarly(const QString& path, Handler* handler) {
     m_handlers.emplace_back(handler);
     m_server->addEarlyHandler(path, handler);
 }
 
-TestDevice::TestDevice(const QVariantHash& nodes)
-{
+TestDevice::TestDevice(const QVariantHash& nodes) {
     QVariantHash all{{PlixWebserverDocumentRootPath().toEncoded(), text(m_root.path())},
                      {PlixWebserverPortPath().toEncoded(), number(freePort())}};
     for (auto node = nodes.begin(); node != nodes.end(); ++node)
@@ -141,14 +132,12 @@ TestDevice::TestDevice(const QVariantHash& nodes)
     settle();
 }
 
-TestDevice::~TestDevice()
-{
+TestDevice::~TestDevice() {
     m_web.reset();
     settle();
 }
 
-void TestDevice::writeFile(const QString& name, const QByteArray& content) const
-{
+void TestDevice::writeFile(const QString& name, const QByteArray& content) const {
     const QString path = m_root.filePath(name);
     QDir().mkpath(QFileInfo(path).path());
     QFile file(path);
@@ -156,8 +145,7 @@ void TestDevice::writeFile(const QString& name, const QByteArray& content) const
     file.write(content);
 }
 
-QVariantHash TestDevice::httpsNodes()
-{
+QVariantHash TestDevice::httpsNodes() {
     // One authority for all tests of a program: making a key takes a while.
     static const QPair<QString, QString> authority = [] {
         const QTemporaryDir folder;
@@ -174,13 +162,14 @@ QVariantHash TestDevice::httpsNodes()
     }();
     const QVariantHash network{
         {QStringLiteral("wired"),
-         QVariantHash{{QStringLiteral("addresses"),
-                       QVariantList{QVariantHash{{QStringLiteral("ip"),
-                                                  QStringLiteral("127.0.0.1")}}}}}}};
-    return {{PlixWebserverHttpsCertPath().toEncoded(), text(authority.first)},
-            {PlixWebserverHttpsPrivateKeyPath().toEncoded(), text(authority.second)},
-            {PlixWebserverHttpsUseDeviceCertPath().toEncoded(),
-             QVariantHash{{QStringLiteral("value"), QVariantHash{{QStringLiteral("bool_"), true}}}}},
-            {PlixWebserverHttpsPortPath().toEncoded(), number(freePort())},
-            {PlixNetworkInfoPath().toEncoded(), QVariantHash{{QStringLiteral("value"), network}}}};
+         QVariantHash{
+             {QStringLiteral("addresses"),
+              QVariantList{QVariantHash{{QStringLiteral("ip"), QStringLiteral("127.0.0.1")}}}}}}};
+    return {
+        {PlixWebserverHttpsCertPath().toEncoded(), text(authority.first)},
+        {PlixWebserverHttpsPrivateKeyPath().toEncoded(), text(authority.second)},
+        {PlixWebserverHttpsUseDeviceCertPath().toEncoded(),
+         QVariantHash{{QStringLiteral("value"), QVariantHash{{QStringLiteral("bool_"), true}}}}},
+        {PlixWebserverHttpsPortPath().toEncoded(), number(freePort())},
+        {PlixNetworkInfoPath().toEncoded(), QVariantHash{{QStringLiteral("value"), network}}}};
 }

@@ -15,28 +15,25 @@ namespace {
 constexpr int keyTimeoutMs = 30000;
 constexpr int stepTimeoutMs = 5000;
 
-QString requestFile()
-{
+QString requestFile() {
     return QStringLiteral("/tmp/soup-dev-csr.pem");
 }
 
-PlixProcessHandlerResult openssl(const QStringList& arguments, int timeoutMs)
-{
+PlixProcessHandlerResult openssl(const QStringList& arguments, int timeoutMs) {
     return PlixProcessHandler::startSync(QStringLiteral("openssl"), arguments, timeoutMs);
 }
 
-bool writeFile(const QString& name, const QString& text)
-{
+bool writeFile(const QString& name, const QString& text) {
     QFile file(name);
-    if (!file.open(QIODevice::ReadWrite) || !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
+    if (!file.open(QIODevice::ReadWrite) ||
+        !file.setPermissions(QFile::ReadOwner | QFile::WriteOwner))
         return false;
     const QByteArray bytes = text.toUtf8();
     return file.write(bytes) == bytes.size() && file.flush();
 }
 
 // The subject of the device's certificate: the authority's with the device's common name.
-QString subjectFor(const QString& authorityFile)
-{
+QString subjectFor(const QString& authorityFile) {
     const auto result = openssl({QStringLiteral("x509"), QStringLiteral("-noout"),
                                  QStringLiteral("-subject"), QStringLiteral("-nameopt"),
                                  QStringLiteral("compat"), QStringLiteral("-in"), authorityFile},
@@ -50,8 +47,7 @@ QString subjectFor(const QString& authorityFile)
 
 } // namespace
 
-QString deviceCertificateExtensions(const QSet<QString>& addresses)
-{
+QString deviceCertificateExtensions(const QSet<QString>& addresses) {
     return QStringLiteral("[v3_ca]\n"
                           "basicConstraints = CA:FALSE\n"
                           "keyUsage = digitalSignature, keyEncipherment\n"
@@ -60,8 +56,7 @@ QString deviceCertificateExtensions(const QSet<QString>& addresses)
            addresses.values().join(QStringLiteral(",IP:")) + QLatin1Char('\n');
 }
 
-QString deviceCertificateSubject(const QString& authoritySubject)
-{
+QString deviceCertificateSubject(const QString& authoritySubject) {
     const QString prefix = QStringLiteral("subject=");
     static const QRegularExpression commonName(QStringLiteral("/CN=[^/]+"));
     if (!authoritySubject.startsWith(prefix))
@@ -73,12 +68,9 @@ QString deviceCertificateSubject(const QString& authoritySubject)
 
 DeviceCertificate::DeviceCertificate(const QString& authorityCertificate,
                                      const QString& authorityKey)
-    : m_authorityCertificate(authorityCertificate), m_authorityKey(authorityKey)
-{
-}
+    : m_authorityCertificate(authorityCertificate), m_authorityKey(authorityKey) {}
 
-DeviceCertificate::~DeviceCertificate()
-{
+DeviceCertificate::~DeviceCertificate() {
     if (!m_hasKey)
         return;
     QFile::remove(certificateFile());
@@ -86,33 +78,29 @@ DeviceCertificate::~DeviceCertificate()
     QFile::remove(keyFile());
 }
 
-QString DeviceCertificate::keyFile()
-{
+QString DeviceCertificate::keyFile() {
     return QStringLiteral("/tmp/soup-key.pem");
 }
 
-QString DeviceCertificate::certificateFile()
-{
+QString DeviceCertificate::certificateFile() {
     return QStringLiteral("/tmp/soup-cert.pem");
 }
 
-bool DeviceCertificate::createKey()
-{
+bool DeviceCertificate::createKey() {
     if (m_hasKey && QFile::exists(keyFile()))
         return true;
     // A file or link that somebody else left under the well-known name must not receive the key.
     QFile::remove(keyFile());
-    const auto result = openssl({QStringLiteral("genrsa"), QStringLiteral("-out"), keyFile(),
-                                 QStringLiteral("2048")},
-                                keyTimeoutMs);
+    const auto result = openssl(
+        {QStringLiteral("genrsa"), QStringLiteral("-out"), keyFile(), QStringLiteral("2048")},
+        keyTimeoutMs);
     m_hasKey = result.finishedOk();
     if (!m_hasKey)
         dbglog_error("Unable to create device key: " << result.getData());
     return m_hasKey;
 }
 
-bool DeviceCertificate::createRequest(const QString& subject) const
-{
+bool DeviceCertificate::createRequest(const QString& subject) const {
     dbglog_info("Using device-cert subject: " << subject);
     QFile::remove(requestFile());
     const auto result =
@@ -125,16 +113,15 @@ bool DeviceCertificate::createRequest(const QString& subject) const
     return result.finishedOk();
 }
 
-bool DeviceCertificate::sign(const QString& authorityFile, const QString& extensionFile) const
-{
+bool DeviceCertificate::sign(const QString& authorityFile, const QString& extensionFile) const {
     QFile::remove(certificateFile());
-    const auto result = openssl(
-        {QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"), requestFile(),
-         QStringLiteral("-out"), certificateFile(), QStringLiteral("-days"), QStringLiteral("365"),
-         QStringLiteral("-CA"), authorityFile, QStringLiteral("-CAcreateserial"),
-         QStringLiteral("-extensions"), QStringLiteral("v3_ca"), QStringLiteral("-extfile"),
-         extensionFile},
-        stepTimeoutMs);
+    const auto result =
+        openssl({QStringLiteral("x509"), QStringLiteral("-req"), QStringLiteral("-in"),
+                 requestFile(), QStringLiteral("-out"), certificateFile(), QStringLiteral("-days"),
+                 QStringLiteral("365"), QStringLiteral("-CA"), authorityFile,
+                 QStringLiteral("-CAcreateserial"), QStringLiteral("-extensions"),
+                 QStringLiteral("v3_ca"), QStringLiteral("-extfile"), extensionFile},
+                stepTimeoutMs);
     // The same text as for the key: whoever watches the log for it learns that there is no
     // certificate, whichever step failed.
     if (!result.finishedOk())
@@ -142,8 +129,7 @@ bool DeviceCertificate::sign(const QString& authorityFile, const QString& extens
     return result.finishedOk();
 }
 
-bool DeviceCertificate::create(const QSet<QString>& addresses)
-{
+bool DeviceCertificate::create(const QSet<QString>& addresses) {
     dbglog_scopedFunction;
     if (!createKey())
         return false;

@@ -10,8 +10,7 @@
 template <auto freeFunction>
 struct GFree {
     template <typename T>
-    void operator()(T* pointer) const
-    {
+    void operator()(T* pointer) const {
         freeFunction(pointer);
     }
 };
@@ -26,20 +25,17 @@ class GObjectPtr {
 public:
     GObjectPtr() = default;
     static GObjectPtr adopt(T* object) { return GObjectPtr(object); }
-    static GObjectPtr share(T* object)
-    {
+    static GObjectPtr share(T* object) {
         return GObjectPtr(object ? static_cast<T*>(g_object_ref(object)) : nullptr);
     }
 
     GObjectPtr(const GObjectPtr& other) : GObjectPtr(share(other.m_object)) {}
     GObjectPtr(GObjectPtr&& other) noexcept : m_object(std::exchange(other.m_object, nullptr)) {}
-    GObjectPtr& operator=(GObjectPtr other) noexcept
-    {
+    GObjectPtr& operator=(GObjectPtr other) noexcept {
         std::swap(m_object, other.m_object);
         return *this;
     }
-    ~GObjectPtr()
-    {
+    ~GObjectPtr() {
         if (m_object)
             g_object_unref(m_object);
     }
@@ -61,8 +57,7 @@ public:
     GErrorPtr& operator=(const GErrorPtr&) = delete;
     ~GErrorPtr() { g_clear_error(&m_error); }
 
-    GError** out()
-    {
+    GError** out() {
         g_clear_error(&m_error);
         return &m_error;
     }
@@ -79,29 +74,22 @@ class GSignalConnection {
 public:
     GSignalConnection() = default;
     GSignalConnection(void* object, const char* signal, GCallback callback, void* data)
-        : m_object(object), m_id(g_signal_connect(object, signal, callback, data))
-    {
-    }
+        : m_object(object), m_id(g_signal_connect(object, signal, callback, data)) {}
     GSignalConnection(GSignalConnection&& other) noexcept
-        : m_object(std::exchange(other.m_object, nullptr)), m_id(std::exchange(other.m_id, 0))
-    {
-    }
-    GSignalConnection& operator=(GSignalConnection&& other) noexcept
-    {
+        : m_object(std::exchange(other.m_object, nullptr)), m_id(std::exchange(other.m_id, 0)) {}
+    GSignalConnection& operator=(GSignalConnection&& other) noexcept {
         std::swap(m_object, other.m_object);
         std::swap(m_id, other.m_id);
         return *this;
     }
     ~GSignalConnection() { disconnect(); }
 
-    void disconnect()
-    {
+    void disconnect() {
         if (m_object)
             g_signal_handler_disconnect(m_object, m_id);
         release();
     }
-    void release()
-    {
+    void release() {
         m_object = nullptr;
         m_id = 0;
     }

@@ -7,20 +7,17 @@
 
 namespace {
 
-bool isIpAddress(const QByteArray& text)
-{
+bool isIpAddress(const QByteArray& text) {
     QHostAddress address;
     return address.setAddress(QString::fromLatin1(text));
 }
 
-QByteArray withoutPort(const QByteArray& host)
-{
+QByteArray withoutPort(const QByteArray& host) {
     const int colon = host.lastIndexOf(':');
     return colon < 0 ? host : host.left(colon);
 }
 
-bool isIpLiteral(const QByteArray& host)
-{
+bool isIpLiteral(const QByteArray& host) {
     if (!host.startsWith('['))
         return isIpAddress(withoutPort(host));
     QByteArray rest = host.mid(1);
@@ -30,8 +27,7 @@ bool isIpLiteral(const QByteArray& host)
     return rest.endsWith(']') && isIpAddress(rest.left(rest.size() - 1));
 }
 
-bool isLocalName(const QByteArray& host)
-{
+bool isLocalName(const QByteArray& host) {
     static const QByteArray names[] = {"localhost", "localhost6", "localhost.localdomain",
                                        "localhost6.localdomain6"};
     QByteArray name = withoutPort(host);
@@ -43,7 +39,6 @@ bool isLocalName(const QByteArray& host)
 
 } // namespace
 
-bool isHostAccepted(const QByteArray& host)
-{
+bool isHostAccepted(const QByteArray& host) {
     return isIpLiteral(host) || isLocalName(host);
 }

@@ -9,8 +9,7 @@ constexpr int loggedBodyBytes = 20;
 
 using SoupBufferPtr = std::unique_ptr<SoupBuffer, GFree<soup_buffer_free>>;
 
-QString uriToString(SoupMessage* message)
-{
+QString uriToString(SoupMessage* message) {
     const GCharPtr uri(soup_uri_to_string(soup_message_get_uri(message), FALSE));
     return QString::fromUtf8(uri.get());
 }
@@ -18,8 +17,7 @@ QString uriToString(SoupMessage* message)
 } // namespace
 
 Message::Message(const MessageData& data, QObject* parent)
-    : QObject(parent), m_data(data), m_fullUri(uriToString(data.message))
-{
+    : QObject(parent), m_data(data), m_fullUri(uriToString(data.message)) {
     dbglog_debug("Message for '" << m_fullUri << "'");
     soup_message_body_set_accumulate(m_data.message->response_body, FALSE);
     soup_message_headers_replace(m_data.message->response_headers, "X-Robots-Tag", "noindex");
@@ -28,40 +26,34 @@ Message::Message(const MessageData& data, QObject* parent)
 
 Message::Message(const Message& other)
     : QObject(), m_data(other.m_data), m_valid(other.m_valid), m_finished(other.m_finished),
-      m_fullUri(other.m_fullUri), m_url(other.m_url)
-{
+      m_fullUri(other.m_fullUri), m_url(other.m_url) {
     if (m_valid)
         connectSignals();
 }
 
 Message::~Message() = default;
 
-void Message::connectSignals()
-{
+void Message::connectSignals() {
     SoupMessage* message = m_data.message;
     m_gotChunk = GSignalConnection(message, "got_chunk", G_CALLBACK(on_soup_gotChunk), this);
     m_wroteChunk = GSignalConnection(message, "wrote-chunk", G_CALLBACK(on_soup_wroteChunk), this);
     m_soupFinished = GSignalConnection(message, "finished", G_CALLBACK(on_soup_finished), this);
 }
 
-void Message::forgetCallbackArguments()
-{
+void Message::forgetCallbackArguments() {
     m_data.path = nullptr;
     m_data.query = nullptr;
 }
 
-void Message::on_soup_gotChunk(SoupMessage*, SoupBuffer* chunk, Message* self)
-{
+void Message::on_soup_gotChunk(SoupMessage*, SoupBuffer* chunk, Message* self) {
     Q_EMIT self->gotChunk(chunk->data, static_cast<unsigned int>(chunk->length));
 }
 
-void Message::on_soup_wroteChunk(SoupMessage*, Message* self)
-{
+void Message::on_soup_wroteChunk(SoupMessage*, Message* self) {
     Q_EMIT self->wroteChunk();
 }
 
-void Message::on_soup_finished(SoupMessage*, Message* self)
-{
+void Message::on_soup_finished(SoupMessage*, Message* self) {
     self->m_finished = true;
     Q_EMIT self->finished();
     self->m_gotChunk.disconnect();
@@ -71,38 +63,32 @@ void Message::on_soup_finished(SoupMessage*, Message* self)
     self->m_valid = false;
 }
 
-QByteArray Message::method() const
-{
+QByteArray Message::method() const {
     return m_valid ? QByteArray(m_data.message->method) : QByteArray();
 }
 
-QByteArray Message::header(const QString& name) const
-{
+QByteArray Message::header(const QString& name) const {
     if (!m_valid)
         return {};
     return soup_message_headers_get_one(m_data.message->request_headers, name.toUtf8().constData());
 }
 
-void Message::removeRequestHeader(const char* name)
-{
+void Message::removeRequestHeader(const char* name) {
     if (m_valid)
         soup_message_headers_remove(m_data.message->request_headers, name);
 }
 
-QByteArray Message::requestContentType() const
-{
+QByteArray Message::requestContentType() const {
     if (!m_valid)
         return {};
     return soup_message_headers_get_content_type(m_data.message->request_headers, nullptr);
 }
 
-bool Message::isMultipart() const
-{
+bool Message::isMultipart() const {
     return requestContentType() == "multipart/form-data";
 }
 
-QByteArray Message::getDelimiterFromHeader() const
-{
+QByteArray Message::getDelimiterFromHeader() const {
     static const QByteArray parameter = QByteArrayLiteral("boundary=");
     const QByteArray type = header(QStringLiteral("Content-type"));
     if (!type.contains("multipart/form-data"))
@@ -115,8 +101,7 @@ QByteArray Message::getDelimiterFromHeader() const
     return "\r\n--" + type.mid(position + parameter.size());
 }
 
-QByteArray Message::requestBody() const
-{
+QByteArray Message::requestBody() const {
     if (!m_valid)
         return {};
     SoupMessageBody* body = m_data.message->request_body;
@@ -125,14 +110,12 @@ QByteArray Message::requestBody() const
     return QByteArray::fromRawData(body->data, static_cast<int>(body->length));
 }
 
-void Message::setAccumulate(bool accumulate)
-{
+void Message::setAccumulate(bool accumulate) {
     if (m_valid)
         soup_message_body_set_accumulate(m_data.message->request_body, accumulate);
 }
 
-bool Message::isFromLocalhost() const
-{
+bool Message::isFromLocalhost() const {
     if (!isOpen())
         return false;
     GSocketAddress* address = soup_client_context_get_remote_address(m_data.client);
@@ -148,13 +131,11 @@ bool Message::isFromLocalhost() const
     }
 }
 
-bool Message::isHttps() const
-{
+bool Message::isHttps() const {
     return m_valid && soup_message_get_uri(m_data.message)->scheme == SOUP_URI_SCHEME_HTTPS;
 }
 
-const PlixUrl& Message::url() const
-{
+const PlixUrl& Message::url() const {
     if (m_url.isEmpty()) {
         m_url = PlixUrl::fromEncoded(m_fullUri.toUtf8());
         const QByteArray query = m_url.encodedQuery();
@@ -164,13 +145,11 @@ const PlixUrl& Message::url() const
     return m_url;
 }
 
-QString Message::remoteAddress() const
-{
+QString Message::remoteAddress() const {
     return isOpen() ? QString::fromUtf8(soup_client_context_get_host(m_data.client)) : QString();
 }
 
-int Message::remotePort() const
-{
+int Message::remotePort() const {
     GSocketAddress* address =
         isOpen() ? soup_client_context_get_remote_address(m_data.client) : nullptr;
     if (!G_IS_INET_SOCKET_ADDRESS(address))
@@ -178,8 +157,7 @@ int Message::remotePort() const
     return g_inet_socket_address_get_port(G_INET_SOCKET_ADDRESS(address));
 }
 
-void Message::setStatus(int code, const QString& reason)
-{
+void Message::setStatus(int code, const QString& reason) {
     if (!isOpen())
         return;
     if (reason.isNull()) {
@@ -192,38 +170,32 @@ void Message::setStatus(int code, const QString& reason)
     }
 }
 
-int Message::status() const
-{
+int Message::status() const {
     return m_valid ? static_cast<int>(m_data.message->status_code) : 0;
 }
 
-bool Message::setHeader(const QByteArray& name, const QByteArray& value)
-{
+bool Message::setHeader(const QByteArray& name, const QByteArray& value) {
     if (isOpen())
         soup_message_headers_replace(m_data.message->response_headers, name.constData(),
                                      value.constData());
     return true;
 }
 
-bool Message::setHeader(const QString& name, const QString& value)
-{
+bool Message::setHeader(const QString& name, const QString& value) {
     return setHeader(name.toUtf8(), value.toUtf8());
 }
 
-bool Message::setContentType(const QString& type)
-{
+bool Message::setContentType(const QString& type) {
     return setHeader(QByteArrayLiteral("Content-Type"), type.toUtf8());
 }
 
-bool Message::setContentLength(qint64 length)
-{
+bool Message::setContentLength(qint64 length) {
     if (isOpen())
         soup_message_headers_set_content_length(m_data.message->response_headers, length);
     return true;
 }
 
-bool Message::setNoCache()
-{
+bool Message::setNoCache() {
     const bool cacheControl = setHeader(QByteArrayLiteral("Cache-Control"),
                                         QByteArrayLiteral("no-cache, no-store, must-revalidate"));
     const bool pragma = setHeader(QByteArrayLiteral("Pragma"), QByteArrayLiteral("no-cache"));
@@ -231,8 +203,7 @@ bool Message::setNoCache()
     return cacheControl && pragma && expires;
 }
 
-void Message::setEncoding(Encoding encoding)
-{
+void Message::setEncoding(Encoding encoding) {
     if (!isOpen())
         return;
     SoupEncoding soupEncoding = SOUP_ENCODING_CONTENT_LENGTH;
@@ -249,14 +220,12 @@ void Message::setEncoding(Encoding encoding)
     soup_message_headers_set_encoding(m_data.message->response_headers, soupEncoding);
 }
 
-void Message::setContentRange(qint64 start, qint64 end, qint64 total)
-{
+void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
     if (isOpen())
         soup_message_headers_set_content_range(m_data.message->response_headers, start, end, total);
 }
 
-void Message::responseBodyAdd(const char* data, qint64 length)
-{
+void Message::responseBodyAdd(const char* data, qint64 length) {
     if (!isOpen())
         return;
     soup_message_body_append(m_data.message->response_body, SOUP_MEMORY_COPY, data,
@@ -264,8 +233,7 @@ void Message::responseBodyAdd(const char* data, qint64 length)
     unpause();
 }
 
-void Message::responseBodyAdd(const QByteArray& data)
-{
+void Message::responseBodyAdd(const QByteArray& data) {
     if (!isOpen())
         return;
     dbglog_debug(m_fullUri << ": data.size: " << data.size() << " " << data.left(loggedBodyBytes)
@@ -273,13 +241,12 @@ void Message::responseBodyAdd(const QByteArray& data)
     if (data.isEmpty())
         return unpause();
     auto* owner = new QByteArray(data);
-    appendBuffer(soup_buffer_new_with_owner(owner->constData(), static_cast<gsize>(owner->size()),
-                                            owner,
-                                            [](void* bytes) { delete static_cast<QByteArray*>(bytes); }));
+    appendBuffer(
+        soup_buffer_new_with_owner(owner->constData(), static_cast<gsize>(owner->size()), owner,
+                                   [](void* bytes) { delete static_cast<QByteArray*>(bytes); }));
 }
 
-void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length)
-{
+void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length) {
     if (!isOpen())
         return;
     Q_ASSERT(start >= 0 && length > 0 &&
@@ -290,46 +257,39 @@ void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length)
         [](void* mapping) { g_mapped_file_unref(static_cast<GMappedFile*>(mapping)); }));
 }
 
-void Message::appendBuffer(SoupBuffer* buffer)
-{
+void Message::appendBuffer(SoupBuffer* buffer) {
     const SoupBufferPtr owned(buffer);
     soup_message_body_append_buffer(m_data.message->response_body, buffer);
     unpause();
 }
 
-void Message::setResponseBody(const QByteArray& body, const QString& contentType)
-{
+void Message::setResponseBody(const QByteArray& body, const QString& contentType) {
     if (!contentType.isNull())
         setContentType(contentType);
     responseBodyAdd(body);
 }
 
-void Message::setResponseBody(const QString& body, const QString& contentType)
-{
+void Message::setResponseBody(const QString& body, const QString& contentType) {
     setResponseBody(body.toUtf8(), contentType);
 }
 
-void Message::responseBodyComplete()
-{
+void Message::responseBodyComplete() {
     if (!isOpen())
         return;
     soup_message_body_complete(m_data.message->response_body);
     unpause();
 }
 
-qint64 Message::responseBodyLength() const
-{
+qint64 Message::responseBodyLength() const {
     return m_valid ? m_data.message->response_body->length : 0;
 }
 
-void Message::pause()
-{
+void Message::pause() {
     if (isOpen())
         soup_server_pause_message(m_data.server, m_data.message);
 }
 
-void Message::unpause()
-{
+void Message::unpause() {
     if (isOpen())
         soup_server_unpause_message(m_data.server, m_data.message);
 }

@@ -6,7 +6,6 @@
 #include <QByteArray>
 #include <QObject>
 #include <QString>
-
 #include <libsoup/soup.h>
 
 // The arguments of libsoup's server callback. Nothing is owned; all of it is valid only until the

@@ -5,8 +5,7 @@
 
 namespace {
 
-QVariantHash decodeForm(const QByteArray& body)
-{
+QVariantHash decodeForm(const QByteArray& body) {
     QVariantHash fields;
     const std::unique_ptr<GHashTable, GFree<g_hash_table_unref>> table(
         soup_form_decode(body.constData()));
@@ -20,8 +19,7 @@ QVariantHash decodeForm(const QByteArray& body)
     return fields;
 }
 
-QVariantHash decodeJson(const QByteArray& body)
-{
+QVariantHash decodeJson(const QByteArray& body) {
     PlixError error;
     const QVariant value = PlixJson::parse(body, error);
     if (!error.isEmpty())
@@ -32,19 +30,15 @@ QVariantHash decodeJson(const QByteArray& body)
 } // namespace
 
 Request::Request(const MessageData& data, int requestId)
-    : Message(data, nullptr), m_requestId(requestId)
-{
-}
+    : Message(data, nullptr), m_requestId(requestId) {}
 
-const QVariantHash& Request::postData() const
-{
+const QVariantHash& Request::postData() const {
     if (!m_postDataParsed)
         parsePostData();
     return m_postData;
 }
 
-void Request::parsePostData() const
-{
+void Request::parsePostData() const {
     dbglog_scopedFunction;
     const QByteArray body = requestBody();
     m_postData.clear();
@@ -58,21 +52,18 @@ void Request::parsePostData() const
         dbglog_warning("Unsuported content type: " << type);
 }
 
-const QHash<QString, QString>& Request::serverData() const
-{
+const QHash<QString, QString>& Request::serverData() const {
     if (!m_serverDataParsed)
         parseServerData();
     return m_serverData;
 }
 
-QString Request::serverData(const QString& key) const
-{
+QString Request::serverData(const QString& key) const {
     serverData();
     return m_serverData[key];
 }
 
-void Request::parseServerData() const
-{
+void Request::parseServerData() const {
     dbglog_scopedFunction;
     m_serverDataParsed = true;
     m_serverData = {

@@ -10,27 +10,22 @@
 Server::Server(int port, const QString& certificate, const QString& privateKey, bool useDeviceCert,
                QObject* parent)
     : QObject(parent), m_port(port), m_certificate(certificate), m_privateKey(privateKey),
-      m_useDeviceCert(useDeviceCert)
-{
+      m_useDeviceCert(useDeviceCert) {
     createSoupServer();
 }
 
-Server::~Server()
-{
+Server::~Server() {
     if (ok())
         stop();
 }
 
-void Server::createSoupServer()
-{
+void Server::createSoupServer() {
     if (m_certificate.isEmpty() || m_privateKey.isEmpty()) {
-        m_soupServer = GObjectPtr<SoupServer>::adopt(
-            soup_server_new("raw-paths", TRUE, nullptr));
+        m_soupServer = GObjectPtr<SoupServer>::adopt(soup_server_new("raw-paths", TRUE, nullptr));
         return;
     }
     if (m_useDeviceCert) {
-        m_soupServer = GObjectPtr<SoupServer>::adopt(
-            soup_server_new("raw-paths", TRUE, nullptr));
+        m_soupServer = GObjectPtr<SoupServer>::adopt(soup_server_new("raw-paths", TRUE, nullptr));
         m_certificateMaker = std::make_unique<DeviceCertificate>(m_certificate, m_privateKey);
         m_listenOptions |= SOUP_SERVER_LISTEN_HTTPS;
         return;
@@ -44,13 +39,12 @@ void Server::createSoupServer()
         dbglog_error("Load certificate failed: " << error.message());
         return;
     }
-    m_soupServer = GObjectPtr<SoupServer>::adopt(soup_server_new(
-        "raw-paths", TRUE, "tls-certificate", tlsCertificate.get(), nullptr));
+    m_soupServer = GObjectPtr<SoupServer>::adopt(
+        soup_server_new("raw-paths", TRUE, "tls-certificate", tlsCertificate.get(), nullptr));
     m_listenOptions |= SOUP_SERVER_LISTEN_HTTPS;
 }
 
-int Server::listeningPort() const
-{
+int Server::listeningPort() const {
     if (!m_running)
         return 0;
     int port = 0;
@@ -61,8 +55,7 @@ int Server::listeningPort() const
     return port;
 }
 
-void Server::start()
-{
+void Server::start() {
     dbglog_scopedFunction;
     Q_ASSERT(ok());
     if (m_running) {
@@ -74,9 +67,9 @@ void Server::start()
         return;
     }
     GErrorPtr error;
-    m_running = soup_server_listen_all(m_soupServer.get(), static_cast<guint>(m_port),
-                                       static_cast<SoupServerListenOptions>(m_listenOptions),
-                                       error.out());
+    m_running =
+        soup_server_listen_all(m_soupServer.get(), static_cast<guint>(m_port),
+                               static_cast<SoupServerListenOptions>(m_listenOptions), error.out());
     if (m_running)
         dbglog_info("SOUP server started (port " << m_port << ")");
     else
@@ -84,30 +77,26 @@ void Server::start()
                                                           << "), Error: " << error.message());
 }
 
-void Server::stop()
-{
+void Server::stop() {
     dbglog_scopedFunction;
     Q_ASSERT(ok());
     soup_server_disconnect(m_soupServer.get());
     m_running = false;
 }
 
-void Server::addHandler(const QString& path, Handler* handler)
-{
+void Server::addHandler(const QString& path, Handler* handler) {
     soup_server_add_handler(m_soupServer.get(), path.toUtf8().constData(), server_callback,
                             new HandlerData{this, handler},
                             [](void* data) { delete static_cast<HandlerData*>(data); });
 }
 
-void Server::addEarlyHandler(const QString& path, Handler* handler)
-{
+void Server::addEarlyHandler(const QString& path, Handler* handler) {
     soup_server_add_early_handler(m_soupServer.get(), path.toUtf8().constData(), server_callback,
                                   new HandlerData{this, handler},
                                   [](void* data) { delete static_cast<HandlerData*>(data); });
 }
 
-void Server::pauseMessage(bool pause, Message* message)
-{
+void Server::pauseMessage(bool pause, Message* message) {
     Q_ASSERT(ok());
     if (pause)
         message->pause();
@@ -115,16 +104,14 @@ void Server::pauseMessage(bool pause, Message* message)
         message->unpause();
 }
 
-void Server::server_callback(SoupServer*, SoupMessage* message, const char* path,
-                             GHashTable* query, SoupClientContext* client, void* userData)
-{
+void Server::server_callback(SoupServer*, SoupMessage* message, const char* path, GHashTable* query,
+                             SoupClientContext* client, void* userData) {
     const auto* data = static_cast<HandlerData*>(userData);
     data->server->on_request(message, path, query, client, data->handler);
 }
 
 void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* query,
-                        SoupClientContext* client, Handler* handler)
-{
+                        SoupClientContext* client, Handler* handler) {
     dbglog_scopedFunction;
     auto* message =
         new Message(MessageData{soupServer(), soupMessage, path, query, client}, handler);
@@ -149,8 +136,7 @@ void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* 
     }
 }
 
-void Server::updateIpAddresses(const QSet<QString>& addresses)
-{
+void Server::updateIpAddresses(const QSet<QString>& addresses) {
     dbglog_scopedFunction;
     if (!m_certificateMaker)
         return;
@@ -161,10 +147,9 @@ void Server::updateIpAddresses(const QSet<QString>& addresses)
 
     m_deviceCertificate = DeviceCertificate::certificateFile();
     GErrorPtr error;
-    if (!soup_server_set_ssl_cert_file(m_soupServer.get(),
-                                       DeviceCertificate::certificateFile().toUtf8().constData(),
-                                       DeviceCertificate::keyFile().toUtf8().constData(),
-                                       error.out())) {
+    if (!soup_server_set_ssl_cert_file(
+            m_soupServer.get(), DeviceCertificate::certificateFile().toUtf8().constData(),
+            DeviceCertificate::keyFile().toUtf8().constData(), error.out())) {
         dbglog_error("Apply cert failed: " << error.message());
         m_deviceCertificate.clear();
         return;

@@ -5,7 +5,6 @@
 #include <QObject>
 #include <QSet>
 #include <QString>
-
 #include <libsoup/soup.h>
 
 #include <memory>

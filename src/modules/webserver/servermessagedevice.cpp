@@ -6,14 +6,12 @@
 #include <numeric>
 
 ServerMessageDevice::ServerMessageDevice(Message* message, QObject* parent)
-    : QIODevice(parent), m_message(message)
-{
+    : QIODevice(parent), m_message(message) {
     plixConnect(message, &Message::wroteChunk, this, &ServerMessageDevice::on_message_wroteChunk);
     plixConnect(message, &Message::finished, this, &ServerMessageDevice::on_message_finished);
 }
 
-bool ServerMessageDevice::open(OpenMode mode)
-{
+bool ServerMessageDevice::open(OpenMode mode) {
     dbglog_scopedFunction;
     if (!hasMessage()) {
         dbglog_warning("ServerMessageDevice::open (no message)");
@@ -32,8 +30,7 @@ bool ServerMessageDevice::open(OpenMode mode)
     return true;
 }
 
-void ServerMessageDevice::close()
-{
+void ServerMessageDevice::close() {
     dbglog_scopedFunction;
     const OpenMode mode = openMode();
     QIODevice::close();
@@ -45,13 +42,11 @@ void ServerMessageDevice::close()
     }
 }
 
-qint64 ServerMessageDevice::bytesToWrite() const
-{
+qint64 ServerMessageDevice::bytesToWrite() const {
     return std::accumulate(m_pendingChunks.begin(), m_pendingChunks.end(), qint64(0));
 }
 
-qint64 ServerMessageDevice::writeData(const char* data, qint64 length)
-{
+qint64 ServerMessageDevice::writeData(const char* data, qint64 length) {
     if (!hasMessage() || m_message->isFinished()) {
         dbglog_warning("ServerMessageDevice::writeData no messge");
         return -1;
@@ -64,8 +59,7 @@ qint64 ServerMessageDevice::writeData(const char* data, qint64 length)
     return length;
 }
 
-void ServerMessageDevice::on_message_wroteChunk()
-{
+void ServerMessageDevice::on_message_wroteChunk() {
     if (m_pendingChunks.isEmpty()) {
         dbglog_debug("on_message_wroteChunk: no chunks expected to be written (data was added to "
                      "the Message in another way than through ServerMessageDevice)");
@@ -75,8 +69,7 @@ void ServerMessageDevice::on_message_wroteChunk()
     Q_EMIT bytesWritten(m_pendingChunks.takeFirst());
 }
 
-void ServerMessageDevice::on_message_finished()
-{
+void ServerMessageDevice::on_message_finished() {
     dbglog_scopedFunction;
     disconnect(m_message, &Message::wroteChunk, this, &ServerMessageDevice::on_message_wroteChunk);
     if (openMode() != WriteOnly)

@@ -16,14 +16,12 @@
 
 namespace {
 
-PlixValue setting(const CMPath& path)
-{
+PlixValue setting(const CMPath& path) {
     return PlixValue(CMRoot()->getValue(path).toHash());
 }
 
 // The addresses of one network interface's record.
-void insertAddresses(const QVariant& record, QSet<QString>* addresses)
-{
+void insertAddresses(const QVariant& record, QSet<QString>* addresses) {
     const QVariantList entries = record.toHash().value(QStringLiteral("addresses")).toList();
     for (const QVariant& entry : entries) {
         const QString ip = entry.toHash().value(QStringLiteral("ip")).toString();
@@ -32,8 +30,7 @@ void insertAddresses(const QVariant& record, QSet<QString>* addresses)
     }
 }
 
-QSet<QString> addressesOf(const PlixValue& networkInfo)
-{
+QSet<QString> addressesOf(const PlixValue& networkInfo) {
     const QVariantHash& info = networkInfo.__hash();
     QSet<QString> addresses;
     insertAddresses(info.value(QStringLiteral("wired")), &addresses);
@@ -50,8 +47,7 @@ QSet<QString> addressesOf(const PlixValue& networkInfo)
 } // namespace
 
 WebserverWorker::WebserverWorker(const QVariantHash& config)
-    : CMNodesWorker(config, QStringLiteral("SoupServer"))
-{
+    : CMNodesWorker(config, QStringLiteral("SoupServer")) {
     dbglog_scopedFunction;
     // The names of stream pipes are drawn from this generator.
     srandom(static_cast<unsigned int>(g_get_monotonic_time() / 1000));
@@ -75,15 +71,13 @@ WebserverWorker::WebserverWorker(const QVariantHash& config)
     new CMValueItem(this, PlixNetworkInfoPath(), this, SLOT(on_networkInfo_changed(PlixValue)));
 }
 
-WebserverWorker::~WebserverWorker()
-{
+WebserverWorker::~WebserverWorker() {
     // Before the handlers, which the servers' remaining exchanges belong to.
     qDeleteAll(m_servers);
 }
 
 void WebserverWorker::startServer(int port, const QString& certificate, const QString& privateKey,
-                                  bool useDeviceCert)
-{
+                                  bool useDeviceCert) {
     dbglog_info("Port: " << port << " document root: " << m_documentRoot);
     auto server = std::make_unique<Server>(port, certificate, privateKey, useDeviceCert, this);
     if (!server->ok()) {
@@ -95,8 +89,7 @@ void WebserverWorker::startServer(int port, const QString& certificate, const QS
     m_servers.append(server.release());
 }
 
-void WebserverWorker::addUrlMap(Server* server, bool servesPages)
-{
+void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
     const auto keep = [this](Handler* handler) {
         m_handlers.emplace_back(handler);
         return handler;
@@ -117,8 +110,7 @@ void WebserverWorker::addUrlMap(Server* server, bool servesPages)
     }
 }
 
-int WebserverWorker::listeningPort(bool https) const
-{
+int WebserverWorker::listeningPort(bool https) const {
     for (const Server* server : m_servers) {
         if (server->isRunning() && server->isHttps() == https)
             return server->listeningPort();
@@ -126,25 +118,21 @@ int WebserverWorker::listeningPort(bool https) const
     return 0;
 }
 
-int WebserverWorker::httpPort() const
-{
+int WebserverWorker::httpPort() const {
     return listeningPort(false);
 }
 
-int WebserverWorker::httpsPort() const
-{
+int WebserverWorker::httpsPort() const {
     return listeningPort(true);
 }
 
-void WebserverWorker::on_uiLanguage_changed(const PlixValue& value)
-{
+void WebserverWorker::on_uiLanguage_changed(const PlixValue& value) {
     dbglog_scopedFunction;
     for (Server* server : qAsConst(m_servers))
         server->setLanguage(value.string_());
 }
 
-void WebserverWorker::on_networkInfo_changed(const PlixValue& value)
-{
+void WebserverWorker::on_networkInfo_changed(const PlixValue& value) {
     dbglog_scopedFunction;
     const QSet<QString> addresses = addressesOf(value);
     if (addresses == m_ipAddresses)
@@ -157,7 +145,6 @@ void WebserverWorker::on_networkInfo_changed(const PlixValue& value)
 }
 
 // Called by the host, which owns the worker.
-extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config)
-{
+extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config) {
     return new WebserverWorker(config);
 }

@@ -5,14 +5,11 @@
 #include "message.h"
 
 Handler::Handler(const QString& documentRoot, QObject* parent)
-    : QObject(parent), m_documentRoot(documentRoot)
-{
-}
+    : QObject(parent), m_documentRoot(documentRoot) {}
 
 Handler::~Handler() = default;
 
-void Handler::handle(Message* message)
-{
+void Handler::handle(Message* message) {
     dbglog_scopedFunction;
     message->setStatus(404, QString());
     message->setResponseBody(QStringLiteral("These are not the pages you are looking for. "

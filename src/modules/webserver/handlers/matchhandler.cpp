@@ -3,53 +3,43 @@
 #include "core/dbglog.h"
 #include "message.h"
 
-bool MatchHandler::MessagePredicate::operator()(const Message*) const
-{
+bool MatchHandler::MessagePredicate::operator()(const Message*) const {
     return true;
 }
 
-bool RegExpMessagePredicate::operator()(const Message* message) const
-{
+bool RegExpMessagePredicate::operator()(const Message* message) const {
     return m_expression.exactMatch(message->url().path());
 }
 
 MatchHandler::MatchHandler(const QString& documentRoot, QObject* parent)
-    : Handler(documentRoot, parent)
-{
-}
+    : Handler(documentRoot, parent) {}
 
-MatchHandler::~MatchHandler()
-{
+MatchHandler::~MatchHandler() {
     const auto handlers = m_handlers;
     for (const auto& entry : handlers)
         delete entry.first;
 }
 
-void MatchHandler::addHandler(MessagePredicate* predicate, Handler* handler)
-{
+void MatchHandler::addHandler(MessagePredicate* predicate, Handler* handler) {
     dbglog_debug("MatchHandler::addHandler: adding handler " << handler);
     handler->setParent(this);
     m_handlers.append({predicate, handler});
 }
 
-void MatchHandler::addHandler(Handler* handler)
-{
+void MatchHandler::addHandler(Handler* handler) {
     dbglog_debug("MatchHandler::addHandler: adding default handler ");
     addHandler(new MessagePredicate, handler);
 }
 
-void MatchHandler::addHandler(const QRegExp& expression, Handler* handler)
-{
+void MatchHandler::addHandler(const QRegExp& expression, Handler* handler) {
     addHandler(new RegExpMessagePredicate(expression), handler);
 }
 
-void MatchHandler::addHandler(const QString& wildcard, Handler* handler)
-{
+void MatchHandler::addHandler(const QString& wildcard, Handler* handler) {
     addHandler(QRegExp(wildcard, Qt::CaseSensitive, QRegExp::WildcardUnix), handler);
 }
 
-void MatchHandler::handle(Message* message)
-{
+void MatchHandler::handle(Message* message) {
     dbglog_scopedFunction;
     // A copy, so that a handler added while one runs does not disturb the walk.
     const auto handlers = m_handlers;

@@ -11,12 +11,9 @@
 
 ResponderHandler::ResponderHandler(ResponderFactory* factory, const QString& documentRoot,
                                    QObject* parent)
-    : Handler(documentRoot, parent), m_factory(factory)
-{
-}
+    : Handler(documentRoot, parent), m_factory(factory) {}
 
-ResponderHandler::~ResponderHandler()
-{
+ResponderHandler::~ResponderHandler() {
     for (const ResponderInfo& info : qAsConst(m_responders)) {
         delete info.responder;
         delete info.output;
@@ -25,8 +22,7 @@ ResponderHandler::~ResponderHandler()
     }
 }
 
-void ResponderHandler::handle(Message* message)
-{
+void ResponderHandler::handle(Message* message) {
     dbglog_scopedFunction;
     m_queued.insert(message, message);
     QMetaObject::invokeMethod(this, "on_handleRequest", Qt::QueuedConnection,
@@ -34,8 +30,7 @@ void ResponderHandler::handle(Message* message)
     message->pause();
 }
 
-void ResponderHandler::on_handleRequest(void* queued)
-{
+void ResponderHandler::on_handleRequest(void* queued) {
     dbglog_scopedFunction;
     const QPointer<Message> message = m_queued.take(queued);
     if (!message || !message->isValid()) {
@@ -66,8 +61,7 @@ void ResponderHandler::on_handleRequest(void* queued)
     responder->respond();
 }
 
-void ResponderHandler::finalizeRequest(int requestId)
-{
+void ResponderHandler::finalizeRequest(int requestId) {
     dbglog_scopedFunction;
     const auto found = m_responders.constFind(requestId);
     if (found == m_responders.constEnd()) {
@@ -80,17 +74,16 @@ void ResponderHandler::finalizeRequest(int requestId)
 
     info.output->close();
     info.input->close();
-    dbglog_debug("Responder finished request " << requestId << " status: "
-                                               << info.request->status() << " data size: "
-                                               << info.request->responseBodyLength());
+    dbglog_debug("Responder finished request "
+                 << requestId << " status: " << info.request->status()
+                 << " data size: " << info.request->responseBodyLength());
     info.responder->deleteLater();
     info.request->deleteLater();
     info.input->deleteLater();
     info.output->deleteLater();
 }
 
-void ResponderHandler::finalizeRequest()
-{
+void ResponderHandler::finalizeRequest() {
     auto* request = qobject_cast<Request*>(sender());
     Q_ASSERT(request);
     finalizeRequest(request->requestId());

@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QString>
-
 #include <gio/gio.h>
 
 // Serves the files below a document root, and nothing outside it.

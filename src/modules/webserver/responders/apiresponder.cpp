@@ -26,20 +26,17 @@ const QString missingForGetRows = QStringLiteral("missing path, roles, from or t
 const QString missingForSetData = QStringLiteral("missing path or role or value!");
 const QString invalidNumber = QStringLiteral("invalid from or to or version!");
 
-ApiResponder::ResponseFormat formatFrom(const QString& type)
-{
+ApiResponder::ResponseFormat formatFrom(const QString& type) {
     return type == QLatin1String("structure") ? ApiResponder::Structure : ApiResponder::Values;
 }
 
-CMPath pathFrom(const QString& path)
-{
+CMPath pathFrom(const QString& path) {
     return LegacyPathHelper::fromLegacy(CMPath::fromEncoded(path));
 }
 
 // Completes the roles of a reading request: all roles are given by name, and the last one asks
 // whether the node is internal.
-void completeRoles(QStringList* roles, ApiResponder::ResponseFormat* format)
-{
+void completeRoles(QStringList* roles, ApiResponder::ResponseFormat* format) {
     if (roles->size() == 1 && roles->first() == QLatin1String("@all")) {
         *roles = CMAllRoles();
         *format = ApiResponder::Structure;
@@ -48,16 +45,14 @@ void completeRoles(QStringList* roles, ApiResponder::ResponseFormat* format)
 }
 
 QVariant formatted(const QStringList& roles, const QVariantList& values,
-                   ApiResponder::ResponseFormat format)
-{
+                   ApiResponder::ResponseFormat format) {
     if (format == ApiResponder::Values)
         return values;
     return CMGlobal::rolesValuesToHash(roles, values);
 }
 
 // The row without its last value, the internal role; of an internal row nothing but its place.
-QVariantList publicRow(QVariantList row, const QStringList& roles)
-{
+QVariantList publicRow(QVariantList row, const QStringList& roles) {
     if (row.isEmpty())
         return row;
     if (row.last().toBool()) {
@@ -75,12 +70,9 @@ QVariantList publicRow(QVariantList row, const QStringList& roles)
 
 ApiResponder::ApiResponder(Request& request, const QString& documentRoot,
                            const ResponderConfiguration& configuration, QObject* parent)
-    : Responder(request, documentRoot, parent), m_configuration(configuration)
-{
-}
+    : Responder(request, documentRoot, parent), m_configuration(configuration) {}
 
-void ApiResponder::respond()
-{
+void ApiResponder::respond() {
     dbglog_scopedFunction;
     const QString path = request().url().path();
     if (path == QLatin1String("/api/getData"))
@@ -93,8 +85,7 @@ void ApiResponder::respond()
         failWith(QStringLiteral("Error: wrong method!"));
 }
 
-bool ApiResponder::parseGetDataRequest(QString* path, QStringList* roles, ResponseFormat* format)
-{
+bool ApiResponder::parseGetDataRequest(QString* path, QStringList* roles, ResponseFormat* format) {
     const QByteArray method = request().method();
     if (method == "GET")
         return parseGetDataRequestGet(path, roles, format);
@@ -104,8 +95,7 @@ bool ApiResponder::parseGetDataRequest(QString* path, QStringList* roles, Respon
 }
 
 bool ApiResponder::parseGetDataRequestGet(QString* path, QStringList* roles,
-                                          ResponseFormat* format)
-{
+                                          ResponseFormat* format) {
     const PlixUrl& url = request().url();
     const QString rolesText = url.queryItemValue(keyRoles);
     *path = url.queryItemValue(keyPath);
@@ -117,8 +107,7 @@ bool ApiResponder::parseGetDataRequestGet(QString* path, QStringList* roles,
 }
 
 bool ApiResponder::parseGetDataRequestPost(QString* path, QStringList* roles,
-                                           ResponseFormat* format)
-{
+                                           ResponseFormat* format) {
     const QVariantHash& data = request().postData();
     if (!data.contains(keyPath) || !data.contains(keyRoles))
         return failWith(missingForGetData);
@@ -129,8 +118,7 @@ bool ApiResponder::parseGetDataRequestPost(QString* path, QStringList* roles,
 }
 
 bool ApiResponder::parseGetRowsRequest(QString* path, QStringList* roles, int* from, int* to,
-                                       int* version, ResponseFormat* format)
-{
+                                       int* version, ResponseFormat* format) {
     const QByteArray method = request().method();
     if (method == "GET")
         return parseGetRowsRequestGet(path, roles, from, to, version, format);
@@ -140,8 +128,7 @@ bool ApiResponder::parseGetRowsRequest(QString* path, QStringList* roles, int* f
 }
 
 bool ApiResponder::parseGetRowsRequestGet(QString* path, QStringList* roles, int* from, int* to,
-                                          int* version, ResponseFormat* format)
-{
+                                          int* version, ResponseFormat* format) {
     const PlixUrl& url = request().url();
     const QString rolesText = url.queryItemValue(keyRoles);
     const QString fromText = url.queryItemValue(keyFrom);
@@ -164,8 +151,7 @@ bool ApiResponder::parseGetRowsRequestGet(QString* path, QStringList* roles, int
 }
 
 bool ApiResponder::parseGetRowsRequestPost(QString* path, QStringList* roles, int* from, int* to,
-                                           int* version, ResponseFormat* format)
-{
+                                           int* version, ResponseFormat* format) {
     const QVariantHash& data = request().postData();
     for (const QString& key : {keyPath, keyRoles, keyFrom, keyTo}) {
         if (!data.contains(key))
@@ -185,8 +171,7 @@ bool ApiResponder::parseGetRowsRequestPost(QString* path, QStringList* roles, in
     return true;
 }
 
-bool ApiResponder::parseSetDataRequest(QString* path, QString* role, QVariant* value)
-{
+bool ApiResponder::parseSetDataRequest(QString* path, QString* role, QVariant* value) {
     const QByteArray method = request().method();
     if (method == "GET")
         return parseSetDataRequestGet(path, role, value);
@@ -195,8 +180,7 @@ bool ApiResponder::parseSetDataRequest(QString* path, QString* role, QVariant* v
     return failWith(QStringLiteral("Invalid method!"));
 }
 
-bool ApiResponder::parseSetDataRequestGet(QString* path, QString* role, QVariant* value)
-{
+bool ApiResponder::parseSetDataRequestGet(QString* path, QString* role, QVariant* value) {
     const PlixUrl& url = request().url();
     const QString valueText = url.queryItemValue(keyValue);
     *path = url.queryItemValue(keyPath);
@@ -215,8 +199,7 @@ bool ApiResponder::parseSetDataRequestGet(QString* path, QString* role, QVariant
     return true;
 }
 
-bool ApiResponder::parseSetDataRequestPost(QString* path, QString* role, QVariant* value)
-{
+bool ApiResponder::parseSetDataRequestPost(QString* path, QString* role, QVariant* value) {
     if (m_configuration.strict && request().requestContentType() != "application/json")
         return failWith(QStringLiteral("invalid request content type"));
     const QVariantHash& data = request().postData();
@@ -234,8 +217,7 @@ bool ApiResponder::parseSetDataRequestPost(QString* path, QString* role, QVarian
     return true;
 }
 
-void ApiResponder::getData()
-{
+void ApiResponder::getData() {
     QString path;
     QStringList roles;
     ResponseFormat format = Values;
@@ -249,8 +231,7 @@ void ApiResponder::getData()
     });
 }
 
-void ApiResponder::getRows()
-{
+void ApiResponder::getRows() {
     QString path;
     QStringList roles;
     int from = 0;
@@ -267,8 +248,7 @@ void ApiResponder::getRows()
     });
 }
 
-void ApiResponder::setData()
-{
+void ApiResponder::setData() {
     QString encodedPath;
     QString role;
     QVariant value;
@@ -283,8 +263,7 @@ void ApiResponder::setData()
 }
 
 void ApiResponder::checkInternal(const CMReply<QList<QVariant>>& reply, const CMPath& path,
-                                 const QString& role, const QVariant& value)
-{
+                                 const QString& role, const QVariant& value) {
     // A node may exist for its activation only and have nothing to read.
     const bool activates = role == PlixRoles::Activate();
     const CMError error = reply.error();
@@ -299,9 +278,8 @@ void ApiResponder::checkInternal(const CMReply<QList<QVariant>>& reply, const CM
             return respondWithError(
                 CMError::fromName(QStringLiteral("Error"),
                                   QStringLiteral("Invalid response size: %1").arg(values.size())));
-        dbglog_info("setData: internal role request: invalid response size: " << values.size()
-                                                                              << ", on path "
-                                                                              << path);
+        dbglog_info("setData: internal role request: invalid response size: "
+                    << values.size() << ", on path " << path);
     } else if (values.first().toBool()) {
         dbglog_warning("setData: node on path " << path << " is internal");
         return respondWithError(CMError::fromName(QStringLiteral("setData failed"),
@@ -310,18 +288,15 @@ void ApiResponder::checkInternal(const CMReply<QList<QVariant>>& reply, const CM
     write(path, role, value);
 }
 
-void ApiResponder::write(const CMPath& path, const QString& role, const QVariant& value)
-{
+void ApiResponder::write(const CMPath& path, const QString& role, const QVariant& value) {
     const CMReply<QVariant> reply;
     CMRoot()->setData(path, role, value, reply);
-    reply.addWatcher(this, [this](const CMVoidReply& finishedReply) {
-        on_setData_finished(finishedReply);
-    });
+    reply.addWatcher(
+        this, [this](const CMVoidReply& finishedReply) { on_setData_finished(finishedReply); });
 }
 
 void ApiResponder::on_getData_finished(const CMVoidReply& reply, ResponseFormat type,
-                                       QStringList roles)
-{
+                                       QStringList roles) {
     dbglog_scopedFunction;
     if (const CMError error = reply.error())
         return respondWithError(error);
@@ -335,8 +310,7 @@ void ApiResponder::on_getData_finished(const CMVoidReply& reply, ResponseFormat 
 }
 
 void ApiResponder::on_getRows_finished(const CMVoidReply& reply, ResponseFormat type,
-                                       QStringList roles)
-{
+                                       QStringList roles) {
     dbglog_scopedFunction;
     if (const CMError error = reply.error())
         return respondWithError(error);
@@ -349,23 +323,20 @@ void ApiResponder::on_getRows_finished(const CMVoidReply& reply, ResponseFormat 
     respondWithValue(result.__variant());
 }
 
-void ApiResponder::on_setData_finished(const CMVoidReply& reply)
-{
+void ApiResponder::on_setData_finished(const CMVoidReply& reply) {
     dbglog_scopedFunction;
     if (const CMError error = reply.error())
         return respondWithError(error);
     respondWithValue(CMVariantReply(reply).value());
 }
 
-void ApiResponder::respondWithValue(const QVariant& value)
-{
+void ApiResponder::respondWithValue(const QVariant& value) {
     request().setStatus(200, QString());
     request().setResponseBody(PlixJson::serialize(value), MimeTypes::Application::json());
     Q_EMIT finished(request().requestId());
 }
 
-void ApiResponder::respondWithError(const CMError& error)
-{
+void ApiResponder::respondWithError(const CMError& error) {
     request().setStatus(500, QString());
     const QHash<QString, QVariant>& record = error;
     request().setResponseBody(PlixJson::serialize(QVariantHash{{QStringLiteral("error"), record}}),
@@ -373,8 +344,7 @@ void ApiResponder::respondWithError(const CMError& error)
     Q_EMIT finished(request().requestId());
 }
 
-bool ApiResponder::failWith(const QString& message)
-{
+bool ApiResponder::failWith(const QString& message) {
     respondWithError(CMError::fromMessage(message));
     return false;
 }

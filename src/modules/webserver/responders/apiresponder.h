@@ -39,8 +39,8 @@ private:
     bool parseGetDataRequestPost(QString* path, QStringList* roles, ResponseFormat* format);
     bool parseGetRowsRequest(QString* path, QStringList* roles, int* from, int* to, int* version,
                              ResponseFormat* format);
-    bool parseGetRowsRequestGet(QString* path, QStringList* roles, int* from, int* to,
-                                int* version, ResponseFormat* format);
+    bool parseGetRowsRequestGet(QString* path, QStringList* roles, int* from, int* to, int* version,
+                                ResponseFormat* format);
     bool parseGetRowsRequestPost(QString* path, QStringList* roles, int* from, int* to,
                                  int* version, ResponseFormat* format);
     bool parseSetDataRequest(QString* path, QString* role, QVariant* value);

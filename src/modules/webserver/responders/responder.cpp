@@ -3,21 +3,17 @@
 #include "request.h"
 
 Responder::Responder(Request& request, const QString& documentRoot, QObject* parent)
-    : QObject(parent), m_request(&request), m_documentRoot(documentRoot)
-{
-}
+    : QObject(parent), m_request(&request), m_documentRoot(documentRoot) {}
 
 Responder::~Responder() = default;
 
-void Responder::setIODevices(QIODevice* input, QIODevice* output)
-{
+void Responder::setIODevices(QIODevice* input, QIODevice* output) {
     in.setDevice(input);
     in.setCodec("UTF-8");
     out.setDevice(output);
     out.setCodec("UTF-8");
 }
 
-void Responder::setHeader(const QString& name, const QString& value)
-{
+void Responder::setHeader(const QString& name, const QString& value) {
     m_request->setHeader(name, value);
 }

@@ -23,12 +23,9 @@ public:
     explicit DefaultResponderFactory(Args... args)
         : m_create([args...](Request& request, const QString& documentRoot) {
               return new T(request, documentRoot, args...);
-          })
-    {
-    }
+          }) {}
 
-    Responder* create(Request& request, const QString& documentRoot) override
-    {
+    Responder* create(Request& request, const QString& documentRoot) override {
         return m_create(request, documentRoot);
     }
 
@@ -37,7 +34,6 @@ private:
 };
 
 template <typename T, typename... Args>
-ResponderFactory* makeDefaultResponderFactory(Args... args)
-{
+ResponderFactory* makeDefaultResponderFactory(Args... args) {
     return new DefaultResponderFactory<T, Args...>(args...);
 }
