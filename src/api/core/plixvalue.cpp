@@ -1,0 +1,237 @@
+#include "core/plixvalue.h"
+
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+namespace {
+
+QString stringName() {
+    return QStringLiteral("string_");
+}
+
+QString boolName() {
+    return QStringLiteral("bool_");
+}
+
+QString i32Name() {
+    return QStringLiteral("i32_");
+}
+
+QString i64Name() {
+    return QStringLiteral("i64_");
+}
+
+QString doubleName() {
+    return QStringLiteral("double_");
+}
+
+// 2^63, the first double above the range of qint64.
+constexpr double firstAboveI64 = 9223372036854775808.0;
+
+bool wholeToI64(double number, qint64* result) {
+    if (!(number >= -firstAboveI64 && number < firstAboveI64) || number != std::trunc(number))
+        return false;
+    *result = static_cast<qint64>(number);
+    return true;
+}
+
+// The number as a 64-bit integer. False when it is no number, not whole or out of range. QVariant's
+// own conversions cut and wrap silently, and take truth values and texts for numbers.
+bool toI64(const QVariant& value, qint64* result) {
+    switch (value.userType()) {
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::LongLong:
+    case QMetaType::Long:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+        *result = value.toLongLong();
+        return true;
+    case QMetaType::ULongLong:
+    case QMetaType::ULong:
+        if (value.toULongLong() > quint64(std::numeric_limits<qint64>::max()))
+            return false;
+        *result = value.toLongLong();
+        return true;
+    case QMetaType::Double:
+    case QMetaType::Float:
+        return wholeToI64(value.toDouble(), result);
+    default:
+        return false;
+    }
+}
+
+bool toI32(const QVariant& value, qint32* result) {
+    qint64 number = 0;
+    if (!toI64(value, &number) || number != static_cast<qint32>(number))
+        return false;
+    *result = static_cast<qint32>(number);
+    return true;
+}
+
+// The number as a double. False when it is no number or an integer that no double can hold.
+bool toDouble(const QVariant& value, double* result) {
+    if (value.userType() == QMetaType::Double || value.userType() == QMetaType::Float) {
+        *result = value.toDouble();
+        return true;
+    }
+    qint64 number = 0;
+    qint64 back = 0;
+    if (!toI64(value, &number) || !wholeToI64(static_cast<double>(number), &back) || back != number)
+        return false;
+    *result = static_cast<double>(number);
+    return true;
+}
+
+// The record of the named type with the scalar as its value. False when the scalar is of another
+// type or would lose something.
+bool makeRecord(const QString& type, const QVariant& scalar, PlixValue* result) {
+    PlixValue record;
+    qint32 i32 = 0;
+    qint64 i64 = 0;
+    double real = 0;
+    if (type == stringName() && scalar.userType() == QMetaType::QString)
+        record.setString_(scalar.toString());
+    else if (type == boolName() && scalar.userType() == QMetaType::Bool)
+        record.setBool_(scalar.toBool());
+    else if (type == i32Name() && toI32(scalar, &i32))
+        record.setI32_(i32);
+    else if (type == i64Name() && toI64(scalar, &i64))
+        record.setI64_(i64);
+    else if (type == doubleName() && toDouble(scalar, &real))
+        record.setDouble_(real);
+    else
+        return false;
+    *result = record;
+    return true;
+}
+
+bool isRecord(const QVariant& value) {
+    const int type = value.userType();
+    return type == QMetaType::QVariantHash || type == qMetaTypeId<PlixValue>();
+}
+
+PlixValue toRecord(const QVariant& value) {
+    return value.userType() == QMetaType::QVariantHash ? PlixValue(value.toHash())
+                                                       : value.value<PlixValue>();
+}
+
+QString realToText(double number) {
+    char text[32];
+    const char* const end = std::to_chars(text, text + sizeof text, number).ptr;
+    return QString::fromLatin1(text, static_cast<int>(end - text));
+}
+
+} // namespace
+
+QString PlixValue::string_() const {
+    const QVariant value = member(stringName());
+    return value.userType() == QMetaType::QString ? value.toString() : QString();
+}
+
+bool PlixValue::bool_() const {
+    const QVariant value = member(boolName());
+    return value.userType() == QMetaType::Bool && value.toBool();
+}
+
+qint32 PlixValue::i32_() const {
+    qint32 number = 0;
+    toI32(member(i32Name()), &number);
+    return number;
+}
+
+qint64 PlixValue::i64_() const {
+    qint64 number = 0;
+    toI64(member(i64Name()), &number);
+    return number;
+}
+
+double PlixValue::double_() const {
+    double number = 0;
+    toDouble(member(doubleName()), &number);
+    return number;
+}
+
+void PlixValue::setString_(const QString& value) {
+    *this = PlixValue({{stringName(), value}});
+}
+
+void PlixValue::setBool_(bool value) {
+    *this = PlixValue({{boolName(), value}});
+}
+
+void PlixValue::setI32_(qint32 value) {
+    *this = PlixValue({{i32Name(), value}});
+}
+
+void PlixValue::setI64_(qint64 value) {
+    *this = PlixValue({{i64Name(), value}});
+}
+
+void PlixValue::setDouble_(double value) {
+    *this = PlixValue({{doubleName(), value}});
+}
+
+QString PlixValue::type() const {
+    if (__hash().size() != 1)
+        return QString();
+    const QString& name = __hash().cbegin().key();
+    const bool isTyped = name == stringName() || name == boolName() || name == i32Name() ||
+                         name == i64Name() || name == doubleName();
+    return isTyped ? name : QString();
+}
+
+PlixValue PlixValue::fromScalar(const QVariant& scalar) {
+    PlixValue record;
+    const int type = scalar.userType();
+    if (type == QMetaType::Double || type == QMetaType::Float) {
+        record.setDouble_(scalar.toDouble());
+        return record;
+    }
+    for (const QString& name : {i32Name(), i64Name(), stringName(), boolName()}) {
+        if (makeRecord(name, scalar, &record))
+            break;
+    }
+    return record;
+}
+
+bool PlixValue::convert(const QVariant& value, PlixValue* result) const {
+    if (!isRecord(value))
+        return makeRecord(type(), value, result);
+    const PlixValue given = toRecord(value);
+    const QVariant scalar = given.__hash().value(given.type());
+    // {"i32_": "5"} is of no type at all.
+    PlixValue wellFormed;
+    return makeRecord(given.type(), scalar, &wellFormed) && makeRecord(type(), scalar, result);
+}
+
+QString plixValueToQString(const PlixValue& value) {
+    const QString type = value.type();
+    if (type == stringName())
+        return value.string_();
+    if (type == boolName())
+        return value.bool_() ? QStringLiteral("true") : QStringLiteral("false");
+    if (type == i32Name())
+        return QString::number(value.i32_());
+    if (type == i64Name())
+        return QString::number(value.i64_());
+    if (type == doubleName())
+        return realToText(value.double_());
+    return QString();
+}
+
+int plixToInt(const QVariant& value, bool* ok) {
+    qint32 number = 0;
+    *ok = false;
+    if (value.userType() != QMetaType::QString) {
+        *ok = toI32(value, &number);
+        return number;
+    }
+    // QString::toInt() lets blanks and plus signs pass.
+    const QByteArray text = value.toString().toLatin1();
+    const char* const end = text.constData() + text.size();
+    const auto parsed = std::from_chars(text.constData(), end, number);
+    *ok = parsed.ec == std::errc() && parsed.ptr == end;
+    return *ok ? number : 0;
+}
