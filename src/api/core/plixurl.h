@@ -4,32 +4,42 @@
 #include <QString>
 #include <QUrl>
 
-// A URL. Parsed from its encoded form; query items are found and decoded on demand.
+// A URL in its encoded form, split into its components and otherwise left as it came: nothing is
+// normalised, and components of a URL that is not valid can be read too. The path and query items
+// are decoded when they are asked for.
 class PlixUrl {
 public:
     PlixUrl() = default;
+    // From text as people write it, with characters that have yet to be encoded.
     explicit PlixUrl(const QString& url);
     static PlixUrl fromEncoded(const QByteArray& url);
 
-    bool isEmpty() const { return m_url.isEmpty(); }
-    bool isValid() const { return m_url.isValid(); }
-    QString scheme() const { return m_url.scheme(); }
+    bool isEmpty() const;
+    bool isValid() const { return toQUrl().isValid(); }
+    QString scheme() const;
 
-    // The path, fully decoded. What cannot be decoded to text becomes U+FFFD.
+    // The path, fully decoded. What cannot be decoded to text becomes U+FFFD; a percent sign
+    // without two hexadecimal digits stands for itself.
     QString path() const;
     void setPath(const QString& path);
 
     // The query as it stands in the URL, without the question mark; null when there is none.
-    QByteArray encodedQuery() const;
+    QByteArray encodedQuery() const { return m_query; }
     void setEncodedQuery(const QByteArray& query);
 
     bool hasQueryItem(const QString& name) const;
     // The decoded value of the first item of that name; null when there is none.
     QString queryItemValue(const QString& name) const;
 
+    // Printable ASCII only, whatever the URL was made of.
     QByteArray toEncoded() const;
-    const QUrl& toQUrl() const { return m_url; }
+    QUrl toQUrl() const { return QUrl::fromEncoded(toEncoded()); }
 
 private:
-    QUrl m_url;
+    // Scheme and authority with their punctuation ("http://host:80").
+    QByteArray m_origin;
+    QByteArray m_path;
+    // Null when absent, as opposed to empty.
+    QByteArray m_query;
+    QByteArray m_fragment;
 };

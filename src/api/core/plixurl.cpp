@@ -1,0 +1,145 @@
+#include "core/plixurl.h"
+
+#include <algorithm>
+
+namespace {
+
+// What may stand in a path besides the unreserved characters.
+constexpr char pathDelimiters[] = "/:@!$&'()*+,;=";
+
+// Bytes that no URL contains and that would break a header line, or a log line, if they stood in
+// it.
+bool isForbidden(char byte) {
+    const auto unit = static_cast<unsigned char>(byte);
+    return unit <= ' ' || unit >= 0x7F;
+}
+
+QByteArray withoutForbidden(const QByteArray& text) {
+    if (std::none_of(text.cbegin(), text.cend(), isForbidden))
+        return text;
+    QByteArray result;
+    for (const char byte : text) {
+        if (isForbidden(byte))
+            result += '%' + QByteArray(1, byte).toHex().toUpper();
+        else
+            result += byte;
+    }
+    return result;
+}
+
+int hexDigit(char digit) {
+    if (digit >= '0' && digit <= '9')
+        return digit - '0';
+    digit |= 0x20;
+    return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
+}
+
+// Qt's own decoding computes a byte from whatever follows the percent sign.
+QString decoded(const QByteArray& text) {
+    QByteArray bytes;
+    bytes.reserve(text.size());
+    for (int i = 0; i < text.size(); ++i) {
+        const bool isComplete = text[i] == '%' && i + 2 < text.size();
+        const int high = isComplete ? hexDigit(text[i + 1]) : -1;
+        const int low = isComplete ? hexDigit(text[i + 2]) : -1;
+        if (high >= 0 && low >= 0) {
+            bytes += static_cast<char>(high * 16 + low);
+            i += 2;
+        } else {
+            bytes += text[i];
+        }
+    }
+    // With the length, because the form that takes the array stops at the first NUL.
+    return QString::fromUtf8(bytes.constData(), bytes.size());
+}
+
+int schemeLength(const QByteArray& url) {
+    const int colon = url.indexOf(':');
+    const int slash = url.indexOf('/');
+    return colon > 0 && (slash < 0 || colon < slash) ? colon : 0;
+}
+
+// The undecoded value of the first item of that name; null when there is none.
+QByteArray queryItem(const QByteArray& query, const QString& name) {
+    for (int begin = 0; begin < query.size();) {
+        int end = query.indexOf('&', begin);
+        if (end < 0)
+            end = query.size();
+        int equals = query.indexOf('=', begin);
+        if (equals < 0 || equals > end)
+            equals = end;
+        if (decoded(query.mid(begin, equals - begin)) == name)
+            return equals < end ? query.mid(equals + 1, end - equals - 1) : QByteArray("");
+        begin = end + 1;
+    }
+    return QByteArray();
+}
+
+} // namespace
+
+PlixUrl::PlixUrl(const QString& url) {
+    const QUrl parsed(url);
+    *this = fromEncoded(parsed.isValid() ? parsed.toEncoded() : url.toUtf8());
+}
+
+PlixUrl PlixUrl::fromEncoded(const QByteArray& url) {
+    PlixUrl result;
+    QByteArray rest = withoutForbidden(url);
+    if (const int hash = rest.indexOf('#'); hash >= 0) {
+        result.m_fragment = rest.mid(hash + 1);
+        rest.truncate(hash);
+    }
+    if (const int question = rest.indexOf('?'); question >= 0) {
+        result.m_query = rest.mid(question + 1);
+        rest.truncate(question);
+    }
+    int pathBegin = schemeLength(rest);
+    if (pathBegin > 0)
+        ++pathBegin;
+    if (rest.mid(pathBegin, 2) == "//") {
+        pathBegin = rest.indexOf('/', pathBegin + 2);
+        if (pathBegin < 0)
+            pathBegin = rest.size();
+    }
+    result.m_origin = rest.left(pathBegin);
+    result.m_path = rest.mid(pathBegin);
+    return result;
+}
+
+bool PlixUrl::isEmpty() const {
+    return m_origin.isEmpty() && m_path.isEmpty() && m_query.isNull() && m_fragment.isNull();
+}
+
+QString PlixUrl::scheme() const {
+    return QString::fromLatin1(m_origin.left(schemeLength(m_origin))).toLower();
+}
+
+QString PlixUrl::path() const {
+    return decoded(m_path);
+}
+
+void PlixUrl::setPath(const QString& path) {
+    m_path = QUrl::toPercentEncoding(path, pathDelimiters);
+}
+
+void PlixUrl::setEncodedQuery(const QByteArray& query) {
+    m_query = withoutForbidden(query);
+}
+
+bool PlixUrl::hasQueryItem(const QString& name) const {
+    return !queryItem(m_query, name).isNull();
+}
+
+QString PlixUrl::queryItemValue(const QString& name) const {
+    const QByteArray value = queryItem(m_query, name);
+    return value.isNull() ? QString() : decoded(value);
+}
+
+QByteArray PlixUrl::toEncoded() const {
+    QByteArray url = m_origin + m_path;
+    if (!m_query.isNull())
+        url += '?' + m_query;
+    if (!m_fragment.isNull())
+        url += '#' + m_fragment;
+    return url;
+}
