@@ -50,6 +50,14 @@ public:
     void destroy();
 
 private:
+    // Later, because the pipe may be closed or deleted inside the notifier's activated().
+    struct NotifierDeleter {
+        void operator()(QSocketNotifier* notifier) const;
+    };
+
+    bool openDescriptor();
+    QSocketNotifier* notifier(int type);
+
     QString m_name;
     int m_mode;
     bool m_owner;
@@ -57,5 +65,5 @@ private:
     bool m_nonBlock = false;
     int m_descriptor = -1;
     int m_keptOpen = -1;
-    std::unique_ptr<QSocketNotifier> m_notifier;
+    std::unique_ptr<QSocketNotifier, NotifierDeleter> m_notifier;
 };

@@ -1,0 +1,175 @@
+#include "core/plixnamedpipe.h"
+
+#include <QFile>
+#include <QSocketNotifier>
+
+#include <cerrno>
+#include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Keeps a write to a FIFO that nobody reads from raising SIGPIPE. Only the calling thread's mask
+// is touched, and only for the time of the write: how the process handles the signal is its host's
+// business.
+class SigpipeBlocker {
+public:
+    SigpipeBlocker() {
+        sigemptyset(&m_sigpipe);
+        sigaddset(&m_sigpipe, SIGPIPE);
+        sigset_t pending;
+        sigpending(&pending);
+        m_wasPending = sigismember(&pending, SIGPIPE) == 1;
+        pthread_sigmask(SIG_BLOCK, &m_sigpipe, &m_previous);
+    }
+    ~SigpipeBlocker() { pthread_sigmask(SIG_SETMASK, &m_previous, nullptr); }
+    SigpipeBlocker(const SigpipeBlocker&) = delete;
+    SigpipeBlocker& operator=(const SigpipeBlocker&) = delete;
+
+    // Takes back the signal that a write has raised.
+    void consume() const {
+        const timespec atOnce{};
+        while (!m_wasPending && sigtimedwait(&m_sigpipe, nullptr, &atOnce) < 0 && errno == EINTR) {
+        }
+    }
+
+private:
+    sigset_t m_sigpipe;
+    sigset_t m_previous;
+    bool m_wasPending;
+};
+
+template <typename Call>
+auto uninterrupted(Call call) {
+    decltype(call()) result;
+    do {
+        result = call();
+    } while (result < 0 && errno == EINTR);
+    return result;
+}
+
+void closeDescriptor(int& descriptor) {
+    if (descriptor >= 0)
+        ::close(descriptor);
+    descriptor = -1;
+}
+
+bool isFifo(int descriptor) {
+    struct stat status;
+    return fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
+}
+
+bool setDescriptorBlocking(int descriptor) {
+    const int flags = fcntl(descriptor, F_GETFL);
+    return flags >= 0 && fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0;
+}
+
+} // namespace
+
+void PlixNamedPipe::NotifierDeleter::operator()(QSocketNotifier* notifier) const {
+    notifier->setEnabled(false);
+    notifier->deleteLater();
+}
+
+PlixNamedPipe::PlixNamedPipe(const QString& name, int mode, QObject* parent, bool owner)
+    : QObject(parent), m_name(name), m_mode(mode), m_owner(owner) {}
+
+PlixNamedPipe::~PlixNamedPipe() {
+    destroy();
+}
+
+bool PlixNamedPipe::create() {
+    if (!m_owner) {
+        errno = EPERM;
+        return false;
+    }
+    if (mkfifo(QFile::encodeName(m_name).constData(), S_IRUSR | S_IWUSR) != 0)
+        return false;
+    m_created = true;
+    return true;
+}
+
+bool PlixNamedPipe::open(bool keepOpen) {
+    if (isOpen())
+        return true;
+    if (!openDescriptor())
+        return false;
+    if (m_mode != Read || !keepOpen)
+        return true;
+    const QByteArray name = QFile::encodeName(m_name);
+    m_keptOpen =
+        uninterrupted([&] { return ::open(name.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC); });
+    if (m_keptOpen >= 0)
+        return true;
+    const int error = errno;
+    close();
+    errno = error;
+    return false;
+}
+
+bool PlixNamedPipe::openDescriptor() {
+    // A blocking open of a reading end would hold up the event loop until somebody writes.
+    const bool nonBlock = m_mode == Read || m_nonBlock;
+    // A link in place of the FIFO that this object has made is not its own.
+    const int flags = (m_mode == Read ? O_RDONLY : O_WRONLY) | (nonBlock ? O_NONBLOCK : 0) |
+                      (m_owner ? O_NOFOLLOW : 0) | O_CLOEXEC;
+    const QByteArray name = QFile::encodeName(m_name);
+    m_descriptor = uninterrupted([&] { return ::open(name.constData(), flags); });
+    if (m_descriptor < 0)
+        return false;
+    const bool isUsable =
+        isFifo(m_descriptor) && (nonBlock == m_nonBlock || setDescriptorBlocking(m_descriptor));
+    if (isUsable)
+        return true;
+    close();
+    errno = EINVAL;
+    return false;
+}
+
+qint64 PlixNamedPipe::write(const char* data, int length) {
+    const SigpipeBlocker blocker;
+    const ssize_t written =
+        uninterrupted([&] { return ::write(m_descriptor, data, static_cast<size_t>(length)); });
+    if (written < 0 && errno == EPIPE) {
+        blocker.consume();
+        errno = EPIPE;
+    }
+    return written;
+}
+
+qint64 PlixNamedPipe::read(char* data, int length) {
+    return uninterrupted([&] { return ::read(m_descriptor, data, static_cast<size_t>(length)); });
+}
+
+QSocketNotifier* PlixNamedPipe::readNotifier() {
+    return m_mode == Read ? notifier(QSocketNotifier::Read) : nullptr;
+}
+
+QSocketNotifier* PlixNamedPipe::writeNotifier() {
+    return m_mode == Write ? notifier(QSocketNotifier::Write) : nullptr;
+}
+
+QSocketNotifier* PlixNamedPipe::notifier(int type) {
+    if (isOpen() && !m_notifier) {
+        // Without a parent: it may have to outlive the pipe by one turn of the event loop.
+        m_notifier.reset(
+            new QSocketNotifier(m_descriptor, static_cast<QSocketNotifier::Type>(type)));
+        m_notifier->setEnabled(false);
+    }
+    return m_notifier.get();
+}
+
+void PlixNamedPipe::close() {
+    m_notifier.reset();
+    closeDescriptor(m_descriptor);
+    closeDescriptor(m_keptOpen);
+}
+
+void PlixNamedPipe::destroy() {
+    close();
+    if (m_created)
+        ::unlink(QFile::encodeName(m_name).constData());
+    m_created = false;
+}
