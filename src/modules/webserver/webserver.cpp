@@ -143,8 +143,3 @@ void WebserverWorker::on_networkInfo_changed(const PlixValue& value) {
     for (Server* server : servers)
         server->updateIpAddresses(addresses);
 }
-
-// Called by the host, which owns the worker.
-extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config) {
-    return new WebserverWorker(config);
-}
