@@ -127,8 +127,9 @@ void TestWebserver::explicitCertificateOffersNoPages() {
 void TestWebserver::unusableCertificateLeavesHttp() {
     QVariantHash nodes = TestDevice::httpsNodes();
     nodes["settings:/webserver/httpsUseDeviceCert"] = QVariantHash();
+    nodes["settings:/webserver/httpsCert"] =
+        QVariantHash{{"value", QVariantHash{{"string_", "no certificate"}}}};
     const TestDevice device(nodes);
-    // The certificate text lacks the key block that this mode needs.
     QCOMPARE(device.httpsPort(), 0);
     QVERIFY(RawClient::get(device.port(), "/").status == 404);
 }
