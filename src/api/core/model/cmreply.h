@@ -4,7 +4,6 @@
 
 #include <QMutex>
 #include <QObject>
-#include <QPointer>
 #include <QSharedPointer>
 #include <QVariant>
 #include <QWaitCondition>
@@ -17,7 +16,7 @@ class CMVoidReply;
 
 // The state of one reply: whether it has finished, its error, its value, and who waits for it.
 // Shared by the handles below; filled by the worker that answers, which calls finish() or fail()
-// exactly once, on any thread.
+// exactly once, on any thread. What a finished reply holds changes no more.
 class CMReplyAbstractData {
 public:
     virtual ~CMReplyAbstractData() = default;
@@ -34,13 +33,13 @@ public:
 protected:
     CMReplyAbstractData() = default;
     mutable QMutex m_mutex;
+    bool m_finished = false;
 
 private:
     friend class CMVoidReply;
     using Watcher = std::function<void(const CMVoidReply&)>;
 
     mutable QWaitCondition m_condition;
-    bool m_finished = false;
     CMError m_error;
     std::vector<Watcher> m_watchers;
 };
@@ -48,15 +47,14 @@ private:
 template <typename T>
 class CMReplyData : public CMReplyAbstractData {
 public:
-    T value() const
-    {
+    T value() const {
         const QMutexLocker lock(&m_mutex);
         return m_value;
     }
-    void setValue(const T& value)
-    {
+    void setValue(const T& value) {
         const QMutexLocker lock(&m_mutex);
-        m_value = value;
+        if (!m_finished)
+            m_value = value;
     }
     QVariant variant() const override { return QVariant::fromValue(value()); }
 
@@ -75,15 +73,15 @@ public:
     const QSharedPointer<CMReplyAbstractData>& data() const { return m_data; }
     bool isFinished() const { return m_data && m_data->isFinished(); }
     CMError error() const { return m_data ? m_data->error() : CMError(); }
-    bool waitForFinished(unsigned long milliseconds = ULONG_MAX) const
-    {
+    bool waitForFinished(unsigned long milliseconds = ULONG_MAX) const {
         return m_data && m_data->waitForFinished(milliseconds);
     }
 
     // Calls back once when the reply finishes, at once if it has already finished. A watcher whose
     // receiver or context is gone by then is never called. `slot` is a SLOT() text of a slot that
-    // takes a CMVoidReply. With Qt::AutoConnection the call is direct when the reply finishes on
-    // the receiver's thread. False when the receiver has no such slot.
+    // takes a CMVoidReply or nothing. With Qt::AutoConnection the call is direct when the reply
+    // finishes on the receiver's thread; a receiver of another thread must not be deleted while
+    // the reply finishes. False when the receiver has no such slot.
     bool addWatcher(QObject* receiver, const char* slot,
                     Qt::ConnectionType type = Qt::AutoConnection) const;
     void addWatcher(QObject* context, std::function<void(const CMVoidReply&)> callback,
@@ -109,23 +107,20 @@ public:
     CMReply() : CMVoidReply(QSharedPointer<CMReplyData<T>>::create()) {}
     explicit CMReply(const QSharedPointer<CMReplyData<T>>& data) : CMVoidReply(data) {}
     // A general handle seen as the typed one that it was made from.
-    static CMReply from(const CMVoidReply& reply)
-    {
+    static CMReply from(const CMVoidReply& reply) {
         return CMReply(reply.data().template staticCast<CMReplyData<T>>());
     }
 
     T value() const { return typed()->value(); }
     // For the answering side.
     void setValue(const T& value) const { typed()->setValue(value); }
-    void finish(const T& value) const
-    {
+    void finish(const T& value) const {
         setValue(value);
         CMVoidReply::finish();
     }
 
     void onFinished(QObject* context, std::function<void(const CMReply<T>&)> callback,
-                    Qt::ConnectionType type = Qt::AutoConnection) const
-    {
+                    Qt::ConnectionType type = Qt::AutoConnection) const {
         addWatcher(
             context,
             [callback = std::move(callback)](const CMVoidReply& reply) { callback(from(reply)); },
