@@ -5,9 +5,7 @@
 
 #include <QHash>
 #include <QObject>
-
-#include <functional>
-#include <memory>
+#include <QSharedPointer>
 
 // The subscriptions of one path: its signals are what receivers are connected to, so that Qt ends
 // a subscription with its receiver.
@@ -40,6 +38,9 @@ public:
     void valueChanged(const CMPath& path, const PlixValue& value);
     void dataChanged(const CMPath& path, const QString& role);
     void rowsChanged(const CMPath& path, const PlixList<PlixRowEvent>& events);
+
+    // The paths in the index, watched or not yet swept out.
+    int size() const { return m_paths.size(); }
 
 private:
     void dropUnwatched();

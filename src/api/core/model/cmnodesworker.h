@@ -26,7 +26,8 @@ public:
     void getDataRequest(const CMGetDataRequest& request) override;
     void getRowsRequest(const CMGetRowsRequest& request) override;
     // Plain storage, with the checks that the node's roles ask for (modifiable, minimum, maximum,
-    // type of the stored value). Workers override it for nodes that act.
+    // type of the stored value). The roles that these checks rest on, and roles that neither the
+    // node nor the platform knows, cannot be written. Workers override it for nodes that act.
     void setDataRequest(const CMSetDataRequest& request) override;
 
     bool connectValueChange(const CMPath& path, QObject* receiver, const char* slot,
@@ -39,17 +40,19 @@ public:
                            Qt::ConnectionType type = Qt::AutoConnection) override;
     bool disconnectRowsChange(const CMPath& path, QObject* receiver, const char* slot) override;
 
-    // For the worker itself: no checks, changes are announced. Paths are encoded ones and include
-    // the worker's name.
+    // For the worker itself: no checks; what really changes is announced. Paths are encoded ones
+    // and include the worker's name. Setting anything of a missing node creates it.
     bool hasNode(const QString& path) const { return m_nodes.contains(path); }
     // Creates the node, or adds to and replaces roles of an existing one.
     void setNode(const QString& path, const QVariantHash& roles);
+    // Announced as a change to an empty value and of every role, and as the removal of its rows.
     void removeNode(const QString& path);
     QVariant role(const QString& path, const QString& role) const;
     void setRole(const QString& path, const QString& role, const QVariant& value);
     void setValue(const QString& path, const PlixValue& value);
 
-    // The node's list. Positions outside the list are programming errors (asserted).
+    // The node's list. Positions outside the list are programming errors (asserted). Every change
+    // gives the list a greater version, also across the node's removal.
     int rowCount(const QString& path) const;
     QVariantHash row(const QString& path, int index) const;
     void setRows(const QString& path, const QVector<QVariantHash>& rows);
@@ -67,10 +70,16 @@ private:
     struct Node {
         QVariantHash roles;
         QVector<QVariantHash> rows;
-        bool hasRows = false;
         qint64 version = 0;
     };
 
+    void addConfigured(const QString& path, const QVariantHash& members);
+    Node& node(const QString& path);
+    CMError checkWrite(const Node& node, const CMSetDataRequest& request, QVariant* value) const;
+    bool store(const QString& path, const QString& role, const QVariant& value);
+
     QString m_name;
     QHash<QString, Node> m_nodes;
+    // The version that lists of new nodes start with: no list of a removed node had a greater one.
+    qint64 m_firstVersion = 0;
 };

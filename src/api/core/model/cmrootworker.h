@@ -24,7 +24,7 @@ public:
     void removeWorker(const QString& name, CMAbstractWorker* worker) override;
     CMChangeNotifier* changeNotifier() override;
     // Null when there is none.
-    CMAbstractWorker* worker(const QString& name) const { return m_workers.value(name); }
+    CMAbstractWorker* worker(const QString& name) const { return m_workers.value(name).data(); }
 
     void getDataRequest(const CMGetDataRequest& request) override;
     void getRowsRequest(const CMGetRowsRequest& request) override;
@@ -41,6 +41,9 @@ public:
     bool disconnectRowsChange(const CMPath& path, QObject* receiver, const char* slot) override;
 
 private:
-    QHash<QString, CMAbstractWorker*> m_workers;
+    // The worker that owns the path; fails the reply when there is none.
+    CMAbstractWorker* route(const CMPath& path, const CMVoidReply& reply) const;
+
+    QHash<QString, QPointer<CMAbstractWorker>> m_workers;
     std::unique_ptr<CMChangeNotifier> m_changes;
 };

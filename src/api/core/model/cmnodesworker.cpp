@@ -1,0 +1,349 @@
+#include "core/model/cmnodesworker.h"
+
+#include "core/model/cmchangenotifier.h"
+#include "core/model/cmroles.h"
+#include "core/model/cmroot.h"
+#include "core/model/cmvalues.h"
+#include "core/plixhost.h"
+
+#include <algorithm>
+
+namespace {
+
+CMError nodeNotFound(const CMPath& path) {
+    return CMError::fromName(CMErrorNames::nodeNotFound(),
+                             QStringLiteral("There is no node \"%1\"").arg(path.toEncoded()));
+}
+
+QVariantList pick(const QVariantHash& values, const QStringList& roles) {
+    QVariantList picked;
+    picked.reserve(roles.size());
+    for (const QString& role : roles)
+        picked.append(values.value(role));
+    return picked;
+}
+
+// Null when no host is there to announce anything to. Asked for anew each time, because whoever
+// hears of a change may end the host.
+CMChangeNotifier* notifier() {
+    CMWorkerRegistry* const registry = plixWorkerRegistry();
+    return registry ? registry->changeNotifier() : nullptr;
+}
+
+void announceRole(const QString& path, const QString& role, const QVariant& value) {
+    const CMPath changed = CMPath::fromEncoded(path);
+    if (role == PlixRolesType::Value() && notifier())
+        notifier()->valueChanged(changed, CMValues::record(value));
+    if (notifier())
+        notifier()->dataChanged(changed, role);
+}
+
+void announceRows(const QString& path, const PlixList<PlixRowEvent>& events) {
+    if (notifier())
+        notifier()->rowsChanged(CMPath::fromEncoded(path), events);
+}
+
+PlixRowEvent rowEvent(PlixRowEventType::Enum type, int index) {
+    PlixRowEvent event;
+    event.setType(type);
+    event.setIndex(index);
+    return event;
+}
+
+PlixList<PlixRowEvent> oneEvent(const PlixRowEvent& event) {
+    PlixList<PlixRowEvent> events;
+    events.append(event);
+    return events;
+}
+
+bool sameRow(const QVariantHash& left, const QVariantHash& right) {
+    return CMValues::same(left, right);
+}
+
+// The events that lead from one list to the other. Rows that both have at the start and at the end
+// are left alone, so that the usual small change is told as such.
+PlixList<PlixRowEvent> difference(const QVector<QVariantHash>& from,
+                                  const QVector<QVariantHash>& to) {
+    const int shorter = std::min(from.size(), to.size());
+    int begin = 0;
+    while (begin < shorter && sameRow(from[begin], to[begin]))
+        ++begin;
+    int tail = 0;
+    while (tail < shorter - begin &&
+           sameRow(from[from.size() - 1 - tail], to[to.size() - 1 - tail]))
+        ++tail;
+
+    PlixList<PlixRowEvent> events;
+    for (int index = from.size() - tail - 1; index >= to.size() - tail; --index)
+        events.append(rowEvent(PlixRowEventType::Removed, index));
+    for (int index = begin; index < shorter - tail; ++index) {
+        if (!sameRow(from[index], to[index]))
+            events.append(rowEvent(PlixRowEventType::Changed, index));
+    }
+    for (int index = from.size() - tail; index < to.size() - tail; ++index)
+        events.append(rowEvent(PlixRowEventType::Inserted, index));
+    return events;
+}
+
+// What other clients and the checks of writes rely on.
+bool isGuard(const QString& role) {
+    return role == PlixRoles::Internal() || role == PlixRoles::Modifiable() ||
+           role == PlixRoles::Minimum() || role == PlixRoles::Maximum() ||
+           role == PlixRoles::Type();
+}
+
+} // namespace
+
+CMNodesWorker::CMNodesWorker(const QVariantHash& config, const QString& name) : m_name(name) {
+    const QVariantHash nodes = config.value(QStringLiteral("nodes")).toHash();
+    for (auto entry = nodes.begin(); entry != nodes.end(); ++entry) {
+        if (CMPath::fromEncoded(entry.key()).worker() == m_name)
+            addConfigured(entry.key(), entry->toHash());
+    }
+    if (plixWorkerRegistry())
+        plixWorkerRegistry()->addWorker(m_name, this);
+}
+
+CMNodesWorker::~CMNodesWorker() {
+    if (plixWorkerRegistry())
+        plixWorkerRegistry()->removeWorker(m_name, this);
+}
+
+void CMNodesWorker::addConfigured(const QString& path, const QVariantHash& members) {
+    QVariantHash roles = members;
+    const QVariantList rows = roles.take(QStringLiteral("rows")).toList();
+    setNode(path, roles);
+    QVector<QVariantHash> list;
+    list.reserve(rows.size());
+    for (const QVariant& row : rows)
+        list.append(row.toHash());
+    setRows(path, list);
+}
+
+void CMNodesWorker::getDataRequest(const CMGetDataRequest& request) {
+    const auto found = m_nodes.constFind(request.path.toEncoded());
+    if (found == m_nodes.constEnd())
+        request.reply.fail(nodeNotFound(request.path));
+    else
+        request.reply.finish(pick(found->roles, request.roles));
+}
+
+void CMNodesWorker::getRowsRequest(const CMGetRowsRequest& request) {
+    const auto found = m_nodes.constFind(request.path.toEncoded());
+    if (found == m_nodes.constEnd()) {
+        request.reply.fail(nodeNotFound(request.path));
+        return;
+    }
+    if (request.version != -1 && request.version != found->version) {
+        request.reply.fail(
+            CMError::fromName(CMErrorNames::versionMismatch(),
+                              QStringLiteral("The list has version %1").arg(found->version)));
+        return;
+    }
+
+    const int last = std::min(request.to, found->rows.size() - 1);
+    QVariantList rows;
+    for (int index = std::max(request.from, 0); index <= last; ++index)
+        rows.append(QVariant(pick(found->rows[index], request.roles)));
+    PlixRowsRoles result;
+    result.setRows(rows);
+    result.setCount(found->rows.size());
+    result.setVersion(found->version);
+    request.reply.finish(result);
+}
+
+void CMNodesWorker::setDataRequest(const CMSetDataRequest& request) {
+    const QString path = request.path.toEncoded();
+    const auto found = m_nodes.constFind(path);
+    if (found == m_nodes.constEnd()) {
+        request.reply.fail(nodeNotFound(request.path));
+        return;
+    }
+    QVariant value = request.value;
+    if (const CMError error = checkWrite(*found, request, &value)) {
+        request.reply.fail(error);
+        return;
+    }
+
+    // Whoever hears of the change may end this worker: nothing of it is touched afterwards.
+    const CMReply<QVariant> reply = request.reply;
+    const QString role = request.role;
+    const bool isChange = store(path, role, value);
+    stored(path, role, value);
+    if (isChange)
+        announceRole(path, role, value);
+    reply.finish(value);
+}
+
+// Whether the request may be carried out, and the value to store then.
+CMError CMNodesWorker::checkWrite(const Node& node, const CMSetDataRequest& request,
+                                  QVariant* value) const {
+    const bool isKnown = node.roles.contains(request.role) || CMAllRoles().contains(request.role);
+    const QVariant modifiable = CMValues::scalar(node.roles.value(PlixRoles::Modifiable(), true));
+    if (!isKnown || isGuard(request.role) || !modifiable.toBool()) {
+        return CMError::fromName(CMErrorNames::notModifiable(),
+                                 QStringLiteral("Role \"%1\" of \"%2\" cannot be modified")
+                                     .arg(request.role, request.path.toEncoded()));
+    }
+    if (request.role != PlixRolesType::Value())
+        return {};
+
+    const PlixValue before(node.roles.value(request.role).toHash());
+    PlixValue after;
+    if (!before.type().isNull()) {
+        if (!before.convert(request.value, &after)) {
+            return CMError::fromName(CMErrorNames::typeMismatch(),
+                                     QStringLiteral("\"%1\" takes a value of type %2")
+                                         .arg(request.path.toEncoded(), before.type()));
+        }
+        *value = after.__variant();
+    }
+    if (!CMValues::isWithin(*value, node.roles.value(PlixRoles::Minimum()),
+                            node.roles.value(PlixRoles::Maximum()))) {
+        return CMError::fromName(CMErrorNames::outOfRange(),
+                                 QStringLiteral("The value lies outside the range of \"%1\"")
+                                     .arg(request.path.toEncoded()));
+    }
+    return {};
+}
+
+bool CMNodesWorker::connectValueChange(const CMPath& path, QObject* receiver, const char* slot,
+                                       Qt::ConnectionType type) {
+    return CMRoot() && CMRoot()->connectValueChange(path, receiver, slot, type);
+}
+
+bool CMNodesWorker::disconnectValueChange(const CMPath& path, QObject* receiver, const char* slot) {
+    return CMRoot() && CMRoot()->disconnectValueChange(path, receiver, slot);
+}
+
+bool CMNodesWorker::connectDataChange(const CMPath& path, QObject* receiver, const char* slot,
+                                      Qt::ConnectionType type) {
+    return CMRoot() && CMRoot()->connectDataChange(path, receiver, slot, type);
+}
+
+bool CMNodesWorker::disconnectDataChange(const CMPath& path, QObject* receiver, const char* slot) {
+    return CMRoot() && CMRoot()->disconnectDataChange(path, receiver, slot);
+}
+
+bool CMNodesWorker::connectRowsChange(const CMPath& path, QObject* receiver, const char* slot,
+                                      Qt::ConnectionType type) {
+    return CMRoot() && CMRoot()->connectRowsChange(path, receiver, slot, type);
+}
+
+bool CMNodesWorker::disconnectRowsChange(const CMPath& path, QObject* receiver, const char* slot) {
+    return CMRoot() && CMRoot()->disconnectRowsChange(path, receiver, slot);
+}
+
+CMNodesWorker::Node& CMNodesWorker::node(const QString& path) {
+    auto found = m_nodes.find(path);
+    if (found == m_nodes.end()) {
+        found = m_nodes.insert(path, {});
+        found->version = m_firstVersion;
+    }
+    return *found;
+}
+
+// True when the role has another value now.
+bool CMNodesWorker::store(const QString& path, const QString& role, const QVariant& value) {
+    QVariantHash& roles = node(path).roles;
+    const auto found = roles.constFind(role);
+    if (found != roles.constEnd() && CMValues::same(*found, value))
+        return false;
+    roles.insert(role, value);
+    return true;
+}
+
+void CMNodesWorker::setNode(const QString& path, const QVariantHash& roles) {
+    // All roles are stored before the first change is announced.
+    node(path);
+    QVariantHash changed;
+    for (auto role = roles.begin(); role != roles.end(); ++role) {
+        if (store(path, role.key(), *role))
+            changed.insert(role.key(), *role);
+    }
+    for (auto role = changed.begin(); role != changed.end(); ++role)
+        announceRole(path, role.key(), *role);
+}
+
+void CMNodesWorker::removeNode(const QString& path) {
+    if (!hasNode(path))
+        return;
+    const Node removed = m_nodes.take(path);
+    m_firstVersion = std::max(m_firstVersion, removed.version + 1);
+    for (auto role = removed.roles.begin(); role != removed.roles.end(); ++role)
+        announceRole(path, role.key(), {});
+    if (!removed.rows.isEmpty())
+        announceRows(path, difference(removed.rows, {}));
+}
+
+QVariant CMNodesWorker::role(const QString& path, const QString& role) const {
+    return m_nodes.value(path).roles.value(role);
+}
+
+void CMNodesWorker::setRole(const QString& path, const QString& role, const QVariant& value) {
+    if (store(path, role, value))
+        announceRole(path, role, value);
+}
+
+void CMNodesWorker::setValue(const QString& path, const PlixValue& value) {
+    setRole(path, PlixRolesType::Value(), value.__variant());
+}
+
+int CMNodesWorker::rowCount(const QString& path) const {
+    return m_nodes.value(path).rows.size();
+}
+
+QVariantHash CMNodesWorker::row(const QString& path, int index) const {
+    return m_nodes.value(path).rows.at(index);
+}
+
+void CMNodesWorker::setRows(const QString& path, const QVector<QVariantHash>& rows) {
+    Node& owner = node(path);
+    const PlixList<PlixRowEvent> events = difference(owner.rows, rows);
+    if (events.isEmpty())
+        return;
+    owner.rows = rows;
+    ++owner.version;
+    announceRows(path, events);
+}
+
+void CMNodesWorker::insertRow(const QString& path, int index, const QVariantHash& row) {
+    Node& owner = node(path);
+    Q_ASSERT(index >= 0 && index <= owner.rows.size());
+    owner.rows.insert(index, row);
+    ++owner.version;
+    announceRows(path, oneEvent(rowEvent(PlixRowEventType::Inserted, index)));
+}
+
+void CMNodesWorker::removeRow(const QString& path, int index) {
+    Node& owner = node(path);
+    Q_ASSERT(index >= 0 && index < owner.rows.size());
+    owner.rows.remove(index);
+    ++owner.version;
+    announceRows(path, oneEvent(rowEvent(PlixRowEventType::Removed, index)));
+}
+
+void CMNodesWorker::changeRow(const QString& path, int index, const QVariantHash& row) {
+    Node& owner = node(path);
+    Q_ASSERT(index >= 0 && index < owner.rows.size());
+    if (sameRow(owner.rows.at(index), row))
+        return;
+    owner.rows[index] = row;
+    ++owner.version;
+    announceRows(path, oneEvent(rowEvent(PlixRowEventType::Changed, index)));
+}
+
+void CMNodesWorker::moveRow(const QString& path, int index, int toIndex) {
+    Node& owner = node(path);
+    Q_ASSERT(index >= 0 && index < owner.rows.size());
+    Q_ASSERT(toIndex >= 0 && toIndex < owner.rows.size());
+    if (index == toIndex)
+        return;
+    owner.rows.move(index, toIndex);
+    ++owner.version;
+    PlixRowEvent event = rowEvent(PlixRowEventType::Moved, index);
+    event.setToIndex(toIndex);
+    announceRows(path, oneEvent(event));
+}
+
+void CMNodesWorker::stored(const QString&, const QString&, const QVariant&) {}
