@@ -1,13 +1,14 @@
 #pragma once
 
-#include "core/model/cmevents.h"
+#include "core/model/cmpendingevent.h"
 
 #include <QHash>
 #include <QObject>
-#include <QString>
+#include <QSet>
 #include <QUuid>
 
 #include <memory>
+#include <vector>
 
 class CMEventQueue;
 class CMEventQueueManager;
@@ -21,7 +22,8 @@ public:
     virtual void eventsReady(CMEventQueue* queue, const PlixList<PlixEvent>& events) = 0;
 };
 
-// The pending events of one client, and the poll that waits for them. Owned by its manager.
+// The pending events of one client, and the poll that waits for them. Owned by its manager, which
+// fills it and ends it.
 class CMEventQueue : public QObject {
     Q_OBJECT
 
@@ -40,43 +42,30 @@ public:
 
 private:
     friend class CMEventQueueManager;
-    class Private;
+    struct PathEvent {
+        CMPath path;
+        CMPendingEvent event;
+    };
+
     CMEventQueue(const QUuid& id, CMEventQueueManager* manager);
 
-    QUuid m_id;
-    std::unique_ptr<Private> d;
-};
+    bool hasWaitingPoll() const { return m_waiting != nullptr; }
+    void append(const CMPath& path, const CMPendingEvent& event);
+    // Keeps the pending events of subscribed paths only.
+    void setPaths(const QSet<CMPath>& paths);
+    // Answers the waiting poll, if any, with what is pending.
+    void answerPoll();
+    PlixList<PlixEvent> takeEvents();
 
-// The event queues of the clients. Watches each subscribed path once, whatever the number of
-// queues, and hands a change to the queues that subscribed to its path only. Changes of internal
-// nodes are never delivered.
-class CMEventQueueManager : public QObject {
-    Q_OBJECT
-
-public:
-    // A queue without a poll waiting or arriving for this long is dropped.
-    static constexpr int defaultExpiryMs = 60000;
-    // Bounds what clients can make the device remember.
-    static constexpr int maximumQueues = 20000;
-    static constexpr int maximumPathsPerQueue = 4096;
-
-    explicit CMEventQueueManager(QObject* parent = nullptr);
-    ~CMEventQueueManager() override;
-
-    void setExpiry(int milliseconds);
-
-    // Adds and removes subscriptions of the queue, or of a new one when `queueId` names none.
-    // Null, with nothing changed, when an entry names no path or a limit is reached.
-    CMEventQueue* modifyQueue(const QString& queueId, PlixList<PlixEventSubscribe>& subscribe,
-                              PlixList<PlixEventSubscribe>& unsubscribe);
-    // Null when there is no such queue.
-    CMEventQueue* getQueue(const QString& queueId) const;
-
-Q_SIGNALS:
-    void expired(const QString& queueId);
-
-private:
-    friend class CMEventQueue;
-    class Private;
-    std::unique_ptr<Private> d;
+    const QUuid m_id;
+    CMEventQueueManager* const m_manager;
+    // While it waits, nothing is pending.
+    std::unique_ptr<CMEventQueueRequest> m_waiting;
+    QSet<CMPath> m_paths;
+    // In the order of their first occurrence, at most one of each path; the index has the
+    // positions.
+    std::vector<PathEvent> m_pending;
+    QHash<CMPath, std::size_t> m_pendingIndex;
+    // When the waiting poll ends, or without one the queue, by the manager's clock.
+    qint64 m_deadline = 0;
 };

@@ -13,8 +13,7 @@ class PlixRowEvent : public PlixHash {
 public:
     using PlixHash::PlixHash;
 
-    PlixRowEventType::Enum type() const
-    {
+    PlixRowEventType::Enum type() const {
         return static_cast<PlixRowEventType::Enum>(member(QStringLiteral("type")).toInt());
     }
     void setType(PlixRowEventType::Enum type) { setMember(QStringLiteral("type"), int(type)); }
@@ -25,7 +24,8 @@ public:
 };
 
 // A change notification of one node: its new value record when the value changed, its row events
-// when rows changed.
+// when rows changed. An empty list of row events says that the rows changed more often than is
+// remembered: the receiver has to read the list again.
 class PlixEvent : public PlixHash {
 public:
     using PlixHash::PlixHash;
@@ -34,12 +34,10 @@ public:
     void setPath(const CMPath& path) { setMember(QStringLiteral("path"), path.toEncoded()); }
     QVariant value() const { return member(QStringLiteral("value")); }
     void setValue(const QVariant& value) { setMember(QStringLiteral("value"), value); }
-    PlixList<PlixRowEvent> rowsEvents() const
-    {
+    PlixList<PlixRowEvent> rowsEvents() const {
         return PlixList<PlixRowEvent>(member(QStringLiteral("rowsEvents")).toList());
     }
-    void setRowsEvents(const PlixList<PlixRowEvent>& events)
-    {
+    void setRowsEvents(const PlixList<PlixRowEvent>& events) {
         setMember(QStringLiteral("rowsEvents"), static_cast<const QVariantList&>(events));
     }
 };

@@ -1,0 +1,285 @@
+#include "core/model/cmchangenotifier.h"
+#include "core/model/cmeventqueuemanager.h"
+#include "core/model/cmnodesworker.h"
+#include "core/model/cmroles.h"
+#include "core/model/cmrootworker.h"
+#include "core/plixjson.h"
+
+#include <QSignalSpy>
+#include <QTest>
+
+#include <climits>
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace {
+
+using Reaction = std::function<void(CMEventQueue*)>;
+
+// What became of a poll: no text while it waits, the events as JSON, or "gone".
+class Poll : public CMEventQueueRequest {
+public:
+    explicit Poll(QByteArray* answer, Reaction reaction = {})
+        : m_answer(answer), m_reaction(std::move(reaction)) {}
+    ~Poll() override {
+        if (m_answer->isEmpty())
+            *m_answer = "gone";
+    }
+    void eventsReady(CMEventQueue* queue, const PlixList<PlixEvent>& events) override {
+        *m_answer += PlixJson::serialize(static_cast<const QVariantList&>(events));
+        if (m_reaction)
+            m_reaction(queue);
+    }
+
+private:
+    QByteArray* m_answer;
+    Reaction m_reaction;
+};
+
+PlixList<PlixEventSubscribe> entries(const QStringList& paths) {
+    PlixList<PlixEventSubscribe> list;
+    for (const QString& path : paths) {
+        PlixEventSubscribe entry;
+        entry.setPath(CMPath::fromEncoded(path));
+        list.append(entry);
+    }
+    return list;
+}
+
+QVariantHash typed(int value) {
+    return PlixValue::fromScalar(value).__hash();
+}
+
+QByteArray valueEvent(const QByteArray& path, int value) {
+    return R"([{"path":")" + path + R"(","value":{"i32_":)" + QByteArray::number(value) + "}}]";
+}
+
+} // namespace
+
+// Answers reads only when told to.
+class LateWorker : public CMNodesWorker {
+    Q_OBJECT
+
+public:
+    LateWorker() : CMNodesWorker({}, "late") {}
+    void getDataRequest(const CMGetDataRequest& request) override { m_held.push_back(request); }
+    void answerOne() {
+        const CMGetDataRequest request = m_held.front();
+        m_held.erase(m_held.begin());
+        CMNodesWorker::getDataRequest(request);
+    }
+    std::size_t held() const { return m_held.size(); }
+
+private:
+    std::vector<CMGetDataRequest> m_held;
+};
+
+class TestEventQueue : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        m_root = std::make_unique<CMRootWorker>();
+        m_worker = std::make_unique<CMNodesWorker>(QVariantHash(), "lab");
+        m_worker->setNode("lab:a", {{"value", typed(0)}});
+        m_worker->setNode("lab:b", {{"value", typed(0)}});
+        m_worker->setNode("lab:secret", {{"value", typed(0)}, {"internal", typed(1)}});
+        m_manager = std::make_unique<CMEventQueueManager>();
+    }
+    void cleanup() {
+        m_manager.reset();
+        m_worker.reset();
+        m_root.reset();
+    }
+
+    void coalesces() {
+        CMEventQueue* queue = modify({}, {"lab:a", "lab:b"});
+        set("lab:b", 1);
+        m_worker->setRows("lab:a", {typed(1), typed(2)});
+        set("lab:b", 2);
+        m_worker->moveRow("lab:a", 0, 1);
+        set("lab:a", 3);
+        QCOMPARE(poll(queue),
+                 QByteArray(R"([{"path":"lab:b","value":{"i32_":2}},{"path":"lab:a","rowsEvents":[)"
+                            R"({"index":0,"type":1},{"index":1,"type":1},)"
+                            R"({"index":0,"toIndex":1,"type":4}],"value":{"i32_":3}}])"));
+        QCOMPARE(poll(queue), QByteArray("[]"));
+    }
+
+    void givesUpLongHistories() {
+        CMEventQueue* queue = modify({}, {"lab:a"});
+        const QByteArray given = R"([{"path":"lab:a","rowsEvents":[]}])";
+        for (int count = 0; count <= CMPendingEvent::maximumRowEvents; ++count)
+            m_worker->insertRow("lab:a", 0, typed(count));
+        QCOMPARE(poll(queue), given);
+        m_worker->setRows("lab:a", {});
+        m_worker->insertRow("lab:a", 0, typed(1));
+        QCOMPARE(poll(queue), given);
+        m_worker->removeRow("lab:a", 0);
+        QCOMPARE(poll(queue),
+                 QByteArray(R"([{"path":"lab:a","rowsEvents":[{"index":0,"type":2}]}])"));
+    }
+
+    void hidesInternalNodes() {
+        CMEventQueue* queue = modify({}, {"lab:secret"});
+        set("lab:secret", 1);
+        m_worker->setRows("lab:secret", {typed(1)});
+        QCOMPARE(poll(queue), QByteArray("[]"));
+        m_worker->setRole("lab:secret", "internal", false);
+        set("lab:secret", 2);
+        QCOMPARE(poll(queue), valueEvent("lab:secret", 2));
+        m_worker->removeNode("lab:secret");
+        QCOMPARE(poll(queue), QByteArray("[]"));
+    }
+
+    void keepsTheOrderOfLateAnswers() {
+        LateWorker late;
+        CMEventQueue* queue = modify({}, {"late:x"});
+        for (int index = 0; index < 3; ++index)
+            late.insertRow("late:x", index, typed(index));
+        QCOMPARE(late.held(), std::size_t(1));
+        late.answerOne();
+        QCOMPARE(poll(queue),
+                 QByteArray(R"([{"path":"late:x","rowsEvents":[{"index":0,"type":1}]}])"));
+        // The node becomes internal before the question about the later changes is answered.
+        late.setRole("late:x", "internal", true);
+        late.answerOne();
+        QCOMPARE(late.held(), std::size_t(0));
+        QCOMPARE(poll(queue), QByteArray("[]"));
+    }
+
+    void keepsOnePollAtATime() {
+        CMEventQueue* queue = modify({}, {"lab:a"});
+        QByteArray answers[3];
+        auto* later = new Poll(&answers[1]);
+        queue->poll(new Poll(&answers[0]), INT_MAX);
+        queue->poll(later, INT_MAX);
+        QCOMPARE(answers[0], QByteArray("[]"));
+        queue->cancel(nullptr);
+        QVERIFY(answers[1].isEmpty());
+        queue->cancel(later);
+        QCOMPARE(answers[1], QByteArray("gone"));
+        // What comes while nobody polls waits for the next poll, whatever its time-out.
+        set("lab:a", 1);
+        queue->poll(new Poll(&answers[2]), INT_MAX);
+        QCOMPARE(answers[2], valueEvent("lab:a", 1));
+        QCOMPARE(answers[0], QByteArray("[]"));
+    }
+
+    void timesOut() {
+        m_manager->setExpiry(1);
+        QSignalSpy expired(m_manager.get(), &CMEventQueueManager::expired);
+        QByteArray longer;
+        QByteArray shorter;
+        modify({}, {"lab:a"})->poll(new Poll(&longer), INT_MAX);
+        modify({}, {})->poll(new Poll(&shorter), 1);
+        QTRY_COMPARE(expired.size(), 1);
+        QCOMPARE(shorter, QByteArray("[]"));
+        QVERIFY(longer.isEmpty());
+        m_manager.reset();
+        QCOMPARE(longer, QByteArray("gone"));
+    }
+
+    void expires() {
+        QSignalSpy expired(m_manager.get(), &CMEventQueueManager::expired);
+        const QString staying = modify({}, {"lab:a"})->id().toString();
+        m_manager->setExpiry(1);
+        const QString id = modify({}, {"lab:a", "lab:b"})->id().toString();
+        QTRY_COMPARE(expired.size(), 1);
+        QCOMPARE(expired.at(0).at(0).toString(), id);
+        QVERIFY(!m_manager->getQueue(id));
+        // What others subscribed to is left.
+        QVERIFY(m_manager->getQueue(staying));
+        QCOMPARE(m_root->changeNotifier()->size(), 1);
+        // An identifier that is no more begins anew.
+        QVERIFY(modify(id, {})->id().toString() != id);
+    }
+
+    void changesSubscriptions() {
+        CMEventQueue* queue = modify({}, {"lab:a", "lab:b", "lab:a"});
+        set("lab:a", 1);
+        set("lab:b", 1);
+        QCOMPARE(modify(queue->id().toString(), {"lab:b"}, {"lab:a", "lab:b", "lab:c"}), queue);
+        set("lab:a", 2);
+        QCOMPARE(poll(queue), valueEvent("lab:b", 1));
+        QCOMPARE(m_root->changeNotifier()->size(), 1);
+    }
+
+    void refusesBadSubscriptions() {
+        CMEventQueue* queue = modify({}, {"lab:a"});
+        const QString id = queue->id().toString();
+        PlixList<PlixEventSubscribe> none;
+        PlixList<PlixEventSubscribe> scalar(QVariantList{5});
+        QVERIFY(!m_manager->modifyQueue(id, scalar, none));
+        QVERIFY(!m_manager->modifyQueue(id, none, scalar));
+        QVERIFY(!modify(id, {"lab:b", ""}, {"lab:a"}));
+        QVERIFY(!modify(id, {QString(CMEventQueueManager::maximumPathLength + 1, 'x')}));
+        QStringList many;
+        for (int count = 0; count < CMEventQueueManager::maximumPathsPerQueue; ++count)
+            many.append(QStringLiteral("made:up/%1").arg(count));
+        QVERIFY(!modify(id, many));
+        QCOMPARE(m_root->changeNotifier()->size(), 1);
+        QVERIFY(modify(id, many, {"lab:a"}));
+    }
+
+    void survivesItsClients() {
+        CMEventQueue* queue = modify({}, {"lab:a"});
+        CMEventQueue* other = modify({}, {"lab:a"});
+        QByteArray again;
+        QByteArray answers[2];
+        // A client that polls anew and changes its queue from within.
+        queue->poll(new Poll(&answers[0],
+                             [&](CMEventQueue* polled) {
+                                 polled->poll(new Poll(&again), 100);
+                                 modify(polled->id().toString(), {"lab:b"}, {"lab:a"});
+                                 set("lab:b", 5);
+                             }),
+                    100);
+        set("lab:a", 1);
+        QCOMPARE(answers[0], valueEvent("lab:a", 1));
+        QCOMPARE(again, valueEvent("lab:b", 5));
+
+        // Whichever client is called first, the other's poll ends with the manager.
+        modify(queue->id().toString(), {"lab:a"});
+        poll(other);
+        for (QByteArray& answer : answers)
+            answer.clear();
+        const Reaction end = [this](CMEventQueue*) { m_manager.reset(); };
+        queue->poll(new Poll(&answers[0], end), 100);
+        other->poll(new Poll(&answers[1], end), 100);
+        set("lab:a", 2);
+        QCOMPARE(int(answers[0] == "gone") + int(answers[1] == "gone"), 1);
+    }
+
+    void servesManyQueues() {
+        std::vector<QByteArray> answers(10000);
+        for (QByteArray& answer : answers)
+            modify({}, {"lab:a"})->poll(new Poll(&answer), 100);
+        QCOMPARE(m_root->changeNotifier()->size(), 1);
+        set("lab:a", 1);
+        for (const QByteArray& answer : answers)
+            QCOMPARE(answer, valueEvent("lab:a", 1));
+    }
+
+private:
+    CMEventQueue* modify(const QString& id, const QStringList& paths,
+                         const QStringList& drop = {}) {
+        PlixList<PlixEventSubscribe> subscribe = entries(paths);
+        PlixList<PlixEventSubscribe> unsubscribe = entries(drop);
+        return m_manager->modifyQueue(id, subscribe, unsubscribe);
+    }
+    QByteArray poll(CMEventQueue* queue) {
+        QByteArray answer;
+        queue->poll(new Poll(&answer), 0);
+        return answer;
+    }
+    void set(const QString& path, int value) { m_worker->setRole(path, "value", typed(value)); }
+
+    std::unique_ptr<CMRootWorker> m_root;
+    std::unique_ptr<CMNodesWorker> m_worker;
+    std::unique_ptr<CMEventQueueManager> m_manager;
+};
+
+QTEST_GUILESS_MAIN(TestEventQueue)
+#include "test_eventqueue.moc"
