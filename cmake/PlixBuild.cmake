@@ -19,17 +19,27 @@ if(PLIX_SANITIZE)
     add_link_options(-fsanitize=address,undefined)
 endif()
 
+# What a device runs with: the host and its worker plug-ins, without the tests.
+add_custom_target(device)
+
 # plix_worker(NAME LOGGER [objects...]): the worker plug-in libplix_NAME.so from the sources of the
-# current folder. The objects are a target of their own, so that tests link what the plug-in holds.
+# current folder. The objects are a target of their own, so that tests link what the plug-in holds;
+# all but workercreate.cpp with the entry, which several plug-ins in one test program would share.
 function(plix_worker name logger)
     file(GLOB_RECURSE sources CONFIGURE_DEPENDS *.cpp *.h)
+    set(entry ${sources})
+    list(FILTER entry INCLUDE REGEX "/workercreate\\.cpp$")
+    list(FILTER sources EXCLUDE REGEX "/workercreate\\.cpp$")
     add_library(plix_${name}_objects OBJECT ${sources})
     target_include_directories(plix_${name}_objects PUBLIC ${CMAKE_CURRENT_SOURCE_DIR})
-    target_compile_definitions(plix_${name}_objects PRIVATE DBGLOG_LOGGER=${logger})
     target_link_libraries(plix_${name}_objects PUBLIC plix_api ${ARGN} PRIVATE plix_options)
-    add_library(plix_${name} MODULE)
-    target_link_libraries(plix_${name} PRIVATE plix_${name}_objects)
+    add_library(plix_${name} MODULE ${entry})
+    target_link_libraries(plix_${name} PRIVATE plix_${name}_objects plix_options)
+    foreach(target plix_${name} plix_${name}_objects)
+        target_compile_definitions(${target} PRIVATE DBGLOG_LOGGER=${logger})
+    endforeach()
     set_target_properties(plix_${name} plix_${name}_objects PROPERTIES
-        CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON)
+        CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON INSTALL_RPATH "$ORIGIN/..")
+    add_dependencies(device plix_${name})
     install(TARGETS plix_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/plix)
 endfunction()

@@ -1,1 +1,163 @@
-int main() { return 0; }
+#include "core/plixhost.h"
+#include "core/plixjson.h"
+#include "datadirectory.h"
+#include "device.h"
+#include "devicedescription.h"
+#include "hostlog.h"
+#include "hostoptions.h"
+#include "statedirectory.h"
+
+#include <QAbstractEventDispatcher>
+#include <QCoreApplication>
+#include <QFile>
+#include <QRegExp>
+#include <glib-unix.h>
+
+#include <csignal>
+#include <cstdio>
+
+namespace {
+
+constexpr int usageError = 2;
+
+int fail(const QString& reason) {
+    // One line, whatever the reason quotes.
+    std::fprintf(stderr, "plixhost: %s\n", reason.simplified().toLocal8Bit().constData());
+    return usageError;
+}
+
+int print(const QString& text) {
+    std::fputs(text.toLocal8Bit().constData(), stdout);
+    return 0;
+}
+
+bool setUpLogging(const HostOptions& options, QString* error) {
+    HostLog::setUp();
+    QString reason;
+    if (!options.logConfigFile.isEmpty() &&
+        !HostLog::setUpFromFile(options.logConfigFile, &reason)) {
+        *error = QStringLiteral("%1: %2").arg(options.logConfigFile, reason);
+        return false;
+    }
+    if (options.logLevel.isEmpty() || HostLog::setLevel(options.logLevel))
+        return true;
+    *error = QStringLiteral("--log-level: '%1' is none of %2")
+                 .arg(options.logLevel, HostLog::levelNames());
+    return false;
+}
+
+bool mergeDefaultDevice(DeviceDescription* description, QString* error) {
+    QFile file(QStringLiteral(":/default-device.json"));
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = file.errorString();
+        return false;
+    }
+    // Only this file may speak of a place that depends on where the program is.
+    QByteArray json = file.readAll();
+    json.replace("${datadir}", PlixJson::escape(dataDirectory()).toUtf8());
+    return description->merge(json, error);
+}
+
+bool mergeDeviceFile(DeviceDescription* description, const QString& fileName, QString* error) {
+    QFile file(fileName);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *error = file.errorString();
+        return false;
+    }
+    const QByteArray json = file.readAll();
+    if (file.error() != QFileDevice::NoError) {
+        *error = file.errorString();
+        return false;
+    }
+    return description->merge(json, error);
+}
+
+bool describeDevice(const HostOptions& options, DeviceDescription* description, QString* error) {
+    QString reason;
+    if (!mergeDefaultDevice(description, &reason)) {
+        *error = QStringLiteral("built-in device: %1").arg(reason);
+        return false;
+    }
+    for (const QString& fileName : options.deviceFiles) {
+        if (!mergeDeviceFile(description, fileName, &reason)) {
+            *error = QStringLiteral("%1: %2").arg(fileName, reason);
+            return false;
+        }
+    }
+    for (const QString& assignment : options.overrides) {
+        if (!description->override(assignment, &reason)) {
+            *error = QStringLiteral("--set %1: %2").arg(assignment, reason);
+            return false;
+        }
+    }
+    return true;
+}
+
+bool setUpPlatformPaths(const DeviceDescription& description, const StateDirectory& state,
+                        QString* error) {
+    const QString folder = QStringLiteral("readable");
+    QString prefix = description.readPathPrefix();
+    if (prefix.isEmpty()) {
+        if (!state.makeFolder(folder, error))
+            return false;
+        // The prefix is used as a regular expression: a dot in the state directory's name must not
+        // open its neighbours.
+        prefix = QRegExp::escape(state.filePath(folder)) + QLatin1Char('/');
+    }
+    QString pipe = description.firmwareUpdateDataPipe();
+    if (pipe.isEmpty())
+        pipe = state.filePath(QStringLiteral("firmware-update-pipe"));
+    plixSetPlatformPaths(prefix, pipe);
+    return true;
+}
+
+gboolean on_signal_received(gpointer) {
+    QCoreApplication::quit();
+    return G_SOURCE_CONTINUE;
+}
+
+void printReady(int httpPort, int httpsPort) {
+    std::printf("ready http=%d https=%d\n", httpPort, httpsPort);
+    std::fflush(stdout);
+}
+
+int run(const HostOptions& options) {
+    // libsoup lives in GLib's default main context, which only this dispatcher runs.
+    if (!QAbstractEventDispatcher::instance()->inherits("QEventDispatcherGlib"))
+        return fail(QStringLiteral("Qt does not use GLib's event loop (is QT_NO_GLIB set?)"));
+    std::signal(SIGPIPE, SIG_IGN);
+    g_unix_signal_add(SIGINT, on_signal_received, nullptr);
+    g_unix_signal_add(SIGTERM, on_signal_received, nullptr);
+
+    QString error;
+    DeviceDescription description;
+    StateDirectory state;
+    if (!setUpLogging(options, &error) || !describeDevice(options, &description, &error) ||
+        !state.open(options.stateDirectory, &error) ||
+        !setUpPlatformPaths(description, state, &error))
+        return fail(error);
+
+    Device device;
+    QObject::connect(&device, &Device::ready, &device, printReady);
+    if (!device.start(description, state.path(), &error))
+        return fail(error);
+    return QCoreApplication::exec();
+}
+
+} // namespace
+
+int main(int argc, char** argv) {
+    const QCoreApplication application(argc, argv);
+    QCoreApplication::setApplicationName(QStringLiteral("plixhost"));
+    QCoreApplication::setApplicationVersion(QStringLiteral(PLIX_VERSION));
+
+    HostOptions options;
+    QString error;
+    if (!options.parse(QCoreApplication::arguments(), &error))
+        return fail(error);
+    if (options.help)
+        return print(HostOptions::helpText());
+    if (options.version)
+        return print(QStringLiteral("plixhost " PLIX_VERSION "\n"));
+    return run(options);
+}

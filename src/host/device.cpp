@@ -1,0 +1,84 @@
+#include "device.h"
+
+#include "core/dbglog.h"
+#include "core/model/cmnodesworker.h"
+#include "devicedescription.h"
+#include "workerplugin.h"
+
+#include <QMetaObject>
+#include <QVariantHash>
+
+#include <algorithm>
+
+namespace {
+
+// What the worker is handed: the members of its own configuration and what every worker may need.
+QVariantHash workerConfig(const DeviceDescription& description, QVariantHash config,
+                          const QString& stateDirectory) {
+    config.insert(QStringLiteral("nodes"), description.nodes());
+    config.insert(QStringLiteral("stateDir"), stateDirectory);
+    config.insert(QStringLiteral("overrides"), description.overriddenPaths());
+    return config;
+}
+
+} // namespace
+
+Device::Device() = default;
+
+Device::~Device() {
+    while (!m_workers.empty())
+        m_workers.pop_back();
+}
+
+bool Device::start(const DeviceDescription& description, const QString& stateDirectory,
+                   QString* error) {
+    makePlainWorkers(description);
+    for (const DeviceDescription::Worker& entry : description.workers()) {
+        dbglog_debug("Loading " << entry.library);
+        CMAbstractWorker* worker = WorkerPlugin::create(
+            entry.library, workerConfig(description, entry.config, stateDirectory), error);
+        if (!worker)
+            return false;
+        m_workers.emplace_back(worker);
+    }
+    dropReplacedWorkers();
+    // Behind what the workers queued when they were made, and behind what that queues in turn.
+    QMetaObject::invokeMethod(
+        this,
+        [this] {
+            QMetaObject::invokeMethod(this, &Device::on_workers_settled, Qt::QueuedConnection);
+        },
+        Qt::QueuedConnection);
+    return true;
+}
+
+// Nodes are there even when no plug-in provides their worker. A plug-in of the same name takes the
+// plain worker's place in the root.
+void Device::makePlainWorkers(const DeviceDescription& description) {
+    const QVariantHash config{{QStringLiteral("nodes"), description.nodes()}};
+    const QStringList names = description.nodeWorkers();
+    for (const QString& name : names)
+        m_workers.push_back(std::make_unique<CMNodesWorker>(config, name));
+}
+
+void Device::dropReplacedWorkers() {
+    const auto isReplaced = [this](const std::unique_ptr<CMAbstractWorker>& worker) {
+        const auto* nodes = qobject_cast<const CMNodesWorker*>(worker.get());
+        return nodes && m_root.worker(nodes->name()) != nodes;
+    };
+    m_workers.erase(std::remove_if(m_workers.begin(), m_workers.end(), isReplaced),
+                    m_workers.end());
+}
+
+void Device::on_workers_settled() {
+    Q_EMIT ready(listeningPort("httpPort"), listeningPort("httpsPort"));
+}
+
+int Device::listeningPort(const char* property) const {
+    for (const auto& worker : m_workers) {
+        const int port = worker->property(property).toInt();
+        if (port > 0)
+            return port;
+    }
+    return 0;
+}

@@ -1,0 +1,39 @@
+#pragma once
+
+#include "core/model/cmrootworker.h"
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+class DeviceDescription;
+
+// A running device: the data model's root and its workers, which live as long as this object and
+// end in reverse order. One per process.
+class Device : public QObject {
+    Q_OBJECT
+
+public:
+    Device();
+    ~Device() override;
+
+    // Makes the workers. `stateDirectory` is absolute and exists. False with one sentence in
+    // `error` when a plug-in cannot be loaded.
+    bool start(const DeviceDescription& description, const QString& stateDirectory, QString* error);
+
+Q_SIGNALS:
+    // All workers have done what they queued when they were made. The ports that they listen on, 0
+    // for none.
+    void ready(int httpPort, int httpsPort);
+
+private:
+    void makePlainWorkers(const DeviceDescription& description);
+    void dropReplacedWorkers();
+    void on_workers_settled();
+    int listeningPort(const char* property) const;
+
+    CMRootWorker m_root;
+    std::vector<std::unique_ptr<CMAbstractWorker>> m_workers;
+};

@@ -1,0 +1,70 @@
+#include "hostlog.h"
+
+#include "core/dbglog.h"
+
+#include <QFile>
+#include <QFileInfo>
+#include <log4cplus/configurator.h>
+#include <log4cplus/consoleappender.h>
+#include <log4cplus/layout.h>
+
+#include <array>
+#include <utility>
+
+const log4cplus::Logger hostLogger = log4cplus::Logger::getInstance("Host");
+
+namespace {
+
+constexpr std::array<std::pair<const char*, log4cplus::LogLevel>, 7> levels{{
+    {"trace", log4cplus::TRACE_LOG_LEVEL},
+    {"debug", log4cplus::DEBUG_LOG_LEVEL},
+    {"info", log4cplus::INFO_LOG_LEVEL},
+    {"warn", log4cplus::WARN_LOG_LEVEL},
+    {"error", log4cplus::ERROR_LOG_LEVEL},
+    {"fatal", log4cplus::FATAL_LOG_LEVEL},
+    {"off", log4cplus::OFF_LOG_LEVEL},
+}};
+
+} // namespace
+
+QString HostLog::levelNames() {
+    QStringList names;
+    for (const auto& level : levels)
+        names.append(QLatin1String(level.first));
+    return names.join(QLatin1String(", "));
+}
+
+void HostLog::setUp() {
+    constexpr bool toStandardError = true;
+    constexpr bool flushEachLine = true;
+    const log4cplus::SharedAppenderPtr appender(
+        new log4cplus::ConsoleAppender(toStandardError, flushEachLine));
+    appender->setLayout(
+        std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p %c: %m%n"));
+    log4cplus::Logger root = log4cplus::Logger::getRoot();
+    root.removeAllAppenders();
+    root.addAppender(appender);
+    root.setLogLevel(log4cplus::WARN_LOG_LEVEL);
+}
+
+bool HostLog::setUpFromFile(const QString& fileName, QString* error) {
+    QFile file(fileName);
+    if (QFileInfo(fileName).isDir() || !file.open(QIODevice::ReadOnly)) {
+        *error = file.error() == QFileDevice::NoError ? QStringLiteral("Is a directory")
+                                                      : file.errorString();
+        return false;
+    }
+    log4cplus::Logger::getRoot().removeAllAppenders();
+    log4cplus::PropertyConfigurator::doConfigure(fileName.toStdString());
+    return true;
+}
+
+bool HostLog::setLevel(const QString& name) {
+    for (const auto& level : levels) {
+        if (name == QLatin1String(level.first)) {
+            log4cplus::Logger::getRoot().setLogLevel(level.second);
+            return true;
+        }
+    }
+    return false;
+}

@@ -1,0 +1,6 @@
+#include "networkworker.h"
+
+extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config)
+{
+    return new NetworkWorker(config);
+}

@@ -1,0 +1,100 @@
+#include "settingsworker.h"
+
+#include "core/dbglog.h"
+#include "core/model/cmroles.h"
+#include "core/plixconnect.h"
+#include "core/plixpaths.h"
+#include "developmentca.h"
+
+namespace {
+
+// Writes that follow each other closely, as those of a slider, cost the flash memory one.
+constexpr int saveDelayMs = 100;
+
+QString stateFile(const QVariantHash& config, const char* name) {
+    return config.value(QStringLiteral("stateDir")).toString() + QLatin1Char('/') +
+           QLatin1String(name);
+}
+
+// The nodes that decide what of the device can be seen from outside. They are nobody's business on
+// the network, whatever a device file says, and change with a device file only.
+bool isDeviceNode(const QString& path) {
+    return path.startsWith(QLatin1String("settings:/webserver/")) ||
+           path == QLatin1String("settings:/media/directory");
+}
+
+} // namespace
+
+SettingsWorker::SettingsWorker(const QVariantHash& config)
+    : CMNodesWorker(config, QStringLiteral("settings")),
+      m_store(stateFile(config, "settings.json")) {
+    hideDeviceNodes(config.value(QStringLiteral("nodes")).toHash());
+    restore(config.value(QStringLiteral("overrides")).toStringList());
+    if (config.value(QStringLiteral("developmentCa")).toBool())
+        provideDevelopmentCa(stateFile(config, "development-ca"));
+    m_saveTimer.setSingleShot(true);
+    m_saveTimer.setInterval(saveDelayMs);
+    plixConnect(&m_saveTimer, &QTimer::timeout, this, &SettingsWorker::save);
+}
+
+SettingsWorker::~SettingsWorker() {
+    if (m_saveTimer.isActive())
+        save();
+}
+
+void SettingsWorker::stored(const QString& path, const QString& role, const QVariant& value) {
+    if (role != PlixRolesType::Value() || isDeviceNode(path) || m_kept.value(path) == value)
+        return;
+    m_kept.insert(path, value);
+    if (!m_saveTimer.isActive())
+        m_saveTimer.start();
+}
+
+void SettingsWorker::hideDeviceNodes(const QVariantHash& nodes) {
+    for (auto it = nodes.cbegin(); it != nodes.cend(); ++it) {
+        if (isDeviceNode(it.key()))
+            setRole(it.key(), PlixRoles::Internal(), true);
+    }
+}
+
+void SettingsWorker::restore(const QStringList& overrides) {
+    m_kept = m_store.load();
+    const QVariantHash kept = m_kept;
+    for (auto it = kept.cbegin(); it != kept.cend(); ++it) {
+        if (hasNode(it.key()) && !isDeviceNode(it.key()) && !overrides.contains(it.key()))
+            restoreValue(it.key(), it.value());
+    }
+}
+
+// Under the same checks as a client's write: the device files may have changed in between.
+void SettingsWorker::restoreValue(const QString& path, const QVariant& value) {
+    const CMReply<QVariant> reply;
+    setDataRequest({CMPath::fromEncoded(path), PlixRolesType::Value(), value, reply});
+    if (reply.error())
+        dbglog_warning("Kept setting ignored: " << path << ": " << reply.error().message());
+}
+
+void SettingsWorker::provideDevelopmentCa(const QString& folder) {
+    const CMPath certificate = PlixWebserverHttpsCertPath();
+    const CMPath privateKey = PlixWebserverHttpsPrivateKeyPath();
+    if (isGiven(certificate) || isGiven(privateKey))
+        return;
+    DevelopmentCa authority(folder);
+    if (!authority.prepare())
+        return;
+    PlixValue value;
+    value.setString_(authority.certificate());
+    setNode(certificate.toEncoded(),
+            {{PlixRolesType::Value(), value.__variant()}, {PlixRoles::Internal(), true}});
+    value.setString_(authority.privateKey());
+    setNode(privateKey.toEncoded(),
+            {{PlixRolesType::Value(), value.__variant()}, {PlixRoles::Internal(), true}});
+}
+
+bool SettingsWorker::isGiven(const CMPath& path) const {
+    return role(path.toEncoded(), PlixRolesType::Value()).isValid();
+}
+
+void SettingsWorker::save() {
+    m_store.save(m_kept);
+}

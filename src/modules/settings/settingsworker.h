@@ -1,0 +1,35 @@
+#pragma once
+
+#include "core/model/cmnodesworker.h"
+#include "settingsstore.h"
+
+#include <QTimer>
+
+// The device's settings. Values that clients write are kept in the state directory and come back
+// at the next start, over those of the device files.
+//
+// Configuration: "nodes"; "stateDir", the state directory; "overrides", the paths whose given
+// values win over kept ones; "developmentCa", true for an authority of the device's own when no
+// HTTPS certificate is given.
+class SettingsWorker : public CMNodesWorker {
+    Q_OBJECT
+
+public:
+    explicit SettingsWorker(const QVariantHash& config);
+    ~SettingsWorker() override;
+
+protected:
+    void stored(const QString& path, const QString& role, const QVariant& value) override;
+
+private:
+    void hideDeviceNodes(const QVariantHash& nodes);
+    void restore(const QStringList& overrides);
+    void restoreValue(const QString& path, const QVariant& value);
+    void provideDevelopmentCa(const QString& folder);
+    bool isGiven(const CMPath& path) const;
+    void save();
+
+    SettingsStore m_store;
+    QVariantHash m_kept;
+    QTimer m_saveTimer;
+};

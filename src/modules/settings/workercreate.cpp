@@ -1,0 +1,6 @@
+#include "settingsworker.h"
+
+extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config)
+{
+    return new SettingsWorker(config);
+}

@@ -1,0 +1,35 @@
+# shellcheck shell=bash disable=SC2034
+# The Debian packages that the commands at the repository's root need, and how they are installed.
+# Sourced by them.
+
+build_packages=(
+    g++ cmake ninja-build pkg-config
+    qtbase5-dev libsoup2.4-dev libglib2.0-dev liblog4cplus-dev rapidjson-dev
+    glib-networking openssl
+)
+test_packages=(curl)
+check_packages=(clang-format clang-tidy)
+
+# install_packages NAME...: installs what is missing. Needs no network when nothing is.
+install_packages() {
+    local missing=() package installed
+    installed=$(dpkg-query -W -f='${Package} ${db:Status-Status}\n' "$@" 2>/dev/null || true)
+    for package in "$@"; do
+        grep -qxF "$package installed" <<<"$installed" || missing+=("$package")
+    done
+    [ ${#missing[@]} -gt 0 ] || return 0
+
+    local as_root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        if ! command -v sudo >/dev/null; then
+            echo "Missing packages; as root: apt-get install ${missing[*]}" >&2
+            return 1
+        fi
+        as_root=(sudo)
+    fi
+    local apt=("${as_root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get -y -q)
+    # The package lists of a fresh machine are empty, those of an old one outdated.
+    "${apt[@]}" install --no-install-recommends "${missing[@]}" >&2 ||
+        { "${apt[@]}" update >&2 &&
+            "${apt[@]}" install --no-install-recommends "${missing[@]}" >&2; }
+}
