@@ -43,6 +43,7 @@ auto operator<<(std::ostream& stream, const T& value)
     return stream << text;
 }
 
+// NOLINTBEGIN(bugprone-macro-parentheses): a message is operands joined by <<
 #define dbglog_at(level, message)                                                                  \
     do {                                                                                           \
         if (DBGLOG_LOGGER.isEnabledFor(log4cplus::level)) {                                        \
@@ -52,6 +53,7 @@ auto operator<<(std::ostream& stream, const T& value)
                                     __func__);                                                     \
         }                                                                                          \
     } while (false)
+// NOLINTEND(bugprone-macro-parentheses)
 
 #define dbglog_trace(message) dbglog_at(TRACE_LOG_LEVEL, message)
 #define dbglog_debug(message) dbglog_at(DEBUG_LOG_LEVEL, message)
