@@ -67,10 +67,22 @@ QByteArray Message::method() const {
     return m_valid ? QByteArray(m_data.message->method) : QByteArray();
 }
 
+void Message::setMethod(const char* method) {
+    if (isOpen())
+        g_object_set(m_data.message, SOUP_MESSAGE_METHOD, method, nullptr);
+}
+
 QByteArray Message::header(const QString& name) const {
     if (!m_valid)
         return {};
     return soup_message_headers_get_one(m_data.message->request_headers, name.toUtf8().constData());
+}
+
+QByteArray Message::headerList(const QString& name) const {
+    if (!m_valid)
+        return {};
+    return soup_message_headers_get_list(m_data.message->request_headers,
+                                         name.toUtf8().constData());
 }
 
 void Message::removeRequestHeader(const char* name) {

@@ -49,8 +49,11 @@ public:
 
     // The request.
     QByteArray method() const;
+    void setMethod(const char* method);
     // The value of a request header; null when absent.
     QByteArray header(const QString& name) const;
+    // The values of all request headers of that name, joined by commas; null when absent.
+    QByteArray headerList(const QString& name) const;
     void removeRequestHeader(const char* name);
     // Without parameters.
     QByteArray requestContentType() const;
