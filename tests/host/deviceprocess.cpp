@@ -53,7 +53,7 @@ bool DeviceProcess::start(const QStringList& arguments) {
         QStringLiteral("\\Aready http=(\\d+) https=(\\d+)\n"));
     m_standardOutput.clear();
     m_standardError.clear();
-    m_process.start(QStringLiteral(PLIX_BUILD_DIR "/bin/plixhost"),
+    m_process.start(QStringLiteral(PLIX_HOST_PROGRAM),
                     QStringList{QStringLiteral("--state"), stateDirectory()} + arguments);
     QElapsedTimer elapsed;
     elapsed.start();
