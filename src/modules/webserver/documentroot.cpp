@@ -11,5 +11,5 @@ bool isWithinDocumentRoot(const QString& canonicalPath, const QString& documentR
         return false;
     // Nothing is left of the file system's own root and of an empty one: they hold everything.
     return root.isEmpty() || canonicalPath.size() == root.size() ||
-           canonicalPath.at(root.size()) == slash;
+           canonicalPath.at(static_cast<int>(root.size())) == slash;
 }

@@ -126,6 +126,8 @@ void sendContents(Message* message, GMappedFile* mapped, const QByteArray& etag)
     if (range.kind == RangeRequest::Unsatisfiable) {
         dbglog_info("Unsatisfiable range: " << range.first << " " << range.last
                                             << " length: " << total);
+        message->setHeader(QByteArrayLiteral("Content-Range"),
+                           "bytes */" + QByteArray::number(total));
         // The text for a missing file, on purpose.
         return sendNotFoundText(message, 416);
     }
@@ -223,7 +225,8 @@ void StaticHandler::sendNotFound(Message* message) {
 }
 
 void StaticHandler::serveFile(const QFileInfo& file, const QString& documentRoot,
-                              const QString& rootPage, Message* message, QString contentType) {
+                              const QString& rootPage, Message* message,
+                              const QString& contentType) {
     dbglog_scopedFunction;
     message->setEncoding(Message::ContentLength);
     const QString canonical = canonicalPath(file);

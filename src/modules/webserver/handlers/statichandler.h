@@ -37,7 +37,7 @@ public:
     // link refuses every file, an empty one allows every file. An empty content type means the
     // detected one.
     static void serveFile(const QFileInfo& file, const QString& documentRoot,
-                          const QString& rootPage, Message* message, QString contentType);
+                          const QString& rootPage, Message* message, const QString& contentType);
     // The answer for a missing file, whatever the reason.
     static void sendNotFound(Message* message);
 
