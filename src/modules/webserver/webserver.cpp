@@ -9,6 +9,9 @@
 #include "handlers/responderhandler.h"
 #include "handlers/statichandler.h"
 #include "responders/apiresponder.h"
+#include "responders/eventresponder.h"
+#include "responders/eventrespondershared.h"
+#include "responders/pageresponder.h"
 #include "responders/responderfactory.h"
 #include "server.h"
 
@@ -56,6 +59,8 @@ WebserverWorker::WebserverWorker(const QVariantHash& config)
     m_defaultLocation = setting(PlixWebserverDefaultLocationPath()).string_();
     m_responderConfiguration.strict = setting(PlixWebserverStrictPath()).bool_();
 
+    m_eventShared = QSharedPointer<EventResponderShared>::create();
+
     const int port = setting(PlixWebserverPortPath()).i32_();
     if (port > 0)
         startServer(port, QString(), QString(), false);
@@ -98,13 +103,19 @@ void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
         return new ResponderHandler(factory, m_documentRoot, nullptr);
     };
     using ApiFactory = DefaultResponderFactory<ApiResponder, ResponderConfiguration&>;
+    using EventFactory =
+        DefaultResponderFactory<EventResponder, QSharedPointer<EventResponderShared>&>;
 
     server->addHandler(QStringLiteral("/"), keep(new Handler(m_documentRoot, nullptr)));
     server->addHandler(QStringLiteral("/api/"),
                        keep(responders(new ApiFactory(m_responderConfiguration))));
+    server->addHandler(QStringLiteral("/api/event/"),
+                       keep(responders(new EventFactory(m_eventShared))));
     // Pages are offered only under the device's own certificate; elsewhere the hint above answers.
     if (servesPages) {
         auto* pages = new MatchHandler(m_documentRoot, nullptr);
+        pages->addHandler(QStringLiteral("*.fcgi"),
+                          responders(new DefaultResponderFactory<PageResponder>));
         pages->addHandler(new StaticHandler(m_documentRoot, m_defaultLocation, QString(), nullptr));
         server->addHandler(QStringLiteral("/"), keep(pages));
     }

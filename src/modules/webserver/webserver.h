@@ -6,11 +6,13 @@
 
 #include <QList>
 #include <QSet>
+#include <QSharedPointer>
 #include <QString>
 
 #include <memory>
 #include <vector>
 
+class EventResponderShared;
 class Handler;
 class Server;
 
@@ -46,6 +48,7 @@ private:
     QString m_documentRoot;
     QString m_defaultLocation;
     QList<Server*> m_servers;
+    QSharedPointer<EventResponderShared> m_eventShared;
     ResponderConfiguration m_responderConfiguration;
     QSet<QString> m_ipAddresses;
     std::vector<std::unique_ptr<Handler>> m_handlers;

@@ -1,0 +1,250 @@
+#include "responders/pageresponder.h"
+
+#include "core/dbglog.h"
+#include "core/mimetypes.h"
+#include "core/model/cmroles.h"
+#include "core/model/cmroot.h"
+#include "core/plixvalue.h"
+#include "request.h"
+#include "responders/pagetemplate.h"
+
+#include <QDebug>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <climits>
+
+namespace {
+
+// The longest that finished text is held back while replies are awaited: too short to be noticed,
+// long enough that pages whose replies come quickly go out in few chunks.
+constexpr int flushDelayMs = 50;
+
+QString typedValueText(const QVariant& record) {
+    return plixValueToQString(PlixValue(record.toHash()));
+}
+
+QString debugText(const QHash<QString, QString>& params) {
+    QString text;
+    QDebug(&text) << params;
+    return text;
+}
+
+} // namespace
+
+PageResponder::PageResponder(Request& request, const QString& documentRoot, QObject* parent)
+    : Responder(request, documentRoot, parent) {
+    m_flushTimer.setSingleShot(true);
+    m_flushTimer.setInterval(flushDelayMs);
+    connect(&m_flushTimer, &QTimer::timeout, this, &PageResponder::on_flushTimer_timeout);
+}
+
+void PageResponder::respond() {
+    dbglog_scopedFunction;
+    dbglog_debug("PageResponder: request " << request().requestId() << ": '" << request().fullUri()
+                                           << "'");
+    const QString fileName = getFileName();
+    if (!isInsideDocumentRoot(fileName))
+        return refuse(404, QStringLiteral("No such file"));
+    processFile(fileName);
+}
+
+QString PageResponder::getFileName() const {
+    return documentRoot() + QLatin1Char('/') + request().url().path();
+}
+
+// The path is a decoded one: an encoded "../" has passed the server unresolved. Nobody may read the
+// device's files that way, nor learn which ones exist.
+bool PageResponder::isInsideDocumentRoot(const QString& fileName) const {
+    QString root = documentRoot().isEmpty() ? QString() : QDir(documentRoot()).canonicalPath();
+    if (root.isEmpty())
+        return false;
+    if (!root.endsWith(QLatin1Char('/')))
+        root += QLatin1Char('/');
+    return QFileInfo(fileName).canonicalFilePath().startsWith(root);
+}
+
+void PageResponder::processFile(const QString& fileName) {
+    const QFileInfo info(fileName);
+    if (!info.exists())
+        return refuse(404, QStringLiteral("No such file"));
+    QFile file(fileName);
+    // To open a FIFO would stop the whole device until somebody writes into it.
+    if (!info.isFile() || !file.open(QIODevice::ReadOnly))
+        return refuse(403, QStringLiteral("Cannot open file for reading:") + fileName);
+
+    const QByteArray bytes = file.readAll();
+    m_content = QString::fromUtf8(
+        bytes.constData(), static_cast<int>(qstrnlen(bytes.constData(), uint(bytes.size()))));
+    m_position = 0;
+    request().setStatus(200, QString());
+    request().setContentType(MimeTypes::Text::html());
+    processChunk();
+}
+
+void PageResponder::refuse(int status, const QString& text) {
+    request().setStatus(status, QString());
+    request().setResponseBody(text, MimeTypes::Text::plain());
+    Q_EMIT finished(request().requestId());
+}
+
+// A reply may come while its request is being sent. Then the loop that sent it goes on: the stack
+// does not deepen with the number of instructions.
+void PageResponder::processChunk() {
+    if (m_isProcessing)
+        return;
+    m_isProcessing = true;
+    while (!m_isWaiting && !isOver())
+        processNextPiece();
+    m_isProcessing = false;
+    if (m_isWaiting && !m_flushTimer.isActive())
+        m_flushTimer.start();
+}
+
+void PageResponder::processNextPiece() {
+    const PageTemplate::Piece piece = PageTemplate::nextPiece(m_content, m_position);
+    m_position = piece.next;
+    out << piece.text;
+    switch (piece.end) {
+    case PageTemplate::Piece::Page:
+        m_isComplete = true;
+        out.flush();
+        Q_EMIT finished(request().requestId());
+        break;
+    case PageTemplate::Piece::Unterminated:
+        // Deliberate: a device whose own pages are broken must not go into service.
+        qFatal("PageResponder: Wrong input file");
+        break;
+    case PageTemplate::Piece::Instruction:
+        processCommand(piece.instruction);
+        break;
+    }
+}
+
+void PageResponder::processCommand(QStringView instruction) {
+    PageTemplate::Command command = PageTemplate::parseInstruction(instruction);
+    if (command.name.isEmpty()) {
+        out << "[[Error: unrecognized command]]";
+        return;
+    }
+    m_params = std::move(command.attributes);
+    executeCommand(command.name);
+}
+
+void PageResponder::executeCommand(const QString& command) {
+    if (command == QLatin1String("getData"))
+        executeGetData();
+    else if (command == QLatin1String("getRows"))
+        out << "[[getRows: Error: not implemented!]]";
+    else if (command == QLatin1String("setData"))
+        executeSetData();
+    else
+        out << QStringLiteral("[[Error: unknown command: %1]]").arg(command);
+}
+
+void PageResponder::executeGetData() {
+    if (!hasParam("path") || !hasParam("roles")) {
+        out << "[[getData: Error: missing parameters!]]";
+        return;
+    }
+    const CMReply<QList<QVariant>> reply;
+    m_isWaiting = true;
+    CMRoot()->getData(CMPath::fromEncoded(param("path")), param("roles").split(QLatin1Char(',')),
+                      reply);
+    reply.addWatcher(this, SLOT(on_getData_finished(CMVoidReply)));
+}
+
+void PageResponder::executeSetData() {
+    substituteFormFields();
+    PlixError error;
+    const QVariant value = PageTemplate::toValue(param("type"), param("value"), &error);
+    if (!error.isEmpty()) {
+        dbglog_error("json type: failed to parse: " << error.message());
+        dbglog_error("json type: data: " << param("value"));
+        return;
+    }
+    const CMReply<QVariant> reply;
+    m_isWaiting = true;
+    CMRoot()->setData(CMPath::fromEncoded(param("path")), param("role"), value, reply);
+    reply.addWatcher(this, SLOT(on_setData_finished(CMVoidReply)));
+}
+
+void PageResponder::substituteFormFields() {
+    const QVariantHash& fields = request().postData();
+    const auto field = [&fields](const QString& name) { return fields.value(name).toString(); };
+    const auto jsonField = [&field](const QString& name) { return PlixJson::escape(field(name)); };
+
+    // The type first: a field must not break out of a JSON text by naming the type itself.
+    QString& type = m_params[QStringLiteral("type")];
+    type = PageTemplate::substitute(type, field);
+    const bool isJson = type == QLatin1String("json");
+    for (auto param = m_params.begin(); param != m_params.end(); ++param) {
+        if (param.key() == QLatin1String("type"))
+            continue;
+        const bool needsEscape = isJson && param.key() == QLatin1String("value");
+        *param = needsEscape ? PageTemplate::substitute(*param, jsonField)
+                             : PageTemplate::substitute(*param, field);
+    }
+}
+
+void PageResponder::on_getData_finished(const CMVoidReply& reply) {
+    const auto data = reply.data().staticCast<CMReplyData<QList<QVariant>>>();
+    data->waitForFinished(ULONG_MAX);
+    const QList<QVariant> values = data->value();
+    if (values.isEmpty())
+        return finishCommand(hasParam("onError")
+                                 ? escaped(param("onError"))
+                                 : QStringLiteral("[[getData: Error retrieving values!]]"));
+    const bool isTyped = param("roles") == PlixRolesType::Value();
+    finishCommand(
+        escaped(isTyped ? typedValueText(values.constFirst()) : values.constFirst().toString()));
+}
+
+void PageResponder::on_getRows_finished(const CMVoidReply&) {
+    finishCommand(QString());
+}
+
+void PageResponder::on_setData_finished(const CMVoidReply& reply) {
+    const CMVariantReply result(reply);
+    if (result.error()) {
+        dbglog_error("PageRespoder setData error, params: " << debugText(m_params));
+        return finishCommand(hasParam("onError") ? escaped(param("onError"))
+                                                 : QStringLiteral("[[setData: Error!]]"));
+    }
+    // The text of onSuccessReply is a switch only.
+    finishCommand(escaped(param("onSuccessReply").isEmpty() ? param("onSuccess")
+                                                            : typedValueText(result.value())));
+}
+
+void PageResponder::finishCommand(const QString& output) {
+    m_isWaiting = false;
+    // The client may have left while the reply was awaited.
+    if (isOver())
+        return;
+    out << output;
+    processChunk();
+}
+
+void PageResponder::on_flushTimer_timeout() {
+    if (!isOver())
+        out.flush();
+}
+
+QString PageResponder::escaped(const QString& value) const {
+    return escapeString(value, param("escape"));
+}
+
+QString PageResponder::escapeString(const QString& value, const QString& mode) const {
+    if (mode == QLatin1String("none"))
+        return value;
+    if (mode == QLatin1String("js"))
+        return PageTemplate::escapeJs(value);
+    if (mode != QLatin1String("html"))
+        dbglog_warning("Escape param was not set. Path: " << request().url().path());
+    return PageTemplate::escapeHtml(value);
+}
+
+bool PageResponder::isOver() const {
+    return m_isComplete || request().isFinished();
+}

@@ -1,0 +1,61 @@
+#pragma once
+
+#include "core/model/cmreply.h"
+#include "responders/responder.h"
+
+#include <QHash>
+#include <QString>
+#include <QStringView>
+#include <QTimer>
+
+// Answers a request with a template page: the file's text with each instruction (pagetemplate.h)
+// replaced by what it yields. The instructions run one after another, because a later one may read
+// what an earlier one has written; text is sent while the reply to one is awaited.
+class PageResponder : public Responder {
+    Q_OBJECT
+
+public:
+    PageResponder(Request& request, const QString& documentRoot, QObject* parent = nullptr);
+
+    void respond() override;
+    bool respondWillBlock() override { return false; }
+
+private Q_SLOTS:
+    void on_getData_finished(const CMVoidReply& reply);
+    void on_getRows_finished(const CMVoidReply& reply);
+    void on_setData_finished(const CMVoidReply& reply);
+    void on_flushTimer_timeout();
+
+private:
+    QString getFileName() const;
+    bool isInsideDocumentRoot(const QString& fileName) const;
+    void processFile(const QString& fileName);
+    void refuse(int status, const QString& text);
+
+    // Goes on until the page is complete or a reply has to be awaited.
+    void processChunk();
+    void processNextPiece();
+    // These write what the command yields, or set m_isWaiting and send a request whose reply
+    // completes the command, perhaps at once.
+    void processCommand(QStringView instruction);
+    void executeCommand(const QString& command);
+    void executeGetData();
+    void executeSetData();
+    void substituteFormFields();
+    void finishCommand(const QString& output);
+
+    // Anything but the names of the modes means HTML.
+    QString escapeString(const QString& value, const QString& mode) const;
+    QString escaped(const QString& value) const;
+    bool hasParam(const char* name) const { return m_params.contains(QLatin1String(name)); }
+    QString param(const char* name) const { return m_params.value(QLatin1String(name)); }
+    bool isOver() const;
+
+    QString m_content;
+    QHash<QString, QString> m_params;
+    int m_position = 0;
+    bool m_isProcessing = false;
+    bool m_isWaiting = false;
+    bool m_isComplete = false;
+    QTimer m_flushTimer;
+};
