@@ -5,11 +5,11 @@
 #include <QString>
 #include <QStringList>
 #include <QVariant>
-
 #include <log4cplus/logger.h>
 
 #include <ostream>
 #include <sstream>
+#include <string>
 
 // Logging of every library and worker. A module is compiled with DBGLOG_LOGGER set to the name of
 // its logger object, which one of its source files defines:
@@ -20,13 +20,11 @@
 
 extern const log4cplus::Logger DBGLOG_LOGGER;
 
-inline std::ostream& operator<<(std::ostream& stream, const QByteArray& bytes)
-{
+inline std::ostream& operator<<(std::ostream& stream, const QByteArray& bytes) {
     return stream.write(bytes.constData(), bytes.size());
 }
 
-inline std::ostream& operator<<(std::ostream& stream, const QString& text)
-{
+inline std::ostream& operator<<(std::ostream& stream, const QString& text) {
     return stream << text.toUtf8();
 }
 
@@ -34,10 +32,10 @@ inline std::ostream& operator<<(std::ostream& stream, const QString& text)
 template <typename T>
 auto operator<<(std::ostream& stream, const T& value)
     -> std::enable_if_t<std::is_base_of_v<QVariant, T> || std::is_base_of_v<QVariantHash, T> ||
-                            std::is_base_of_v<QVariantList, T> || std::is_base_of_v<QStringList, T> ||
+                            std::is_base_of_v<QVariantList, T> ||
+                            std::is_base_of_v<QStringList, T> ||
                             std::is_base_of_v<QSet<QString>, T>,
-                        std::ostream&>
-{
+                        std::ostream&> {
     QString text;
     QDebug(&text).nospace() << value;
     return stream << text;
@@ -49,8 +47,8 @@ auto operator<<(std::ostream& stream, const T& value)
         if (DBGLOG_LOGGER.isEnabledFor(log4cplus::level)) {                                        \
             std::ostringstream dbglog_stream;                                                      \
             dbglog_stream << message;                                                              \
-            DBGLOG_LOGGER.forcedLog(log4cplus::level, dbglog_stream.str(), __FILE__, __LINE__,     \
-                                    __func__);                                                     \
+            DBGLOG_LOGGER.forcedLog(log4cplus::level, dbglog::oneLine(dbglog_stream.str()),        \
+                                    __FILE__, __LINE__, __func__);                                 \
         }                                                                                          \
     } while (false)
 // NOLINTEND(bugprone-macro-parentheses)
@@ -64,13 +62,16 @@ auto operator<<(std::ostream& stream, const T& value)
 
 namespace dbglog {
 
+// The text with its control characters made visible: what a client sends must not begin a line of
+// the log that looks like the server's own.
+std::string oneLine(const std::string& text);
+
 // Logs "Enter" when a function begins and "Leave" when it is left, at trace level.
 class ScopedFunction {
 public:
     ScopedFunction(const log4cplus::Logger& logger, const char* function)
         : m_logger(logger.isEnabledFor(log4cplus::TRACE_LOG_LEVEL) ? &logger : nullptr),
-          m_function(function)
-    {
+          m_function(function) {
         log("Enter ");
     }
     ~ScopedFunction() { log("Leave "); }
@@ -78,8 +79,7 @@ public:
     ScopedFunction& operator=(const ScopedFunction&) = delete;
 
 private:
-    void log(const char* what) const
-    {
+    void log(const char* what) const {
         if (m_logger)
             m_logger->forcedLog(log4cplus::TRACE_LOG_LEVEL, std::string(what) + m_function);
     }

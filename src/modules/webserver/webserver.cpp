@@ -11,6 +11,7 @@
 #include "responders/apiresponder.h"
 #include "responders/eventresponder.h"
 #include "responders/eventrespondershared.h"
+#include "responders/fileresponder.h"
 #include "responders/pageresponder.h"
 #include "responders/responderfactory.h"
 #include "server.h"
@@ -111,6 +112,8 @@ void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
                        keep(responders(new ApiFactory(m_responderConfiguration))));
     server->addHandler(QStringLiteral("/api/event/"),
                        keep(responders(new EventFactory(m_eventShared))));
+    server->addHandler(QStringLiteral("/file/stream/"),
+                       keep(responders(new DefaultResponderFactory<FileResponder>)));
     // Pages are offered only under the device's own certificate; elsewhere the hint above answers.
     if (servesPages) {
         auto* pages = new MatchHandler(m_documentRoot, nullptr);
