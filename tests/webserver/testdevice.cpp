@@ -122,6 +122,12 @@ TestDevice::TestDevice(const QVariantHash& nodes) {
     for (auto node = nodes.begin(); node != nodes.end(); ++node)
         all.insert(node.key(), node.value());
 
+    if (all.contains(PlixWebserverHttpsCertPath().toEncoded())) {
+        m_certificateLock =
+            std::make_unique<QLockFile>(QDir::tempPath() + QStringLiteral("/plix-test.lock"));
+        QVERIFY(m_certificateLock->lock());
+    }
+
     const QVariantHash config{{QStringLiteral("nodes"), all}};
     for (auto node = all.begin(); node != all.end(); ++node) {
         const QString name = CMPath::fromEncoded(node.key()).worker();

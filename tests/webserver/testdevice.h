@@ -5,6 +5,7 @@
 #include "server.h"
 #include "webserver.h"
 
+#include <QLockFile>
 #include <QTemporaryDir>
 #include <QVariantHash>
 
@@ -67,6 +68,8 @@ public:
 
 private:
     LeakCheck m_leaks;
+    // The device certificate has its files under fixed names: one device at a time has one.
+    std::unique_ptr<QLockFile> m_certificateLock;
     QTemporaryDir m_root;
     CMRootWorker m_rootWorker;
     std::map<QString, std::unique_ptr<CMNodesWorker>> m_workers;
