@@ -18,6 +18,15 @@ struct GFree {
 using GCharPtr = std::unique_ptr<char, GFree<g_free>>;
 using GMappedFilePtr = std::unique_ptr<GMappedFile, GFree<g_mapped_file_unref>>;
 
+// A source of the event loop, which leaves the loop with its owner.
+struct GSourceRemove {
+    void operator()(GSource* source) const {
+        g_source_destroy(source);
+        g_source_unref(source);
+    }
+};
+using GSourcePtr = std::unique_ptr<GSource, GSourceRemove>;
+
 // A counted pointer to a GObject. A raw pointer becomes one only by adopt(), which takes over the
 // caller's reference, or share(), which takes a reference of its own.
 template <typename T>

@@ -5,6 +5,7 @@
 #include "core/plixconnect.h"
 #include "core/plixjson.h"
 #include "core/plixvalue.h"
+#include "hangupwatch.h"
 #include "request.h"
 #include "responders/cmeventqueuehttprequest.h"
 #include "responders/eventrespondershared.h"
@@ -89,7 +90,7 @@ void EventResponder::respond() {
     else if (operation == QLatin1String("pollQueue"))
         pollQueue();
     else
-        finishRespond(501, notImplemented());
+        refuse(501, notImplemented());
 }
 
 void EventResponder::modifyQueue() {
@@ -102,7 +103,7 @@ void EventResponder::modifyQueue() {
     const CMEventQueue* queue =
         m_shared->eventQueues()->modifyQueue(data.queueId, subscribe, unsubscribe);
     if (!queue)
-        return finishRespond(400, QStringLiteral("Unable to subscribe or unsubscribe paths!"));
+        return refuse(400, QStringLiteral("Unable to subscribe or unsubscribe paths!"));
 
     const QString queueId = queue->id().toString();
     if (isLegacy)
@@ -116,12 +117,21 @@ void EventResponder::pollQueue() {
         return;
     CMEventQueue* queue = m_shared->eventQueues()->getQueue(data.queueId);
     if (!queue)
-        return finishRespond(400, QStringLiteral("Unknown queue id!"));
+        return refuse(400, QStringLiteral("Unknown queue id!"));
 
+    startPoll(queue, data.timeout < 0 ? defaultTimeoutS : data.timeout);
+}
+
+void EventResponder::startPoll(CMEventQueue* queue, int timeout) {
     plixConnect(&request(), &Message::finished, this, &EventResponder::on_request_finished);
     m_queue = queue;
     m_poll = new CMEventQueueHttpRequest(this);
-    queue->poll(m_poll, data.timeout < 0 ? defaultTimeoutS : data.timeout);
+    queue->poll(m_poll, timeout);
+    if (!m_poll)
+        return;
+    m_hangUpWatch = std::make_unique<HangUpWatch>(request(), nullptr);
+    plixConnect(m_hangUpWatch.get(), &HangUpWatch::hungUp, this,
+                &EventResponder::on_hangUpWatch_hungUp);
 }
 
 // False when the answer has been given.
@@ -129,12 +139,12 @@ bool EventResponder::parseData(SubscribeData* data, const QString& failure) {
     const QByteArray method = request().method();
     const bool isGet = method == "GET";
     if (!isGet && method != "POST") {
-        finishRespond(501, notImplemented());
+        refuse(501, notImplemented());
         return false;
     }
     if (isGet ? parseDataGet(data) : parseDataPost(data))
         return true;
-    finishRespond(400, failure);
+    refuse(400, failure);
     return false;
 }
 
@@ -162,12 +172,18 @@ bool EventResponder::parseDataPost(SubscribeData* data) const {
 
 void EventResponder::queueRequestDone(const PlixList<PlixEvent>& events) {
     m_poll = nullptr;
+    m_hangUpWatch.reset();
     respondJson(static_cast<const QVariantList&>(events));
 }
 
 void EventResponder::respondJson(const QVariant& body) {
     request().setContentType(MimeTypes::Application::json());
     finishRespond(200, QString::fromUtf8(PlixJson::serialize(body)));
+}
+
+void EventResponder::refuse(int status, const QString& text) {
+    request().setContentType(MimeTypes::Text::plain());
+    finishRespond(status, text);
 }
 
 void EventResponder::finishRespond(int status, const QString& text) {
@@ -181,7 +197,14 @@ void EventResponder::on_request_finished() {
     cancelPoll();
 }
 
+// Answered all the same, for a client that still reads; the events wait for its next poll.
+void EventResponder::on_hangUpWatch_hungUp() {
+    cancelPoll();
+    respondJson(QVariantList());
+}
+
 void EventResponder::cancelPoll() {
+    m_hangUpWatch.reset();
     // Without its queue the poll is gone, too.
     if (m_queue && m_poll)
         m_queue->cancel(m_poll);

@@ -7,8 +7,11 @@
 #include <QSharedPointer>
 #include <QVariant>
 
+#include <memory>
+
 class CMEventQueueHttpRequest;
 class EventResponderShared;
+class HangUpWatch;
 
 // Answers /api/event/modifyQueue, by which a client creates a queue and changes what it is
 // subscribed to, and /api/event/pollQueue, which waits for events. A poll whose client leaves is
@@ -39,6 +42,7 @@ public:
 
 private Q_SLOTS:
     void on_request_finished();
+    void on_hangUpWatch_hungUp();
 
 private:
     void modifyQueue();
@@ -47,7 +51,9 @@ private:
     bool parseDataGet(SubscribeData* data) const;
     bool parseDataPost(SubscribeData* data) const;
     void respondJson(const QVariant& body);
+    void refuse(int status, const QString& text);
     void finishRespond(int status, const QString& text);
+    void startPoll(CMEventQueue* queue, int timeout);
     void cancelPoll();
 
     QSharedPointer<EventResponderShared> m_shared;
@@ -55,4 +61,5 @@ private:
     // The poll that waits, which its queue owns.
     QPointer<CMEventQueue> m_queue;
     CMEventQueueHttpRequest* m_poll = nullptr;
+    std::unique_ptr<HangUpWatch> m_hangUpWatch;
 };

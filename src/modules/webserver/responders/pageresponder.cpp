@@ -5,6 +5,7 @@
 #include "core/model/cmroles.h"
 #include "core/model/cmroot.h"
 #include "core/plixvalue.h"
+#include "documentroot.h"
 #include "request.h"
 #include "responders/pagetemplate.h"
 
@@ -57,12 +58,10 @@ QString PageResponder::getFileName() const {
 // The path is a decoded one: an encoded "../" has passed the server unresolved. Nobody may read the
 // device's files that way, nor learn which ones exist.
 bool PageResponder::isInsideDocumentRoot(const QString& fileName) const {
-    QString root = documentRoot().isEmpty() ? QString() : QDir(documentRoot()).canonicalPath();
-    if (root.isEmpty())
+    if (documentRoot().isEmpty())
         return false;
-    if (!root.endsWith(QLatin1Char('/')))
-        root += QLatin1Char('/');
-    return QFileInfo(fileName).canonicalFilePath().startsWith(root);
+    const QString root = QDir(documentRoot()).canonicalPath();
+    return !root.isEmpty() && isWithinDocumentRoot(QFileInfo(fileName).canonicalFilePath(), root);
 }
 
 void PageResponder::processFile(const QString& fileName) {
@@ -179,12 +178,12 @@ void PageResponder::substituteFormFields() {
     QString& type = m_params[QStringLiteral("type")];
     type = PageTemplate::substitute(type, field);
     const bool isJson = type == QLatin1String("json");
-    for (auto param = m_params.begin(); param != m_params.end(); ++param) {
-        if (param.key() == QLatin1String("type"))
+    for (auto attribute = m_params.begin(); attribute != m_params.end(); ++attribute) {
+        if (attribute.key() == QLatin1String("type"))
             continue;
-        const bool needsEscape = isJson && param.key() == QLatin1String("value");
-        *param = needsEscape ? PageTemplate::substitute(*param, jsonField)
-                             : PageTemplate::substitute(*param, field);
+        const bool needsEscape = isJson && attribute.key() == QLatin1String("value");
+        *attribute = needsEscape ? PageTemplate::substitute(*attribute, jsonField)
+                                 : PageTemplate::substitute(*attribute, field);
     }
 }
 
