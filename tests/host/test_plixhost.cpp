@@ -24,6 +24,8 @@ class TestPlixhost : public QObject {
 private Q_SLOTS:
     void refusesWrongArguments_data();
     void refusesWrongArguments();
+    void refusesPluginThatCannotBeLoaded_data();
+    void refusesPluginThatCannotBeLoaded();
     void refusesForeignEventLoop();
     void endsCleanly_data();
     void endsCleanly();
@@ -61,6 +63,27 @@ void TestPlixhost::refusesWrongArguments() {
     QVERIFY(!device.start(arguments));
     QCOMPARE(device.waitForEnd(), 2);
     QCOMPARE(device.standardOutput(), QByteArray());
+    QVERIFY2(device.standardError().contains(reason), device.standardError().constData());
+    QCOMPARE(device.standardError().count('\n'), 1);
+}
+
+void TestPlixhost::refusesPluginThatCannotBeLoaded_data() {
+    QTest::addColumn<QByteArray>("library");
+    QTest::addColumn<QByteArray>("reason");
+    QTest::newRow("missing") << QByteArray("plix_nowhere")
+                             << QByteArray("libplix_nowhere.so: not found in ");
+    QTest::newRow("no plug-in") << QByteArray("plix_api")
+                                << QByteArray("libplix_api.so: has no worker_create");
+}
+
+void TestPlixhost::refusesPluginThatCannotBeLoaded() {
+    QFETCH(QByteArray, library);
+    QFETCH(QByteArray, reason);
+    DeviceProcess device;
+    const QString file =
+        device.writeFile("wrong.json", R"({"workers": [{"library": ")" + library + R"("}]})");
+    QVERIFY(!device.start({"--device", file}));
+    QCOMPARE(device.waitForEnd(), 2);
     QVERIFY2(device.standardError().contains(reason), device.standardError().constData());
     QCOMPARE(device.standardError().count('\n'), 1);
 }

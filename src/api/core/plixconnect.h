@@ -7,8 +7,7 @@
 // programming error, not a run-time condition.
 template <typename Sender, typename Signal, typename Receiver, typename Slot>
 QMetaObject::Connection plixConnect(const Sender* sender, Signal signal, const Receiver* receiver,
-                                    Slot slot, Qt::ConnectionType type = Qt::AutoConnection)
-{
+                                    Slot slot, Qt::ConnectionType type = Qt::AutoConnection) {
     const auto connection = QObject::connect(sender, signal, receiver, slot, type);
     Q_ASSERT(connection);
     return connection;
@@ -16,8 +15,7 @@ QMetaObject::Connection plixConnect(const Sender* sender, Signal signal, const R
 
 inline QMetaObject::Connection plixConnect(const QObject* sender, const char* signal,
                                            const QObject* receiver, const char* slot,
-                                           Qt::ConnectionType type = Qt::AutoConnection)
-{
+                                           Qt::ConnectionType type = Qt::AutoConnection) {
     const auto connection = QObject::connect(sender, signal, receiver, slot, type);
     Q_ASSERT(connection);
     return connection;

@@ -11,7 +11,8 @@ public:
     PlixHash() = default;
     PlixHash(const QHash<QString, QVariant>& hash) : m_hash(hash) {}
 
-    // NOLINTBEGIN(bugprone-reserved-identifier): the platform's names for access to the whole record
+    // NOLINTBEGIN(bugprone-reserved-identifier): the platform's names for access to the whole
+    // record
     const QHash<QString, QVariant>& __hash() const { return m_hash; }
     QVariant __variant() const { return m_hash; }
     bool __contains(const QString& key) const { return m_hash.contains(key); }

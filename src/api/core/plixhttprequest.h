@@ -21,7 +21,9 @@ public:
     using PlixHash::PlixHash;
 
     PlixHttpRequestData data() const { return {member(QStringLiteral("data")).toHash()}; }
-    void setData(const PlixHttpRequestData& data) { setMember(QStringLiteral("data"), data.__variant()); }
+    void setData(const PlixHttpRequestData& data) {
+        setMember(QStringLiteral("data"), data.__variant());
+    }
     QString pipe() const { return member(QStringLiteral("pipe")).toString(); }
     void setPipe(const QString& name) { setMember(QStringLiteral("pipe"), name); }
 };

@@ -29,7 +29,8 @@ public:
     // Parses one JSON value of any kind. On failure the result is invalid and `error` holds a
     // message; `position`, when given, receives the offset (in bytes, or in UTF-16 units) of the
     // fault. Invalid UTF-8, unpaired surrogates and text behind the value are faults.
-    static QVariant parse(const QByteArray& text, PlixError& error, unsigned int* position = nullptr);
+    static QVariant parse(const QByteArray& text, PlixError& error,
+                          unsigned int* position = nullptr);
     static QVariant parse(const QString& text, PlixError& error, unsigned int* position = nullptr);
 
     // The value as compact JSON in UTF-8, members in ascending order of their names so that equal

@@ -7,9 +7,7 @@
 class PlixProcessHandlerResult {
 public:
     PlixProcessHandlerResult(bool finishedOk, const QString& data)
-        : m_finishedOk(finishedOk), m_data(data)
-    {
-    }
+        : m_finishedOk(finishedOk), m_data(data) {}
 
     // The program could be started, ended by itself within the time-out, and reported success.
     bool finishedOk() const { return m_finishedOk; }

@@ -1,6 +1,5 @@
 #include "settingsworker.h"
 
-extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config)
-{
+extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config) {
     return new SettingsWorker(config);
 }

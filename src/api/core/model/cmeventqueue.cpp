@@ -16,7 +16,7 @@ void CMEventQueue::poll(CMEventQueueRequest* request, int timeout) {
     std::unique_ptr<CMEventQueueRequest> incoming(request);
     const auto earlier = std::move(m_waiting);
     if (timeout > 0 && m_pending.empty()) {
-        m_waiting = std::move(incoming);
+        m_waiting.swap(incoming);
         m_manager->schedule(this, qint64(timeout) * 1000);
     } else {
         m_manager->scheduleExpiry(this);

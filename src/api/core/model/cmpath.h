@@ -27,8 +27,7 @@ private:
     QString m_encoded;
 };
 
-inline uint qHash(const CMPath& path, uint seed = 0)
-{
+inline uint qHash(const CMPath& path, uint seed = 0) {
     return qHash(path.toEncoded(), seed);
 }
 
