@@ -41,5 +41,11 @@ function(plix_worker name logger)
     set_target_properties(plix_${name} plix_${name}_objects PROPERTIES
         CXX_VISIBILITY_PRESET hidden VISIBILITY_INLINES_HIDDEN ON INSTALL_RPATH "$ORIGIN/..")
     add_dependencies(device plix_${name})
-    install(TARGETS plix_${name} LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/plix)
+    # The web server goes onto devices, the others simulate one.
+    set(component simulator)
+    if(name STREQUAL webserver)
+        set(component webserver)
+    endif()
+    install(TARGETS plix_${name}
+        LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR}/plix COMPONENT ${component})
 endfunction()

@@ -7,7 +7,7 @@ build_packages=(
     qtbase5-dev libsoup2.4-dev libglib2.0-dev liblog4cplus-dev rapidjson-dev
     glib-networking openssl
 )
-test_packages=(curl nodejs)
+test_packages=(curl dpkg-dev file nodejs)
 check_packages=(clang-format clang-tidy)
 
 # install_packages NAME...: installs what is missing. Needs no network when nothing is.

@@ -1,0 +1,42 @@
+# What `cmake --install` puts where, beyond the programs and libraries themselves. Components are
+# packages: "webserver" for a device, "dev" to build against it, "simulator" for a machine that
+# plays the device.
+
+# Grows with every incompatible change of the platform libraries.
+set(PLIX_SOVERSION 0)
+
+include(CMakePackageConfigHelpers)
+
+# plix_pkg_config(TARGET): the library's pkg-config file. Its paths are relative to the file, so
+# that an installed tree can be moved.
+function(plix_pkg_config target)
+    set(folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+    file(RELATIVE_PATH PREFIX /${folder} /)
+    string(REGEX REPLACE "/$" "" PREFIX ${PREFIX})
+    set(NAME lib${target})
+    set(LIBRARY ${target})
+    configure_file(${PROJECT_SOURCE_DIR}/cmake/libplix.pc.in ${PROJECT_BINARY_DIR}/${NAME}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${NAME}.pc DESTINATION ${folder} COMPONENT dev)
+endfunction()
+
+# The files that belong to no single target.
+function(plix_install)
+    set(package_folder ${CMAKE_INSTALL_LIBDIR}/cmake/plix)
+    configure_package_config_file(cmake/plixConfig.cmake.in ${PROJECT_BINARY_DIR}/plixConfig.cmake
+        INSTALL_DESTINATION ${package_folder} NO_SET_AND_CHECK_MACRO)
+    write_basic_package_version_file(${PROJECT_BINARY_DIR}/plixConfigVersion.cmake
+        COMPATIBILITY SameMinorVersion)
+    install(FILES
+        ${PROJECT_BINARY_DIR}/plixConfig.cmake ${PROJECT_BINARY_DIR}/plixConfigVersion.cmake
+        DESTINATION ${package_folder} COMPONENT dev)
+    install(EXPORT plixTargets NAMESPACE plix:: DESTINATION ${package_folder} COMPONENT dev)
+    install(FILES CHANGELOG.md docs/architecture.md docs/porting.md docs/security.md
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
+    install(DIRECTORY examples
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
+
+    install(DIRECTORY web DESTINATION ${CMAKE_INSTALL_DATADIR}/plix COMPONENT simulator OPTIONAL)
+    install(FILES docs/man/plixhost.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator)
+    # Relative to the prefix as systemd's own search path is, whatever the library folder.
+    install(FILES packaging/plixhost.service DESTINATION lib/systemd/system COMPONENT simulator)
+endfunction()
