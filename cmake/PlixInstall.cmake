@@ -7,14 +7,19 @@ set(PLIX_SOVERSION 0)
 
 include(CMakePackageConfigHelpers)
 
-# plix_pkg_config(TARGET): the library's pkg-config file. Its paths are relative to the file, so
-# that an installed tree can be moved.
+# plix_pkg_config(TARGET [TARGETS...]): the library's pkg-config file; it requires those of the other
+# targets. Its paths are relative to the file, so that an installed tree can be moved.
 function(plix_pkg_config target)
     set(folder ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
     file(RELATIVE_PATH PREFIX /${folder} /)
     string(REGEX REPLACE "/$" "" PREFIX ${PREFIX})
     set(NAME lib${target})
     set(LIBRARY ${target})
+    set(REQUIRES "Qt5Core >= 5.15" "log4cplus >= 2.0")
+    foreach(other ${ARGN})
+        list(PREPEND REQUIRES "lib${other} = ${PROJECT_VERSION}")
+    endforeach()
+    list(JOIN REQUIRES ", " REQUIRES)
     configure_file(${PROJECT_SOURCE_DIR}/cmake/libplix.pc.in ${PROJECT_BINARY_DIR}/${NAME}.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/${NAME}.pc DESTINATION ${folder} COMPONENT dev)
 endfunction()

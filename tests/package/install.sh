@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
-# install.sh BUILD_FOLDER SOURCE_FOLDER: packs what the build folder holds, unpacks it into an empty root, runs the
-# device from there as its service would, and builds the example against it.
+# install.sh BUILD_FOLDER SOURCE_FOLDER: packs what the build folder holds, unpacks it into an empty
+# root, runs the device from there as its service would, and builds the example against it.
 set -euo pipefail
 
 # shellcheck source-path=SCRIPTDIR source=../device.sh
