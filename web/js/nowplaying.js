@@ -1,0 +1,101 @@
+/** Cover, title, position, transport and volume. */
+
+import { $, attempt, clock, device, setIcon, sharedRange, showCover } from './ui.js';
+import { playback } from './playback.js';
+
+const TICK_MS = 250;
+
+function showTrack() {
+    const { title, artist, path, cover } = playback.track;
+    const name = title || path || '';
+    $('title').textContent = name || 'Nothing playing';
+    $('artist').textContent = name ? artist ?? '' : 'Choose something from the library';
+    $('miniTitle').textContent = name || 'Nothing playing';
+    document.title = name ? `${name} – Now playing` : 'Now playing';
+    for (const id of ['cover', 'glow', 'miniCover'])
+        showCover($(id), cover);
+}
+
+function showState() {
+    for (const id of ['play', 'miniPlay']) {
+        setIcon($(id).firstElementChild, playback.playing ? 'pause' : 'play');
+        $(id).setAttribute('aria-label', playback.playing ? 'Pause' : 'Play');
+    }
+    document.body.classList.toggle('playing', playback.playing);
+    $('seek').disabled = !playback.duration;
+    $('seek').max = playback.duration;
+    $('total').textContent = clock(playback.duration);
+}
+
+function startPosition() {
+    const refresh = sharedRange($('seek'), {
+        read: () => playback.position,
+        write: position => attempt(device.activate('player:player/seek', position)),
+        show: position => {
+            const text = clock(position);
+            $('seek').setAttribute('aria-valuetext', `${text} of ${clock(playback.duration)}`);
+            $('elapsed').textContent = text;
+        },
+    });
+    for (const type of ['change', 'position', 'jump'])
+        playback.addEventListener(type, refresh);
+    setInterval(() => playback.playing && !document.hidden && refresh(), TICK_MS);
+    refresh();
+}
+
+function startTransport() {
+    const toggle = () => attempt(device.activate(`player:player/${playback.playing ? 'pause' : 'play'}`));
+    $('play').onclick = toggle;
+    $('miniPlay').onclick = toggle;
+    for (const action of ['previous', 'next'])
+        $(action).onclick = () => attempt(device.activate(`player:player/${action}`));
+}
+
+function startVolume() {
+    let volume = 0;
+    const refresh = sharedRange($('volume'), {
+        read: () => volume,
+        write: value => attempt(device.set('player:player/volume', { i32_: value })),
+        show: value => { $('volumeText').textContent = value; },
+        eager: true,
+    });
+    device.watch('player:player/volume', value => {
+        volume = value;
+        refresh();
+    });
+}
+
+function startMute() {
+    const mute = $('mute');
+    device.watch('player:player/mute', muted => {
+        mute.setAttribute('aria-pressed', Boolean(muted));
+        setIcon(mute.firstElementChild, muted ? 'muted' : 'volume');
+        document.body.classList.toggle('muted', Boolean(muted));
+    });
+    mute.onclick = () => attempt(device.set('player:player/mute',
+        { bool_: mute.getAttribute('aria-pressed') !== 'true' }));
+}
+
+/** The small player appears when the large controls have been scrolled away. */
+function startMini() {
+    new IntersectionObserver(([entry]) => {
+        $('mini').hidden = entry.isIntersecting;
+    }).observe($('transport'));
+    $('miniTitle').onclick = event => {
+        event.preventDefault();
+        scrollTo({ top: 0 });
+        $('play').focus({ preventScroll: true });
+    };
+}
+
+export function startNowPlaying() {
+    startTransport();
+    playback.addEventListener('change', () => {
+        showTrack();
+        showState();
+    });
+    startPosition();
+    startVolume();
+    startMute();
+    startMini();
+}

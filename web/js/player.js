@@ -1,0 +1,25 @@
+/** The player page. */
+
+import { startPage } from './ui.js';
+import { startNowPlaying } from './nowplaying.js';
+import { startListening } from './listen.js';
+import { startLibrary } from './library.js';
+import { startQueue } from './queue.js';
+
+function startSwitch() {
+    const buttons = document.querySelectorAll('.switch button');
+    for (const button of buttons) {
+        button.onclick = () => {
+            document.querySelector('.player').dataset.panel = button.dataset.panel;
+            for (const other of buttons)
+                other.setAttribute('aria-pressed', other === button);
+        };
+    }
+}
+
+startPage();
+startSwitch();
+startNowPlaying();
+startQueue();
+startLibrary();
+startListening();

@@ -1,0 +1,24 @@
+/** A row of the queue or the library. */
+
+import { element, icon, showCover } from './ui.js';
+
+export const TRACK_ROLES = ['title', 'description', 'icon', 'value'];
+
+/**
+ * @param {object} row values of TRACK_ROLES
+ * @param {string} action what a tap does, for screen readers: "Play"
+ * @param {() => void} onclick
+ * @param {Element[]} controls further buttons
+ */
+export function trackRow(row, action, onclick, controls) {
+    const image = element('img', { alt: '', loading: 'lazy' });
+    const art = element('span', { className: 'art' }, icon('note'), image);
+    showCover(image, row.icon);
+    const open = element('button',
+        { type: 'button', className: 'open', 'aria-label': `${action} ${row.title}`, onclick },
+        art,
+        element('span', { className: 'names' },
+            element('span', { className: 'name', textContent: row.title ?? '' }),
+            element('span', { className: 'by', textContent: row.description ?? '' })));
+    return element('li', {}, open, ...controls);
+}

@@ -1,0 +1,199 @@
+/** What the pages share: the device, small DOM helpers, messages to the person. */
+
+import { Plix } from '../plix.js';
+
+export const device = new Plix();
+
+/** The worst that a moment without connection may last before it is shown. */
+const CONNECTING_GRACE_MS = 400;
+const TOAST_MS = 4000;
+/** The echo of one's own change takes this long at most; a control follows the device again after it. */
+const SETTLE_MS = 300;
+
+export const $ = id => document.getElementById(id);
+
+/**
+ * Makes an element. Properties go to the element's own (`textContent`, `className`, `onclick`),
+ * names with a hyphen become attributes. Text is never parsed as markup.
+ */
+export function element(tag, properties = {}, ...children) {
+    const made = document.createElement(tag);
+    for (const [name, value] of Object.entries(properties)) {
+        if (name.includes('-'))
+            made.setAttribute(name, value);
+        else
+            made[name] = value;
+    }
+    made.append(...children);
+    return made;
+}
+
+export function icon(name) {
+    const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
+    svg.setAttribute('class', 'icon');
+    svg.setAttribute('aria-hidden', 'true');
+    const use = document.createElementNS('http://www.w3.org/2000/svg', 'use');
+    svg.append(use);
+    setIcon(svg, name);
+    return svg;
+}
+
+/** Shows another icon in an `svg` that has a `use`. */
+export function setIcon(svg, name) {
+    svg.firstElementChild.setAttribute('href', `icons.svg#${name}`);
+}
+
+/** A button that shows an icon only; the label is for screen readers and as a tooltip. */
+export function iconButton(label, iconName, onclick, className = 'round small') {
+    return element('button',
+        { type: 'button', className, title: label, 'aria-label': label, onclick }, icon(iconName));
+}
+
+/** The address of a node's stream: "media:/a b.wav" gives "/api/stream/media:/a%20b.wav". */
+export function streamUrl(path) {
+    return '/api/stream/' + path.split('/').map(encodeURIComponent).join('/').replaceAll('%3A', ':');
+}
+
+/** Sets an image that may be missing: without it the element shows its plain background. */
+export function showCover(image, path) {
+    const url = path ? streamUrl(path) : '';
+    if (image.dataset.url === url)
+        return;
+    image.dataset.url = url;
+    image.onerror = () => { image.hidden = true; };
+    image.onload = () => { image.hidden = false; };
+    if (url)
+        image.src = url;
+    else
+        image.removeAttribute('src');
+    image.hidden = !url;
+}
+
+/** Milliseconds as "3:07". */
+export function clock(milliseconds) {
+    const seconds = Math.max(0, Math.floor(milliseconds / 1000));
+    return `${Math.floor(seconds / 60)}:${String(seconds % 60).padStart(2, '0')}`;
+}
+
+export function bytesText(bytes) {
+    if (bytes < 1024)
+        return `${bytes} bytes`;
+    const unit = bytes < 1024 ** 2 ? 'KiB' : 'MiB';
+    return `${(bytes / (unit === 'KiB' ? 1024 : 1024 ** 2)).toFixed(1)} ${unit}`;
+}
+
+/** Shows a short message and has screen readers say it. */
+export function toast(text, isError = false) {
+    const shown = element('p', { className: isError ? 'toast error' : 'toast', textContent: text });
+    $('toasts').replaceChildren(shown);
+    setTimeout(() => shown.remove(), TOAST_MS);
+}
+
+/** Runs a request that the person asked for; a failure is told, not thrown. */
+export async function attempt(request, done = '') {
+    try {
+        const answer = await request;
+        if (done)
+            toast(done);
+        return answer;
+    } catch (error) {
+        toast(error.name === 'offline' ? 'The device does not answer. Try again in a moment.'
+                                       : `That did not work: ${error.message}`, true);
+        return undefined;
+    }
+}
+
+/**
+ * Writes what a control says while it is being moved: one request at a time, and the newest value
+ * when it is done, so that a fast hand does not queue up requests.
+ */
+function latestWriter(write) {
+    let busy = false;
+    let next;
+    return async value => {
+        next = { value };
+        if (busy)
+            return;
+        busy = true;
+        while (next) {
+            const { value: newest } = next;
+            next = undefined;
+            await write(newest);
+        }
+        busy = false;
+    };
+}
+
+/**
+ * A range control that the person moves and the device moves too. What comes from the device while
+ * the person is at it would pull the thumb from under the finger, so it waits.
+ * @param {HTMLInputElement} range
+ * @param {object} binding
+ * @param {() => number} binding.read what the device says now
+ * @param {(value: number) => Promise} binding.write
+ * @param {(value: number) => void} binding.show the value's text and the like
+ * @param {boolean} [binding.eager] write while moving, not only when the thumb is let go
+ * @returns {() => void} to be called when the device says something else
+ */
+export function sharedRange(range, { read, write, show, eager = false }) {
+    const send = latestWriter(write);
+    let held = false;
+    let timer;
+    const render = () => {
+        fillRange(range);
+        show(range.valueAsNumber);
+    };
+    const refresh = () => {
+        if (held)
+            return;
+        range.value = read();
+        render();
+    };
+    const release = () => {
+        held = false;
+        refresh();
+    };
+    const commit = async () => {
+        await send(range.valueAsNumber);
+        clearTimeout(timer);
+        timer = setTimeout(release, SETTLE_MS);
+    };
+    range.oninput = () => {
+        held = true;
+        clearTimeout(timer);
+        render();
+        if (eager)
+            commit();
+    };
+    range.onchange = commit;
+    return refresh;
+}
+
+/** Fills a range control's track up to its thumb. */
+function fillRange(range) {
+    const share = (range.value - range.min) / (range.max - range.min || 1);
+    range.style.setProperty('--fill', `${share * 100}%`);
+}
+
+function showConnection() {
+    let timer;
+    const show = () => {
+        clearTimeout(timer);
+        const lost = device.connection === 'connecting';
+        timer = setTimeout(() => {
+            document.body.classList.toggle('connecting', lost);
+            $('connection').textContent = lost ? 'Connecting …' : '';
+        }, lost ? CONNECTING_GRACE_MS : 0);
+    };
+    device.addEventListener('connection', show);
+    show();
+}
+
+/** Starts what every page has: the connection notice and the device's name. */
+export function startPage() {
+    document.body.append(element('div', { id: 'toasts', 'role': 'status', 'aria-live': 'polite' }));
+    showConnection();
+    device.watch('settings:/device/name', name => {
+        $('deviceName').textContent = name || 'Plix';
+    });
+}

@@ -1,0 +1,7 @@
+/** The page that answers an upload made by a plain form. */
+
+import { device, startPage } from './ui.js';
+import { showOutcome } from './firmware.js';
+
+startPage();
+device.watch('firmware:update', update => showOutcome(update ?? {}));

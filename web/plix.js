@@ -1,0 +1,586 @@
+/**
+ * Client of a device's data model: read, list and write nodes, and follow them live.
+ *
+ *     import { Plix } from './plix.js';
+ *     const device = new Plix();
+ *     await device.set('player:player/volume', { i32_: 30 });
+ *     const stop = device.watch('player:player/volume', volume => console.log(volume));
+ *
+ * A path names a worker and a node of it ("player:player/volume"). A node has a value under each of
+ * its roles ("value", "title", ...); its `value` is usually a typed record such as `{ i32_: 30 }`.
+ */
+
+/** How long the device holds a poll that has nothing to tell, in seconds. */
+const POLL_SECONDS = 20;
+/** A poll without any answer for this long means that the device or the network is gone. */
+const POLL_LIMIT_MS = (POLL_SECONDS + 10) * 1000;
+/** Other requests are answered at once by a device that is there. */
+const REQUEST_LIMIT_MS = 15_000;
+const FIRST_RETRY_MS = 250;
+/** A device starts in a few seconds; waiting longer would only make people wait for nothing. */
+const LAST_RETRY_MS = 4_000;
+/** An empty answer that comes faster than this did not wait: polling again at once would spin. */
+const SHORTEST_EMPTY_POLL_MS = 200;
+/** Rows of one request; a longer list is fetched in pieces. */
+const ROWS_PER_REQUEST = 200;
+/** A list that changes while it is fetched is fetched again, at most this many times. */
+const LIST_ATTEMPTS = 5;
+
+const TYPED_MEMBERS = ['string_', 'bool_', 'i32_', 'i64_', 'double_'];
+
+/**
+ * The plain value of a typed record (`{ i32_: 30 }` gives 30); anything else comes back as it is.
+ * @param {*} value
+ */
+export function plain(value) {
+    if (value === null || typeof value !== 'object' || Array.isArray(value))
+        return value;
+    const members = Object.keys(value);
+    return members.length === 1 && TYPED_MEMBERS.includes(members[0]) ? value[members[0]] : value;
+}
+
+/** A failed request. `message` is the device's own text. */
+export class PlixError extends Error {
+    /**
+     * @param {string} message
+     * @param {string} name the data model's error name ("nodeNotFound", ...), "offline" when the
+     *     device did not answer, "http" for an answer that is none of the data model's
+     * @param {number} status HTTP status, 0 when there was no answer
+     */
+    constructor(message, name, status = 0) {
+        super(message);
+        this.name = name;
+        this.status = status;
+    }
+}
+
+/**
+ * One device.
+ *
+ * It is an EventTarget: "connection" is dispatched when `connection` changes.
+ */
+export class Plix extends EventTarget {
+    #base;
+    #feed;
+
+    /**
+     * @param {string} base where the device is ("https://192.168.1.5:8443"); empty for the device
+     *     that this page came from
+     */
+    constructor(base = '') {
+        super();
+        this.#base = base;
+        this.#feed = new EventFeed(
+            (path, options) => this.#fetch(path, options),
+            `plix-events:${base}`,
+            () => this.dispatchEvent(new Event('connection')));
+    }
+
+    /**
+     * State of the live connection: "idle" (nothing is followed, or every tab is hidden),
+     * "connecting" (not there yet, or lost and being tried again) or "online".
+     * @returns {'idle'|'connecting'|'online'}
+     */
+    get connection() {
+        return this.#feed.status;
+    }
+
+    /**
+     * Reads a node.
+     * @param {string} path
+     * @param {string|string[]} roles one role, several, or "@all"
+     * @returns {Promise<*>} for one role its plain value, else an object of role to value as stored
+     * @throws {PlixError}
+     */
+    async get(path, roles = 'value') {
+        const names = [roles].flat();
+        const answer = await this.#json('/api/getData?' + new URLSearchParams({
+            path, roles: names.join(','), type: 'structure',
+        }));
+        return roles === '@all' || Array.isArray(roles) ? answer : plain(answer[roles]);
+    }
+
+    /**
+     * Reads rows of a list.
+     * @param {string} path
+     * @param {object} [options]
+     * @param {number} [options.from] first row, 0 by default
+     * @param {number} [options.to] last row, included; beyond the end is allowed
+     * @param {string[]} [options.roles]
+     * @param {number} [options.version] refuse ("versionMismatch") when the list is another
+     *     version by now; -1 takes any
+     * @returns {Promise<{rows: object[], count: number, version: number}>} rows as objects of role
+     *     to value; count is the length of the whole list
+     * @throws {PlixError}
+     */
+    rows(path, { from = 0, to = ROWS_PER_REQUEST - 1, roles = ['title', 'value'], version = -1 } = {}) {
+        return this.#json('/api/getRows?' + new URLSearchParams({
+            path, roles: roles.join(','), from, to, version, type: 'structure',
+        }));
+    }
+
+    /**
+     * Reads a whole list, in pieces that belong to one version of it.
+     * @param {string} path
+     * @param {string[]} [roles]
+     * @returns {Promise<object[]>}
+     * @throws {PlixError}
+     */
+    async list(path, roles) {
+        for (let attempt = 1; ; attempt++) {
+            try {
+                return await this.#pieces(path, roles);
+            } catch (error) {
+                if (error.name !== 'versionMismatch' || attempt === LIST_ATTEMPTS)
+                    throw error;
+            }
+        }
+    }
+
+    async #pieces(path, roles) {
+        const rows = [];
+        let version = -1;
+        for (;;) {
+            const piece = await this.rows(path,
+                { from: rows.length, to: rows.length + ROWS_PER_REQUEST - 1, roles, version });
+            rows.push(...piece.rows);
+            version = piece.version;
+            if (!piece.rows.length || rows.length >= piece.count)
+                return rows;
+        }
+    }
+
+    /**
+     * Writes one role of a node.
+     * @param {string} path
+     * @param {*} value anything that JSON can say
+     * @param {string} [role]
+     * @returns {Promise<*>} what the node answers, usually the value now stored
+     * @throws {PlixError}
+     */
+    set(path, value, role = 'value') {
+        return this.#json('/api/setData', {
+            method: 'POST',
+            headers: { 'Content-Type': 'application/json' },
+            body: JSON.stringify({ path, role, value }),
+        });
+    }
+
+    /**
+     * Triggers an action node.
+     * @param {string} path
+     * @param {*} [argument] what the action takes; true for "just do it"
+     * @returns {Promise<*>}
+     * @throws {PlixError}
+     */
+    activate(path, argument = true) {
+        return this.set(path, argument, 'activate');
+    }
+
+    /**
+     * Follows a node's value: the listener gets the plain value now, after every change, and again
+     * after the connection was lost.
+     * @param {string} path
+     * @param {(value: *) => void} listener
+     * @param {(error: PlixError) => void} [failed] the node cannot be read
+     * @returns {() => void} stops following
+     */
+    watch(path, listener, failed = () => {}) {
+        let changes = 0;
+        return this.subscribe(path, {
+            ready: async () => {
+                const before = changes;
+                try {
+                    const value = await this.get(path);
+                    // An event that overtook this answer is the newer one.
+                    if (changes === before)
+                        listener(value);
+                } catch (error) {
+                    failed(error);
+                }
+            },
+            event: event => {
+                if (!('value' in event))
+                    return;
+                changes++;
+                listener(plain(event.value));
+            },
+        });
+    }
+
+    /**
+     * Follows a list: the listener gets all rows now, after every change, and again after the
+     * connection was lost.
+     * @param {string} path
+     * @param {string[]} roles
+     * @param {(rows: object[]) => void} listener
+     * @param {(error: PlixError) => void} [failed]
+     * @returns {() => void} stops following
+     */
+    watchList(path, roles, listener, failed = () => {}) {
+        let reading = false;
+        let again = false;
+        let stopped = false;
+        const read = async () => {
+            again = reading;
+            if (reading)
+                return;
+            reading = true;
+            try {
+                do {
+                    again = false;
+                    const rows = await this.list(path, roles);
+                    if (!again && !stopped)
+                        listener(rows);
+                } while (again && !stopped);
+            } catch (error) {
+                failed(error);
+            } finally {
+                reading = false;
+            }
+        };
+        const unsubscribe = this.subscribe(path, {
+            ready: read,
+            event: event => event.rowsEvents && read(),
+        });
+        return () => {
+            stopped = true;
+            unsubscribe();
+        };
+    }
+
+    /**
+     * Subscribes to the raw events of a path.
+     *
+     * `ready` is called each time from which on no event is missed: first when the subscription
+     * stands, then after each gap (connection lost, device restarted, page hidden). What was read
+     * before is to be read again then. A tab never polls while it is hidden; all tabs of a browser
+     * share one poll.
+     * @param {string} path
+     * @param {object} listener
+     * @param {(event: {path: string, value?: *, rowsEvents?: object[]}) => void} listener.event
+     * @param {() => void} [listener.ready]
+     * @returns {() => void} unsubscribes
+     */
+    subscribe(path, { event, ready = () => {} }) {
+        return this.#feed.follow(path, { event, ready });
+    }
+
+    async #json(path, options = {}) {
+        const { ok, status, text } = await this.#fetch(path, options);
+        let answer;
+        try {
+            answer = JSON.parse(text);
+        } catch {
+            throw new PlixError(text.trim() || `HTTP status ${status}`, 'http', status);
+        }
+        if (ok)
+            return answer;
+        throw new PlixError(answer?.error?.message ?? text, answer?.error?.name ?? 'http', status);
+    }
+
+    async #fetch(path, { signal, limit = REQUEST_LIMIT_MS, ...options } = {}) {
+        const abort = new AbortController();
+        const stop = () => abort.abort();
+        const timer = setTimeout(stop, limit);
+        signal?.addEventListener('abort', stop);
+        if (signal?.aborted)
+            stop();
+        try {
+            const response = await fetch(this.#base + path,
+                { ...options, cache: 'no-store', signal: abort.signal });
+            return { ok: response.ok, status: response.status, text: await response.text() };
+        } catch {
+            throw new PlixError('The device does not answer.', 'offline');
+        } finally {
+            clearTimeout(timer);
+            signal?.removeEventListener('abort', stop);
+        }
+    }
+}
+
+/**
+ * One long-poll for all tabs of a browser.
+ *
+ * Browsers open six connections to a host, so a poll per tab would starve the seventh. The visible
+ * tabs compete for a lock; who holds it polls one event queue for the wishes of all tabs and hands
+ * the events on over a broadcast channel. A tab that is hidden gives the lock back, so nobody polls
+ * when nobody looks. Where the browser has no locks (plain HTTP) every visible tab polls for itself.
+ *
+ * Each leader starts with a new queue, and every new queue makes all tabs read again: so nothing
+ * depends on what a former leader, a frozen tab or a restarted device may have lost. Queues that
+ * nobody polls expire on the device.
+ */
+class EventFeed {
+    status = 'idle';
+
+    #fetch;
+    #name;
+    #statusChanged;
+    #tab = Math.random().toString(36).slice(2);
+    #channel = null;
+    /** path to the listeners of this tab */
+    #listeners = new Map();
+    /** id of another tab to the paths that it wants */
+    #others = new Map();
+    /** set while this tab is visible and follows something */
+    #presence = null;
+    /** set while this tab is the leader: the signal that ends it */
+    #leadership = null;
+    #competing = Promise.resolve();
+    #queueId = null;
+    #subscribed = new Set();
+    #modifying = Promise.resolve();
+    /** paths that wait for their `ready`; null while no announcement is under way */
+    #fresh = null;
+    #wakeUp = () => {};
+
+    constructor(fetch, name, statusChanged) {
+        this.#fetch = fetch;
+        this.#name = name;
+        this.#statusChanged = statusChanged;
+    }
+
+    follow(path, listener) {
+        this.#start();
+        if (!this.#listeners.has(path))
+            this.#listeners.set(path, new Set());
+        this.#listeners.get(path).add(listener);
+        this.#updatePresence();
+        this.#announce([path]);
+        return () => {
+            const listeners = this.#listeners.get(path);
+            if (!listeners?.delete(listener))
+                return;
+            if (!listeners.size)
+                this.#listeners.delete(path);
+            this.#updatePresence();
+            this.#announce();
+        };
+    }
+
+    #start() {
+        if (this.#channel)
+            return;
+        this.#channel = globalThis.navigator?.locks ? new BroadcastChannel(this.#name)
+                                                    : { postMessage() {} };
+        this.#channel.onmessage = ({ data }) => this.#received(data);
+        const page = globalThis.document;
+        page?.addEventListener('visibilitychange', () => this.#updatePresence());
+        globalThis.addEventListener?.('pagehide', () => this.#leave());
+        globalThis.addEventListener?.('pageshow', () => this.#updatePresence());
+        globalThis.addEventListener?.('online', () => this.#wakeUp());
+    }
+
+    #updatePresence() {
+        const present = this.#listeners.size > 0 && globalThis.document?.visibilityState !== 'hidden';
+        if (present === (this.#presence !== null))
+            return;
+        if (!present) {
+            this.#presence.abort();
+            this.#presence = null;
+            return;
+        }
+        this.#presence = new AbortController();
+        const { signal } = this.#presence;
+        this.#competing = this.#competing.then(() => this.#compete(signal));
+        // What a leader told while this tab slept may be lost: everything is to be read again.
+        this.#announce([...this.#listeners.keys()]);
+    }
+
+    #leave() {
+        this.#channel.postMessage({ type: 'bye', tab: this.#tab });
+        this.#presence?.abort();
+        this.#presence = null;
+    }
+
+    async #compete(signal) {
+        if (signal.aborted)
+            return;
+        this.#setStatus('connecting');
+        if (!globalThis.navigator?.locks) {
+            await this.#lead(signal);
+            return;
+        }
+        await navigator.locks.request(this.#name, { signal }, () => this.#lead(signal))
+            .catch(error => {
+                if (error.name !== 'AbortError')
+                    throw error;
+            });
+    }
+
+    async #lead(signal) {
+        this.#leadership = signal;
+        this.#queueId = null;
+        this.#channel.postMessage({ type: 'leader' });
+        this.#tellStatus('connecting');
+        let retry = FIRST_RETRY_MS;
+        while (!signal.aborted) {
+            try {
+                await this.#syncQueue(signal);
+                this.#tellStatus('online');
+                retry = FIRST_RETRY_MS;
+                await this.#poll(signal);
+            } catch (error) {
+                if (signal.aborted)
+                    break;
+                this.#queueId = null;
+                // A queue that expired says nothing against the device: it is there and answers.
+                if (error.name !== 'unknownQueue')
+                    this.#tellStatus('connecting');
+                await this.#pause(retry * (0.75 + Math.random() / 2), signal);
+                retry = Math.min(retry * 2, LAST_RETRY_MS);
+            }
+        }
+        this.#leadership = null;
+        this.#tellStatus('idle');
+    }
+
+    /** Makes the queue's subscriptions those that the tabs want, one request at a time. */
+    #syncQueue(signal) {
+        const run = this.#modifying.catch(() => {}).then(() => this.#modifyQueue(signal));
+        this.#modifying = run;
+        return run;
+    }
+
+    async #modifyQueue(signal) {
+        if (!this.#queueId)
+            this.#subscribed.clear();
+        const wanted = new Set([...this.#listeners.keys(), ...[...this.#others.values()].flat()]);
+        const added = [...wanted].filter(path => !this.#subscribed.has(path));
+        const removed = [...this.#subscribed].filter(path => !wanted.has(path));
+        if (this.#queueId && !added.length && !removed.length)
+            return;
+        const answer = await this.#request('/api/event/modifyQueue', {
+            ...(this.#queueId && { queueId: this.#queueId }),
+            subscribe: added.map(path => ({ path })),
+            unsubscribe: removed.map(path => ({ path })),
+        }, { signal });
+        // An id that the device did not know was answered with a new queue, without the old paths.
+        const lost = this.#queueId && answer !== this.#queueId;
+        this.#queueId = answer;
+        this.#subscribed = lost ? new Set(added) : wanted;
+        this.#tell({ type: 'ready', paths: added });
+        if (lost)
+            await this.#modifyQueue(signal);
+    }
+
+    async #poll(signal) {
+        const started = performance.now();
+        const events = await this.#request('/api/event/pollQueue',
+            { queueId: this.#queueId, timeout: POLL_SECONDS }, { signal, limit: POLL_LIMIT_MS });
+        if (events.length)
+            this.#tell({ type: 'events', events });
+        else if (performance.now() - started < SHORTEST_EMPTY_POLL_MS)
+            await this.#pause(SHORTEST_EMPTY_POLL_MS, signal);
+    }
+
+    async #request(path, body, options) {
+        const { ok, status, text } = await this.#fetch(path, {
+            ...options,
+            method: 'POST',
+            headers: { 'Content-Type': 'application/json' },
+            body: JSON.stringify(body),
+        });
+        if (ok)
+            return JSON.parse(text);
+        throw new PlixError(text.trim(),
+            text.startsWith('Unknown queue id!') ? 'unknownQueue' : 'http', status);
+    }
+
+    #pause(milliseconds, signal) {
+        return new Promise(resolve => {
+            const done = () => {
+                clearTimeout(timer);
+                signal.removeEventListener('abort', done);
+                resolve();
+            };
+            const timer = setTimeout(done, milliseconds);
+            signal.addEventListener('abort', done);
+            this.#wakeUp = done;
+        });
+    }
+
+    /**
+     * Tells the leader what this tab wants, and for which paths it awaits a `ready`; the calls of
+     * one turn make one message.
+     */
+    #announce(fresh = []) {
+        if (this.#fresh) {
+            this.#fresh.push(...fresh);
+            return;
+        }
+        this.#fresh = [...fresh];
+        queueMicrotask(() => {
+            const want = {
+                type: 'want', tab: this.#tab, paths: [...this.#listeners.keys()], fresh: this.#fresh,
+            };
+            this.#fresh = null;
+            this.#channel.postMessage(want);
+            if (this.#leadership)
+                this.#serve(want);
+        });
+    }
+
+    /** As the leader: answers for what is followed already, and follows what is not. */
+    #serve({ tab, fresh }) {
+        this.#tellStatus(this.status);
+        if (!this.#queueId)
+            return;
+        const paths = fresh.filter(path => this.#subscribed.has(path));
+        if (paths.length)
+            this.#tell({ type: 'ready', tab, paths });
+        this.#syncQueue(this.#leadership).catch(() => {});
+    }
+
+    #tell(message) {
+        this.#channel.postMessage(message);
+        this.#received(message);
+    }
+
+    #tellStatus(status) {
+        this.#channel.postMessage({ type: 'status', status });
+        this.#setStatus(status);
+    }
+
+    #setStatus(status) {
+        if (this.status === status)
+            return;
+        this.status = status;
+        this.#statusChanged();
+    }
+
+    #received(message) {
+        switch (message.type) {
+        case 'want':
+            this.#others.set(message.tab, message.paths);
+            if (this.#leadership)
+                this.#serve(message);
+            break;
+        case 'bye':
+            this.#others.delete(message.tab);
+            break;
+        case 'leader':
+            this.#announce();
+            break;
+        case 'status':
+            this.#setStatus(message.status);
+            break;
+        case 'ready':
+            if (message.tab && message.tab !== this.#tab)
+                break;
+            for (const path of message.paths)
+                this.#each(path, listener => listener.ready());
+            break;
+        case 'events':
+            for (const event of message.events)
+                this.#each(event.path, listener => listener.event(event));
+            break;
+        }
+    }
+
+    #each(path, call) {
+        for (const listener of [...this.#listeners.get(path) ?? []])
+            call(listener);
+    }
+}
