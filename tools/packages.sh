@@ -7,7 +7,11 @@ build_packages=(
     qtbase5-dev libsoup2.4-dev libglib2.0-dev liblog4cplus-dev rapidjson-dev
     glib-networking openssl
 )
-test_packages=(curl dpkg-dev file nodejs)
+test_packages=(curl dpkg-dev file)
+# Tests take these from elsewhere too, if they are there.
+command -v chromium >/dev/null || test_packages+=(chromium)
+command -v node >/dev/null || test_packages+=(nodejs)
+command -v npm >/dev/null || test_packages+=(npm)
 check_packages=(clang-format clang-tidy)
 
 # install_packages NAME...: installs what is missing. Needs no network when nothing is.
@@ -32,4 +36,10 @@ install_packages() {
     "${apt[@]}" install --no-install-recommends "${missing[@]}" >&2 ||
         { "${apt[@]}" update >&2 &&
             "${apt[@]}" install --no-install-recommends "${missing[@]}" >&2; }
+}
+
+# install_node_modules FOLDER: what its package-lock.json pins. Needs no network when it is there.
+install_node_modules() {
+    [ "$1/node_modules/.package-lock.json" -nt "$1/package-lock.json" ] ||
+        npm --prefix "$1" ci --no-audit --no-fund >&2
 }

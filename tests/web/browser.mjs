@@ -1,0 +1,58 @@
+// Debian's Chromium, without its own requests to the outside.
+
+import { chromium } from 'playwright-core';
+
+export const phone = { viewport: { width: 390, height: 844 }, hasTouch: true };
+export const desktop = { viewport: { width: 1360, height: 860 } };
+
+export function launch() {
+    return chromium.launch({
+        executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium',
+        args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+            '--disable-background-networking', '--disable-component-update', '--disable-sync'],
+    });
+}
+
+/**
+ * A browser profile of its own (tabs of one share locks and channels, those of two do not).
+ * `faults` collects what no page may do: script errors and requests to anywhere else.
+ */
+export async function profile(browser, device, options = {}) {
+    const context = await browser.newContext({
+        baseURL: device.url, ignoreHTTPSErrors: true, ...desktop, ...options,
+    });
+    context.setDefaultTimeout(15_000);
+    context.faults = [];
+    context.on('weberror', ({ error }) => context.faults.push(String(error())));
+    context.on('request', request => {
+        if (!request.url().startsWith(device.url) && !/^(data|blob):/.test(request.url()))
+            context.faults.push(`request to ${request.url()}`);
+    });
+    return context;
+}
+
+export async function open(context, path = '/index.html') {
+    const page = await context.newPage();
+    await page.goto(path);
+    return page;
+}
+
+const LIMIT_MS = 15_000;
+
+/** Waits until `condition` holds (is truthy and does not throw) and returns what it gave. */
+export async function until(condition, what, limit = LIMIT_MS) {
+    const deadline = Date.now() + limit;
+    let fault = 'it did not come about';
+    for (;;) {
+        try {
+            const result = await condition();
+            if (result)
+                return result;
+        } catch (error) {
+            fault = error.message;
+        }
+        if (Date.now() > deadline)
+            throw new Error(`waited for ${what}: ${fault}`);
+        await new Promise(resolve => setTimeout(resolve, 20));
+    }
+}

@@ -1,0 +1,67 @@
+import assert from 'node:assert/strict';
+import { after, before, describe, it } from 'node:test';
+import { Plix } from '../../web/plix.js';
+import { until } from './browser.mjs';
+import { Device } from './device.mjs';
+
+// More than two requests' worth of rows.
+const QUEUE = Array.from({ length: 450 }, (_, index) => ({
+    title: `Track ${index}`, value: { string_: `media:/track-${index}.wav` },
+}));
+
+describe('plix.js', () => {
+    let device, plix;
+
+    before(async () => {
+        device = await Device.start({ 'player:queue': { rows: QUEUE } });
+        plix = new Plix(device.httpUrl);
+    });
+    after(() => device?.end());
+
+    it('reads one role, several and all', async () => {
+        assert.equal(await plix.get('settings:/ui/language'), 'en');
+        assert.deepEqual(await plix.get('settings:/ui/language', ['title', 'value']),
+            { title: 'Language', value: { string_: 'en' } });
+        assert.equal((await plix.get('player:player/volume', '@all')).maximum, 100);
+    });
+
+    it('tells errors by name', async () => {
+        const nowhere = new Plix('http://127.0.0.1:1');
+        await assert.rejects(plix.get('nobody:x'), { name: 'workerNotFound', status: 500 });
+        await assert.rejects(plix.set('player:player/volume', { i32_: 101 }), { name: 'outOfRange' });
+        await assert.rejects(plix.activate('player:player/seek', 'x'), { status: 500 });
+        await assert.rejects(nowhere.get('player:player/volume'), { name: 'offline', status: 0 });
+    });
+
+    it('reads a long list that changes meanwhile in one version', async () => {
+        const { fetch } = globalThis;
+        let requests = 0;
+        globalThis.fetch = async (...request) => {
+            const response = await fetch(...request);
+            if (++requests === 1)
+                await device.activate('player:queue/remove', { index: 0 });
+            return response;
+        };
+        try {
+            const rows = await plix.list('player:queue', ['title']);
+            assert.deepEqual(rows, QUEUE.slice(1).map(({ title }) => ({ title })));
+        } finally {
+            globalThis.fetch = fetch;
+        }
+    });
+
+    it('follows values and lists until it is stopped', async () => {
+        const volumes = [];
+        let rows = 0;
+        const stops = [
+            plix.watch('player:player/volume', volume => volumes.push(volume)),
+            plix.watchList('player:queue', ['title'], list => { rows = list.length; }),
+        ];
+        await until(() => volumes.length === 1 && rows === QUEUE.length - 1, 'the first values');
+        await plix.set('player:player/volume', 5);
+        await plix.activate('player:queue/remove', { index: 3 });
+        await until(() => volumes.at(-1) === 5 && rows === QUEUE.length - 2, 'the changes');
+        stops.forEach(stop => stop());
+        await until(() => plix.connection === 'idle', 'the end of polling');
+    });
+});
