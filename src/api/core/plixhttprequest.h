@@ -2,6 +2,8 @@
 
 #include "core/plixhash.h"
 
+#include <algorithm>
+
 // The data of an HTTP request that the web server hands to another worker: the server variables
 // as members of their own ("REQUEST_URI", "QUERY_STRING", ...) and the posted fields as `params`.
 class PlixHttpRequestData : public PlixHash {
@@ -15,10 +17,25 @@ public:
 };
 
 // What the web server writes to the role PlixRoles::HttpRequest() of a node: perform the request
-// and write the response body into the named pipe, which exists already.
+// and write the response body into the named pipe, which exists already and is being read.
+//
+// A worker that answers status 200 without a local file opens the pipe for writing, best before it
+// answers and without blocking: a pipe that stays unopened for half a minute ends the exchange with
+// an error. Closing the pipe ends the body, and EPIPE says that the client has left.
 class PlixHttpRequest : public PlixHash {
 public:
     using PlixHash::PlixHash;
+
+    // The names of the web server's pipes: this prefix and a decimal number.
+    static QString pipePrefix() { return QStringLiteral("/tmp/plix-stream-data-pipe-"); }
+    // Whether the pipe is named like one of the web server's. A worker must not open any other:
+    // clients can write to roles of nodes, and would choose what the device writes into.
+    bool hasStreamPipe() const {
+        const QString number = pipe().mid(pipePrefix().size());
+        return pipe().startsWith(pipePrefix()) && !number.isEmpty() &&
+               std::all_of(number.begin(), number.end(),
+                           [](QChar digit) { return digit >= u'0' && digit <= u'9'; });
+    }
 
     PlixHttpRequestData data() const { return {member(QStringLiteral("data")).toHash()}; }
     void setData(const PlixHttpRequestData& data) {

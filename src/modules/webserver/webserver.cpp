@@ -14,6 +14,7 @@
 #include "responders/fileresponder.h"
 #include "responders/pageresponder.h"
 #include "responders/responderfactory.h"
+#include "responders/streamresponder.h"
 #include "server.h"
 
 #include <cstdlib>
@@ -112,6 +113,8 @@ void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
                        keep(responders(new ApiFactory(m_responderConfiguration))));
     server->addHandler(QStringLiteral("/api/event/"),
                        keep(responders(new EventFactory(m_eventShared))));
+    server->addHandler(QStringLiteral("/api/stream/"),
+                       keep(responders(new DefaultResponderFactory<StreamResponder>)));
     server->addHandler(QStringLiteral("/file/stream/"),
                        keep(responders(new DefaultResponderFactory<FileResponder>)));
     // Pages are offered only under the device's own certificate; elsewhere the hint above answers.

@@ -85,11 +85,12 @@ PlixList<PlixRowEvent> difference(const QVector<QVariantHash>& from,
     return events;
 }
 
-// What other clients and the checks of writes rely on.
+// What other clients and the checks of writes rely on; and HTTP requests, which a plain node would
+// keep, with the address of the client that sent them, instead of answering them.
 bool isGuard(const QString& role) {
     return role == PlixRoles::Internal() || role == PlixRoles::Modifiable() ||
            role == PlixRoles::Minimum() || role == PlixRoles::Maximum() ||
-           role == PlixRoles::Type();
+           role == PlixRoles::Type() || role == PlixRoles::HttpRequest();
 }
 
 } // namespace

@@ -1,0 +1,288 @@
+#include "responders/streamresponder.h"
+
+#include "core/dbglog.h"
+#include "core/mimetypes.h"
+#include "core/model/cmrequest.h"
+#include "core/model/cmroles.h"
+#include "core/model/cmroot.h"
+#include "core/plixconnect.h"
+#include "core/plixhttprequest.h"
+#include "core/plixnamedpipe.h"
+#include "handlers/statichandler.h"
+#include "hangupwatch.h"
+#include "request.h"
+
+#include <QSocketNotifier>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <utility>
+
+namespace {
+
+// "/api/stream/"
+constexpr int urlPrefixLength = 12;
+// All that is in flight between a FIFO and a client.
+constexpr int chunkBytes = 1024;
+
+bool isTokenCharacter(char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           (c != '\0' && strchr("!#$%&'*+-.^_`|~", c));
+}
+
+bool isHeaderName(const QByteArray& name) {
+    return !name.isEmpty() && std::all_of(name.begin(), name.end(), isTokenCharacter);
+}
+
+// A line break, or what some client takes for one, would start a header of the worker's choice.
+bool isHeaderValue(const QByteArray& value) {
+    return std::none_of(value.begin(), value.end(), [](char c) {
+        return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == '\x7f';
+    });
+}
+
+// Headers that say where the message ends and what becomes of the connection; libsoup's alone.
+bool isFramingHeader(const QByteArray& name) {
+    static const QList<QByteArray> names{
+        "connection", "content-length", "keep-alive",        "proxy-connection",
+        "te",         "trailer",        "transfer-encoding", "upgrade"};
+    return names.contains(name.toLower());
+}
+
+// Final statuses; an interim one would leave the client waiting for the real one.
+bool isFinalStatus(int status) {
+    return status >= 200 && status <= 599;
+}
+
+} // namespace
+
+StreamResponder::StreamResponder(Request& request, const QString& documentRoot, int patienceMs,
+                                 QObject* parent)
+    : Responder(request, documentRoot, parent) {
+    // At once, and not with this object: when the device stops, no event loop is left to delete it.
+    plixConnect(&request, &Message::finished, this, &StreamResponder::release);
+    m_patienceTimer.setInterval(patienceMs);
+    plixConnect(&m_patienceTimer, &QTimer::timeout, this,
+                &StreamResponder::on_patienceTimer_timeout);
+}
+
+StreamResponder::~StreamResponder() {
+    if (m_pipe)
+        dbglog_debug("~StreamResponder: deleting pipe");
+}
+
+void StreamResponder::respond() {
+    dbglog_scopedFunction;
+    dbglog_debug("StreamResponder: request " << m_requestId << " " << request().fullUri());
+    if (!createPipe()) {
+        out << "ERROR: Unable to create pipe" << Qt::endl;
+        return finish();
+    }
+    m_patienceTimer.start();
+
+    CMSetDataRequest setData;
+    setData.path = CMPath::fromEncoded(request().url().path().mid(urlPrefixLength));
+    setData.role = PlixRoles::HttpRequest();
+    setData.value = httpRequest().__variant();
+    setData.reply.addWatcher(this, SLOT(on_httpRequest_finishedSignal(CMVoidReply)));
+    CMRoot()->setDataRequest(setData);
+}
+
+bool StreamResponder::createPipe() {
+    const QString name = PlixHttpRequest::pipePrefix() + QString::number(random());
+    m_pipe = std::make_unique<PlixNamedPipe>(name, PlixNamedPipe::Read, this, true);
+    m_pipe->setNonBlock(true);
+    if (m_pipe->create() && m_pipe->open(false))
+        return true;
+    dbglog_error("Unable to create named pipe " << name << ": " << strerror(errno));
+    return false;
+}
+
+PlixHttpRequest StreamResponder::httpRequest() const {
+    PlixHttpRequestData data;
+    const QHash<QString, QString>& variables = request().serverData();
+    for (auto variable = variables.begin(); variable != variables.end(); ++variable)
+        data.setVariable(variable.key(), *variable);
+    // Asking for the fields of a request without a body would be logged as a fault.
+    data.setParams(request().requestContentType().isNull() ? QVariantHash() : request().postData());
+
+    PlixHttpRequest httpRequest;
+    httpRequest.setData(data);
+    httpRequest.setPipe(m_pipe->name());
+    return httpRequest;
+}
+
+void StreamResponder::on_httpRequest_finishedSignal(const CMVoidReply& reply) {
+    dbglog_scopedFunction;
+    // Too late: the client has been told so.
+    if (!m_pipe)
+        return;
+    if (const CMError error = reply.error()) {
+        dbglog_warning("setData error: " << error.name() << " " << error.message());
+        return fail(501);
+    }
+    const PlixHttpRequestReply rep(CMVariantReply(reply).value().toHash());
+    dbglog_debug("setData reply: " << rep.__hash());
+    Q_ASSERT(rep.status());
+    if (!isFinalStatus(rep.status())) {
+        dbglog_warning("setData reply without a usable status: " << rep.status());
+        return fail(502);
+    }
+
+    if (rep.status() == 200 && rep.__contains(PlixHttpRequestReply::LocalFile())) {
+        StaticHandler::serveFile(QFileInfo(rep.localFile()), QString(), QString(), &request(),
+                                 rep.contentType());
+        return finish();
+    }
+
+    request().setStatus(rep.status(), QString());
+    const QString type = rep.contentType();
+    const bool hasType = !type.isEmpty() && isHeaderValue(type.toUtf8());
+    request().setContentType(hasType ? type : MimeTypes::Application::octetStream());
+    if (rep.status() == 200)
+        return startStreaming(rep);
+    dbglog_info("Got status " << rep.status() << ", not passing any data to the webserver");
+    finish();
+}
+
+void StreamResponder::startStreaming(const PlixHttpRequestReply& reply) {
+    if (reply.__contains(PlixHttpRequestReply::ContentLength()) && reply.contentLength() >= 0) {
+        m_remaining = reply.contentLength();
+        request().setContentLength(m_remaining);
+    }
+    if (reply.__contains(PlixHttpRequestReply::Headers()))
+        setHeaders(reply.headers());
+    // No body will be sent, so none is waited for.
+    if (m_remaining == 0 || request().method() == "HEAD")
+        return finish();
+
+    m_isStreaming = true;
+    m_patienceTimer.start();
+    m_hangUpWatch = std::make_unique<HangUpWatch>(request(), nullptr);
+    plixConnect(m_hangUpWatch.get(), &HangUpWatch::hungUp, this,
+                [this] { m_hasClientHungUp = true; });
+    plixConnect(out.device(), SIGNAL(bytesWritten(qint64)), this,
+                SLOT(on_outDevice_bytesWritten(qint64)));
+    QSocketNotifier* notifier = m_pipe->readNotifier();
+    plixConnect(notifier, SIGNAL(activated(int)), this, SLOT(on_pipeNotifier_activated(int)));
+    // Reading a FIFO that nobody has opened yet looks like its end; the notifier does not fire
+    // before a writer has come.
+    notifier->setEnabled(true);
+}
+
+void StreamResponder::setHeaders(const QVariantHash& headers) {
+    for (auto header = headers.begin(); header != headers.end(); ++header) {
+        const QByteArray name = header.key().toUtf8();
+        const QByteArray value = header->toString().toUtf8();
+        if (isHeaderName(name) && isHeaderValue(value) && !isFramingHeader(name))
+            request().setHeader(name, value);
+        else
+            dbglog_warning("Ignoring the worker's header \"" << name.toPercentEncoding() << "\"");
+    }
+}
+
+void StreamResponder::on_patienceTimer_timeout() {
+    if (!m_isStreaming) {
+        dbglog_warning("No answer from the worker of " << request().fullUri());
+        return fail(504);
+    }
+    // With a chunk on its way it is the client that is slow, and libsoup that watches it.
+    if (!std::exchange(m_isActive, false) && out.device()->bytesToWrite() == 0)
+        lookAfterSilentStream();
+}
+
+void StreamResponder::lookAfterSilentStream() {
+    char buffer[chunkBytes];
+    const qint64 length = m_pipe->read(buffer, sizeof buffer);
+    if (length > 0)
+        return relay(buffer, length);
+    // A writer that is merely silent makes reading fail with EAGAIN.
+    if (length == 0 && !m_hasStarted) {
+        dbglog_warning("Nobody opened the pipe of " << request().fullUri());
+        return fail(504);
+    }
+    if (length == 0 || m_hasClientHungUp)
+        endOfStream();
+}
+
+void StreamResponder::on_pipeNotifier_activated(int socket) {
+    if (!m_pipe || !m_pipe->isOpen() || socket != m_pipe->readNotifier()->socket()) {
+        dbglog_warning("readNotify on unknown socket: " << socket);
+        return;
+    }
+    m_hasStarted = m_isActive = true;
+    dbglog_trace("disabling notifier");
+    m_pipe->readNotifier()->setEnabled(false);
+    readPipe();
+}
+
+void StreamResponder::readPipe() {
+    char buffer[chunkBytes];
+    const qint64 length = m_pipe->read(buffer, sizeof buffer);
+    if (length > 0)
+        return relay(buffer, length);
+    if (length == 0)
+        return endOfStream();
+    if (errno != EAGAIN) {
+        dbglog_debug("read all (for now)");
+        return;
+    }
+    dbglog_debug("EAGAIN");
+    if (out.device()->bytesToWrite() == 0) {
+        dbglog_debug("enabling notifier (EAGAIN)");
+        m_pipe->readNotifier()->setEnabled(true);
+    }
+}
+
+void StreamResponder::relay(const char* data, qint64 length) {
+    // What exceeds the announced length would be read as the next response.
+    const qint64 wanted = m_remaining < 0 ? length : std::min(length, m_remaining);
+    if (!out.device()->isOpen() || out.device()->write(data, wanted) < 0) {
+        dbglog_debug("Client terminated, stop sending data");
+        return finish();
+    }
+    dbglog_trace("wrote " << wanted << " bytes");
+    if (m_remaining < 0)
+        return;
+    m_remaining -= wanted;
+    if (wanted < length)
+        dbglog_warning("The worker wrote more than it announced for " << request().fullUri());
+    if (m_remaining == 0)
+        endOfStream();
+}
+
+void StreamResponder::on_outDevice_bytesWritten(qint64) {
+    if (!m_pipe)
+        return;
+    dbglog_trace("enabling notifier (bytesWritten)");
+    m_pipe->readNotifier()->setEnabled(true);
+}
+
+void StreamResponder::endOfStream() {
+    dbglog_debug("End of stream detected");
+    if (m_remaining > 0) {
+        dbglog_warning("The worker wrote " << m_remaining << " bytes less than it announced for "
+                                           << request().fullUri());
+        // The end of the connection is how the client learns that the rest will not come.
+        request().setHeader(QByteArrayLiteral("Connection"), QByteArrayLiteral("close"));
+    }
+    finish();
+}
+
+void StreamResponder::fail(int status) {
+    request().setStatus(status, QString());
+    finish();
+}
+
+void StreamResponder::release() {
+    m_patienceTimer.stop();
+    m_hangUpWatch.reset();
+    m_pipe.reset();
+}
+
+void StreamResponder::finish() {
+    release();
+    Q_EMIT finished(m_requestId);
+}
