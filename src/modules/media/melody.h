@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QVector>
+#include <QtGlobal>
+
+// A simple tune, as 16-bit samples that are computed where they are asked for. Repeats itself for
+// ever.
+class Melody {
+public:
+    static constexpr int sampleRate = 16000;
+    static constexpr int bytesPerSample = 2;
+    // Among the notes: silence.
+    static constexpr int rest = 127;
+
+    // The notes are in semitones above A3 and last equally long.
+    Melody(const QVector<int>& semitones, int noteMs);
+
+    qint64 samplesOnce() const { return qint64(m_steps.size()) * m_noteSamples; }
+    qint16 sample(qint64 position) const;
+
+private:
+    // Per note: what the phase advances with each sample, in 2^32ths of a period; 0 for a rest.
+    QVector<quint32> m_steps;
+    int m_noteSamples;
+};
