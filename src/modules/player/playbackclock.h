@@ -1,0 +1,30 @@
+#pragma once
+
+#include <QElapsedTimer>
+
+// How far a track has been played, in milliseconds. Runs and stands still.
+class PlaybackClock {
+public:
+    qint64 position() const { return m_position + (m_isRunning ? m_elapsed.elapsed() : 0); }
+    bool isRunning() const { return m_isRunning; }
+
+    // Keeps running, or standing still.
+    void setPosition(qint64 position) {
+        m_position = position;
+        m_elapsed.start();
+    }
+    void run() {
+        if (!m_isRunning)
+            m_elapsed.start();
+        m_isRunning = true;
+    }
+    void stand() {
+        m_position = position();
+        m_isRunning = false;
+    }
+
+private:
+    qint64 m_position = 0;
+    bool m_isRunning = false;
+    QElapsedTimer m_elapsed;
+};

@@ -1,0 +1,3 @@
+#include "core/dbglog.h"
+
+const log4cplus::Logger playerLogger = log4cplus::Logger::getInstance("Player");

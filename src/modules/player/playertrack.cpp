@@ -1,0 +1,43 @@
+#include "playertrack.h"
+
+#include "core/model/cmroles.h"
+#include "core/plixvalue.h"
+
+QStringList PlayerTrack::roles() {
+    return {PlixRolesType::Value(), PlixRoles::Title(), PlixRoles::Description(), PlixRoles::Icon(),
+            PlixRoles::Maximum()};
+}
+
+PlayerTrack PlayerTrack::fromValues(const QVariantList& values) {
+    PlayerTrack track;
+    track.path = PlixValue(values.value(0).toHash()).string_();
+    track.title = values.value(1).toString();
+    track.artist = values.value(2).toString();
+    track.cover = values.value(3).toString();
+    track.durationMs = values.value(4).toLongLong();
+    return track;
+}
+
+QVariantHash PlayerTrack::row() const {
+    PlixValue value;
+    value.setString_(path);
+    QVariantHash roles{
+        {PlixRoles::Title(), title},
+        {PlixRoles::Type(), QStringLiteral("audio")},
+        {PlixRoles::Description(), artist},
+        {PlixRolesType::Value(), value.__variant()},
+    };
+    if (!cover.isEmpty())
+        roles.insert(PlixRoles::Icon(), cover);
+    if (durationMs > 0)
+        roles.insert(PlixRoles::Maximum(), durationMs);
+    return roles;
+}
+
+QVariantHash PlayerTrack::record() const {
+    return {
+        {QStringLiteral("title"), title},         {QStringLiteral("artist"), artist},
+        {QStringLiteral("path"), path},           {QStringLiteral("cover"), cover},
+        {QStringLiteral("duration"), durationMs},
+    };
+}

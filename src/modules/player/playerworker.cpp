@@ -1,0 +1,461 @@
+#include "playerworker.h"
+
+#include "core/dbglog.h"
+#include "core/model/cmroles.h"
+#include "core/model/cmroot.h"
+#include "core/plixconnect.h"
+#include "playerarguments.h"
+
+#include <algorithm>
+#include <climits>
+
+namespace {
+
+constexpr int tickMs = 250;
+constexpr qint64 restartAfterMs = 3000;
+// In a track whose end is not known: a year.
+constexpr qint64 maximumPositionMs = 366LL * 24 * 3600 * 1000;
+
+const QString statePath = QStringLiteral("player:player/state");
+const QString volumePath = QStringLiteral("player:player/volume");
+const QString mutePath = QStringLiteral("player:player/mute");
+const QString positionPath = QStringLiteral("player:player/position");
+const QString durationPath = QStringLiteral("player:player/duration");
+const QString trackPath = QStringLiteral("player:player/track");
+const QString queuePath = QStringLiteral("player:queue");
+
+CMPath mediaPath() {
+    return CMPath::fromEncoded(QStringLiteral("media:/"));
+}
+
+PlixValue textValue(const QString& text) {
+    PlixValue value;
+    value.setString_(text);
+    return value;
+}
+
+PlixValue millisecondsValue(qint64 milliseconds) {
+    PlixValue value;
+    value.setI64_(milliseconds);
+    return value;
+}
+
+CMError typeMismatch(const char* message) {
+    return CMError::fromName(CMErrorNames::typeMismatch(), QString::fromLatin1(message));
+}
+
+CMError outOfRange(const char* message) {
+    return CMError::fromName(CMErrorNames::outOfRange(), QString::fromLatin1(message));
+}
+
+} // namespace
+
+PlayerWorker::PlayerWorker(const QVariantHash& config)
+    : CMNodesWorker(config, QStringLiteral("player")) {
+    m_tick.setInterval(tickMs);
+    m_tick.setTimerType(Qt::PreciseTimer);
+    plixConnect(&m_tick, &QTimer::timeout, this, &PlayerWorker::publishPosition);
+    m_trackEnd.setSingleShot(true);
+    m_trackEnd.setTimerType(Qt::PreciseTimer);
+    plixConnect(&m_trackEnd, &QTimer::timeout, this, &PlayerWorker::on_trackEnd_timeout);
+
+    provideNodes();
+    readConfiguredQueue();
+    select(m_queue.isEmpty() ? -1 : 0, State::Stopped);
+
+    connectRowsChange(mediaPath(), this, SLOT(on_mediaRows_changed()));
+    // Later: the media worker may start after this one.
+    QTimer::singleShot(0, this, &PlayerWorker::on_mediaRows_changed);
+}
+
+void PlayerWorker::provideNodes() {
+    PlixValue volume;
+    volume.setI32_(30);
+    PlixValue mute;
+    mute.setBool_(false);
+    const QString title = PlixRoles::Title();
+    const QString value = PlixRolesType::Value();
+    const QString milliseconds = QStringLiteral("Milliseconds");
+    provide(volumePath, {{title, QStringLiteral("Volume")},
+                         {value, volume.__variant()},
+                         {PlixRoles::Minimum(), 0},
+                         {PlixRoles::Maximum(), 100}});
+    provide(mutePath, {{title, QStringLiteral("Mute")}, {value, mute.__variant()}});
+    provide(statePath, {{title, QStringLiteral("State")}});
+    provide(positionPath,
+            {{title, QStringLiteral("Position")}, {PlixRoles::Description(), milliseconds}});
+    provide(durationPath,
+            {{title, QStringLiteral("Duration")}, {PlixRoles::Description(), milliseconds}});
+    provide(trackPath, {{title, QStringLiteral("Track")}});
+    provide(queuePath, {{title, QStringLiteral("Queue")}});
+    // Theirs is what the player does, not what anybody writes.
+    for (const QString& path : {statePath, positionPath, durationPath, trackPath, queuePath})
+        setRole(path, PlixRoles::Modifiable(), false);
+    for (auto action = actions().begin(); action != actions().end(); ++action) {
+        const QString name = action.key().section('/', 1);
+        provide(action.key(), {{title, name.left(1).toUpper() + name.mid(1)},
+                               {PlixRoles::Type(), QStringLiteral("action")},
+                               {PlixRoles::Activate(), true},
+                               {PlixRoles::Modifiable(), false}});
+    }
+}
+
+// Roles that the configuration has given stay as they are.
+void PlayerWorker::provide(const QString& path, const QVariantHash& roles) {
+    QVariantHash missing;
+    for (auto entry = roles.begin(); entry != roles.end(); ++entry) {
+        if (!role(path, entry.key()).isValid())
+            missing.insert(entry.key(), *entry);
+    }
+    setNode(path, missing);
+}
+
+void PlayerWorker::readConfiguredQueue() {
+    const QStringList roles = PlayerTrack::roles();
+    for (int i = 0; i < rowCount(queuePath); ++i) {
+        QVariantList values;
+        for (const QString& name : roles)
+            values.append(row(queuePath, i).value(name));
+        m_queue.append(PlayerTrack::fromValues(values));
+    }
+    m_awaitsMedia = m_queue.isEmpty();
+}
+
+// Requests.
+
+void PlayerWorker::getDataRequest(const CMGetDataRequest& request) {
+    if (request.path.toEncoded() != positionPath)
+        return CMNodesWorker::getDataRequest(request);
+    // As exact as the clock, without announcing a change to those who do not ask.
+    QVariantList values;
+    for (const QString& name : request.roles)
+        values.append(name == PlixRolesType::Value() ? positionValue().__variant()
+                                                     : role(positionPath, name));
+    request.reply.finish(values);
+}
+
+void PlayerWorker::setDataRequest(const CMSetDataRequest& request) {
+    const Action action =
+        request.role == PlixRoles::Activate() ? actions().value(request.path.toEncoded()) : nullptr;
+    if (!action)
+        return CMNodesWorker::setDataRequest(request);
+    dbglog_debug("Activating " << request.path);
+    (this->*action)(request.value, request.reply);
+}
+
+const QHash<QString, PlayerWorker::Action>& PlayerWorker::actions() {
+    static const QHash<QString, Action> table{
+        {QStringLiteral("player:player/play"), &PlayerWorker::play},
+        {QStringLiteral("player:player/pause"), &PlayerWorker::pause},
+        {QStringLiteral("player:player/stop"), &PlayerWorker::stop},
+        {QStringLiteral("player:player/next"), &PlayerWorker::next},
+        {QStringLiteral("player:player/previous"), &PlayerWorker::previous},
+        {QStringLiteral("player:player/seek"), &PlayerWorker::seek},
+        {QStringLiteral("player:queue/insert"), &PlayerWorker::insert},
+        {QStringLiteral("player:queue/remove"), &PlayerWorker::remove},
+        {QStringLiteral("player:queue/move"), &PlayerWorker::move},
+        {QStringLiteral("player:queue/clear"), &PlayerWorker::clear},
+    };
+    return table;
+}
+
+void PlayerWorker::succeed(const Reply& reply) const {
+    reply.finish(role(statePath, PlixRolesType::Value()));
+}
+
+void PlayerWorker::play(const QVariant& argument, const Reply& reply) {
+    if (PlayerArguments::isBare(argument)) {
+        if (m_queue.isEmpty())
+            return reply.fail(outOfRange("The queue is empty"));
+        if (m_state == State::Stopped)
+            select(std::max(m_current, 0), State::Playing);
+        else
+            setState(State::Playing);
+        return succeed(reply);
+    }
+    const QVariant path = PlayerArguments::member(argument, QStringLiteral("path"));
+    if (const auto wanted = PlayerArguments::text(path.isValid() ? path : argument))
+        return findTrack(*wanted, reply,
+                         [this, reply](const PlayerTrack& track) { playTrack(track, reply); });
+    CMError error;
+    const auto index =
+        PlayerArguments::index(argument, QStringLiteral("index"), m_queue.size(), &error);
+    if (!index)
+        return reply.fail(error);
+    select(*index, State::Playing);
+    succeed(reply);
+}
+
+void PlayerWorker::pause(const QVariant&, const Reply& reply) {
+    if (m_state == State::Playing)
+        setState(State::Paused);
+    succeed(reply);
+}
+
+void PlayerWorker::stop(const QVariant&, const Reply& reply) {
+    select(m_current, State::Stopped);
+    succeed(reply);
+}
+
+void PlayerWorker::next(const QVariant&, const Reply& reply) {
+    endTrack();
+    succeed(reply);
+}
+
+void PlayerWorker::previous(const QVariant&, const Reply& reply) {
+    const bool restarts = m_clock.position() >= restartAfterMs;
+    if (!m_queue.isEmpty())
+        select(std::max(0, restarts ? m_current : m_current - 1), State::Playing);
+    succeed(reply);
+}
+
+void PlayerWorker::seek(const QVariant& argument, const Reply& reply) {
+    const auto position = PlayerArguments::integer(argument);
+    if (!position)
+        return reply.fail(typeMismatch("Seeking takes a whole number of milliseconds"));
+    if (m_state == State::Stopped)
+        return reply.fail(outOfRange("Nothing is being played"));
+    const qint64 end = currentDuration() > 0 ? currentDuration() : maximumPositionMs;
+    if (*position < 0 || *position > end)
+        return reply.fail(outOfRange("The position lies outside the track"));
+    seekTo(*position);
+    succeed(reply);
+}
+
+void PlayerWorker::insert(const QVariant& argument, const Reply& reply) {
+    const auto path =
+        PlayerArguments::text(PlayerArguments::member(argument, QStringLiteral("path")));
+    if (!path)
+        return reply.fail(typeMismatch("\"path\" is to be a text"));
+    findTrack(*path, reply, [this, argument, reply](const PlayerTrack& track) {
+        const QString name = QStringLiteral("index");
+        int index = m_queue.size();
+        if (PlayerArguments::member(argument, name).isValid()) {
+            CMError error;
+            const auto given = PlayerArguments::index(argument, name, index + 1, &error);
+            if (!given)
+                return reply.fail(error);
+            index = *given;
+        }
+        if (insertTrack(index, track, reply))
+            succeed(reply);
+    });
+}
+
+void PlayerWorker::remove(const QVariant& argument, const Reply& reply) {
+    CMError error;
+    const auto index =
+        PlayerArguments::index(argument, QStringLiteral("index"), m_queue.size(), &error);
+    if (!index)
+        return reply.fail(error);
+    m_awaitsMedia = false;
+    removeTrack(*index);
+    succeed(reply);
+}
+
+void PlayerWorker::move(const QVariant& argument, const Reply& reply) {
+    CMError error;
+    const auto from =
+        PlayerArguments::index(argument, QStringLiteral("index"), m_queue.size(), &error);
+    if (!from)
+        return reply.fail(error);
+    const auto to =
+        PlayerArguments::index(argument, QStringLiteral("toIndex"), m_queue.size(), &error);
+    if (!to)
+        return reply.fail(error);
+    m_awaitsMedia = false;
+    m_queue.move(*from, *to);
+    if (m_current == *from)
+        m_current = *to;
+    else if (*from < m_current && *to >= m_current)
+        --m_current;
+    else if (*from > m_current && *to <= m_current)
+        ++m_current;
+    moveRow(queuePath, *from, *to);
+    succeed(reply);
+}
+
+void PlayerWorker::clear(const QVariant&, const Reply& reply) {
+    m_awaitsMedia = false;
+    m_queue.clear();
+    select(-1, State::Stopped);
+    setRows(queuePath, {});
+    succeed(reply);
+}
+
+// The queue.
+
+void PlayerWorker::on_mediaRows_changed() {
+    if (!CMRoot())
+        return;
+    const CMReply<PlixRowsRoles> reply;
+    reply.onFinished(this, [this](const CMReply<PlixRowsRoles>& finished) {
+        if (finished.error())
+            return;
+        QVector<PlayerTrack> tracks;
+        const QVariantList rows = finished.value().rows().toList();
+        for (const QVariant& values : rows)
+            tracks.append(PlayerTrack::fromValues(values.toList()));
+        if (m_awaitsMedia)
+            fillQueue(tracks);
+        else
+            learnDurations(tracks);
+    });
+    CMRoot()->getRows(mediaPath(), 0, maximumQueueRows - 1, -1, PlayerTrack::roles(), reply);
+}
+
+void PlayerWorker::fillQueue(const QVector<PlayerTrack>& tracks) {
+    if (tracks.isEmpty())
+        return;
+    m_awaitsMedia = false;
+    m_queue = tracks;
+    QVector<QVariantHash> rows;
+    for (const PlayerTrack& track : tracks)
+        rows.append(track.row());
+    setRows(queuePath, rows);
+    select(0, State::Stopped);
+}
+
+// Rows that the configuration gave name their tracks, but need not say how long these are.
+void PlayerWorker::learnDurations(const QVector<PlayerTrack>& tracks) {
+    QHash<QString, qint64> durations;
+    for (const PlayerTrack& track : tracks)
+        durations.insert(track.path, track.durationMs);
+    for (int i = 0; i < m_queue.size(); ++i) {
+        const qint64 duration = durations.value(m_queue.at(i).path);
+        if (m_queue.at(i).durationMs > 0 || duration <= 0)
+            continue;
+        m_queue[i].durationMs = duration;
+        QVariantHash changed = row(queuePath, i);
+        changed.insert(PlixRoles::Maximum(), duration);
+        changeRow(queuePath, i, changed);
+        if (i == m_current)
+            showTrack();
+    }
+    armEndTimer();
+}
+
+void PlayerWorker::findTrack(const QString& path, const Reply& reply,
+                             std::function<void(const PlayerTrack&)> found) {
+    const CMReply<QVariantList> data;
+    data.onFinished(this, [path, reply, found](const CMReply<QVariantList>& finished) {
+        if (const CMError error = finished.error())
+            return reply.fail(error);
+        if (finished.value().value(0) != QLatin1String("audio"))
+            return reply.fail(typeMismatch("The path names no track"));
+        PlayerTrack track = PlayerTrack::fromValues(finished.value().mid(1));
+        track.path = path;
+        found(track);
+    });
+    CMRoot()->getData(CMPath::fromEncoded(path),
+                      QStringList(PlixRoles::Type()) + PlayerTrack::roles(), data);
+}
+
+void PlayerWorker::playTrack(const PlayerTrack& track, const Reply& reply) {
+    int index = 0;
+    while (index < m_queue.size() && m_queue.at(index).path != track.path)
+        ++index;
+    if (index == m_queue.size() && !insertTrack(index, track, reply))
+        return;
+    select(index, State::Playing);
+    succeed(reply);
+}
+
+bool PlayerWorker::insertTrack(int index, const PlayerTrack& track, const Reply& reply) {
+    if (m_queue.size() >= maximumQueueRows) {
+        reply.fail(outOfRange("The queue is full"));
+        return false;
+    }
+    m_awaitsMedia = false;
+    m_queue.insert(index, track);
+    if (index <= m_current)
+        ++m_current;
+    insertRow(queuePath, index, track.row());
+    if (m_current < 0)
+        select(index, State::Stopped);
+    return true;
+}
+
+void PlayerWorker::removeTrack(int index) {
+    const bool wasCurrent = index == m_current;
+    m_queue.remove(index);
+    if (index < m_current || m_current == m_queue.size())
+        --m_current;
+    removeRow(queuePath, index);
+    if (wasCurrent)
+        select(m_current, index < m_queue.size() ? m_state : State::Stopped);
+}
+
+// What is being played.
+
+void PlayerWorker::select(int index, State state) {
+    m_current = index;
+    m_clock.setPosition(0);
+    showTrack();
+    setState(index < 0 ? State::Stopped : state);
+}
+
+void PlayerWorker::showTrack() {
+    const PlayerTrack track = m_current < 0 ? PlayerTrack() : m_queue.at(m_current);
+    setRole(trackPath, PlixRolesType::Value(), track.record());
+    setValue(durationPath, millisecondsValue(currentDuration()));
+}
+
+void PlayerWorker::setState(State state) {
+    m_state = state;
+    if (state == State::Playing) {
+        m_clock.run();
+        m_tick.start();
+    } else {
+        m_clock.stand();
+        m_tick.stop();
+    }
+    armEndTimer();
+    static const QString names[] = {QStringLiteral("stopped"), QStringLiteral("playing"),
+                                    QStringLiteral("paused")};
+    publishPosition();
+    setValue(statePath, textValue(names[int(state)]));
+}
+
+void PlayerWorker::seekTo(qint64 position) {
+    m_clock.setPosition(position);
+    armEndTimer();
+    publishPosition();
+}
+
+void PlayerWorker::endTrack() {
+    const bool hasNext = m_current + 1 < m_queue.size();
+    if (hasNext)
+        select(m_current + 1, State::Playing);
+    else
+        select(m_current, State::Stopped);
+}
+
+void PlayerWorker::on_trackEnd_timeout() {
+    // A timer reaches less far than a long track, and may be a moment early.
+    if (m_clock.position() < currentDuration())
+        armEndTimer();
+    else
+        endTrack();
+}
+
+void PlayerWorker::armEndTimer() {
+    if (m_state != State::Playing || currentDuration() <= 0)
+        return m_trackEnd.stop();
+    const qint64 remaining = currentDuration() - m_clock.position();
+    m_trackEnd.start(int(std::min<qint64>(std::max<qint64>(remaining, 0), INT_MAX)));
+}
+
+void PlayerWorker::publishPosition() {
+    setValue(positionPath, positionValue());
+}
+
+PlixValue PlayerWorker::positionValue() const {
+    const qint64 position = m_clock.position();
+    return millisecondsValue(currentDuration() > 0 ? std::min(position, currentDuration())
+                                                   : position);
+}
+
+qint64 PlayerWorker::currentDuration() const {
+    return m_current < 0 ? 0 : m_queue.at(m_current).durationMs;
+}

@@ -1,0 +1,5 @@
+#include "playerworker.h"
+
+extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config) {
+    return new PlayerWorker(config);
+}
