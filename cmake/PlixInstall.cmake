@@ -40,7 +40,7 @@ function(plix_install)
     install(DIRECTORY examples
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
 
-    install(DIRECTORY web DESTINATION ${CMAKE_INSTALL_DATADIR}/plix COMPONENT simulator OPTIONAL)
+    install(DIRECTORY web DESTINATION ${CMAKE_INSTALL_DATADIR}/plix COMPONENT simulator)
     install(FILES docs/man/plixhost.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator)
     # Relative to the prefix as systemd's own search path is, whatever the library folder.
     install(FILES packaging/plixhost.service DESTINATION lib/systemd/system COMPONENT simulator)

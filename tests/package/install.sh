@@ -31,8 +31,9 @@ dpkg-deb -x "$(package plix-webserver)" "$root"
 dpkg-deb -x "$(package plix-simulator)" "$root"
 plugins=$(dirname "$(find "$root/usr/lib" -name libplix_webserver.so)")
 web=$root/usr/share/plix/web
-[ ! -d "$source/web" ] || diff -r "$source/web" "$web" || fail "the web interface is incomplete"
-mkdir -p "$web" && echo packed >"$web/packed.txt"
+diff -r "$source/web" "$web" || fail "the web interface is incomplete"
+# Not the source tree's, which the program would fall back to.
+echo packed >"$web/packed.txt"
 
 start_device env -i PATH="$PATH" G_DEBUG=fatal-criticals \
     "$root/usr/bin/plixhost" --state "$work/state" \
