@@ -13,6 +13,8 @@ const root = fileURLToPath(new URL('../..', import.meta.url));
 const program = process.env.PLIXHOST ?? join(root, 'build/bin/plixhost');
 // Generous for a sanitizer build on a busy machine; a test that passes never waits for it.
 const START_MS = 60_000;
+const HTTPS_MS = 15_000;
+const ATTEMPTS = 3;
 const STOP_MS = 20_000;
 // The device's certificate is signed by its own development CA.
 const agent = new Agent({ rejectUnauthorized: false, keepAlive: false });
@@ -66,6 +68,7 @@ export class Device {
     #process = null;
     #state = mkdtempSync(join(tmpdir(), 'plix-web-test-'));
     #arguments = [];
+    #log = '';
 
     /** @param {object} nodes further nodes of the device, as in a device file */
     static async start(nodes = {}) {
@@ -92,16 +95,28 @@ export class Device {
 
     /** Starts it (again), at the same ports and with the same state. */
     resume() {
-        return withCertificateLock(() => this.#start());
+        return withCertificateLock(async () => {
+            for (let attempt = 1; ; attempt++) {
+                await this.#start();
+                try {
+                    return await this.#httpsAnswers();
+                } catch (error) {
+                    // Any other device on this machine that starts at the same moment may have
+                    // written the certificate's files in between; this one then stays without HTTPS.
+                    if (attempt === ATTEMPTS)
+                        throw error;
+                    await this.stop();
+                }
+            }
+        });
     }
 
     async #start() {
         this.#process = spawn(program, this.#arguments, { stdio: ['ignore', 'pipe', 'pipe'] });
         const { stdout, stderr } = this.#process;
-        let log = '';
-        stderr.on('data', data => { log = (log + data).slice(-4000); });
+        stderr.on('data', data => { this.#log = (this.#log + data).slice(-4000); });
         await new Promise((resolve, reject) => {
-            const fail = reason => reject(new Error(`${program}: ${reason}\n${log}`));
+            const fail = reason => reject(new Error(`${program}: ${reason}\n${this.#log}`));
             const timer = setTimeout(() => fail('not ready in time'), START_MS);
             this.#process.once('error', error => fail(error.message));
             this.#process.once('exit', code => fail(`ended with status ${code}`));
@@ -114,18 +129,17 @@ export class Device {
                 resolve();
             });
         });
-        await this.#httpsAnswers();
     }
 
     /** The HTTPS server comes back a moment after the start, with its certificate for this machine. */
     async #httpsAnswers() {
-        const deadline = Date.now() + START_MS;
+        const deadline = Date.now() + HTTPS_MS;
         for (;;) {
             try {
                 return await this.get('settings:/device/name');
             } catch (error) {
                 if (Date.now() > deadline)
-                    throw error;
+                    throw new Error(`${program}: ${error.message}\n${this.#log}`);
                 await new Promise(resolve => setTimeout(resolve, 50));
             }
         }
