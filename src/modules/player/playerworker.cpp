@@ -48,6 +48,16 @@ CMError outOfRange(const char* message) {
     return CMError::fromName(CMErrorNames::outOfRange(), QString::fromLatin1(message));
 }
 
+// The volume that the device's settings ask for.
+int volumeAtStart() {
+    constexpr int otherwise = 30;
+    const PlixValue setting(
+        CMRoot()
+            ->getValue(CMPath::fromEncoded(QStringLiteral("settings:/player/volume")))
+            .toHash());
+    return setting.isEmpty() ? otherwise : qBound(0, setting.i32_(), 100);
+}
+
 } // namespace
 
 PlayerWorker::PlayerWorker(const QVariantHash& config)
@@ -70,7 +80,7 @@ PlayerWorker::PlayerWorker(const QVariantHash& config)
 
 void PlayerWorker::provideNodes() {
     PlixValue volume;
-    volume.setI32_(30);
+    volume.setI32_(volumeAtStart());
     PlixValue mute;
     mute.setBool_(false);
     const QString title = PlixRoles::Title();
