@@ -206,7 +206,8 @@ QVariantHash MediaWorker::answerThroughPipe(const PlixHttpRequest& request,
         dbglog_warning("Cannot write to " << request.pipe() << ": " << strerror(errno));
         return statusOnly(503);
     }
-    writer.release();
+    // It ends by itself, at the latest with this worker.
+    static_cast<void>(writer.release());
     PlixHttpRequestReply reply;
     reply.setStatus(200);
     reply.setContentType(contentType);

@@ -346,7 +346,7 @@ void PlayerWorker::learnDurations(const QVector<PlayerTrack>& tracks) {
 }
 
 void PlayerWorker::findTrack(const QString& path, const Reply& reply,
-                             std::function<void(const PlayerTrack&)> found) {
+                             const std::function<void(const PlayerTrack&)>& found) {
     const CMReply<QVariantList> data;
     data.onFinished(this, [path, reply, found](const CMReply<QVariantList>& finished) {
         if (const CMError error = finished.error())

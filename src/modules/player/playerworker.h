@@ -78,7 +78,7 @@ private:
 
     // Asks the path's worker for the track; fails the reply when there is none.
     void findTrack(const QString& path, const Reply& reply,
-                   std::function<void(const PlayerTrack&)> found);
+                   const std::function<void(const PlayerTrack&)>& found);
     void playTrack(const PlayerTrack& track, const Reply& reply);
     bool insertTrack(int index, const PlayerTrack& track, const Reply& reply);
     void removeTrack(int index);
