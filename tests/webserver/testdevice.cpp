@@ -60,6 +60,25 @@ QVariantHash number(int value) {
     return {{QStringLiteral("value"), QVariantHash{{QStringLiteral("i32_"), value}}}};
 }
 
+// Certificate and key.
+QPair<QString, QString> authority() {
+    // One authority for all tests of a program: making a key takes a while.
+    static const QPair<QString, QString> texts = [] {
+        const QTemporaryDir folder;
+        const QString key = folder.filePath(QStringLiteral("key.pem"));
+        run(QStringLiteral("openssl"), {QStringLiteral("genrsa"), QStringLiteral("-out"), key});
+        const QByteArray certificate =
+            run(QStringLiteral("openssl"),
+                {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-new"),
+                 QStringLiteral("-key"), key, QStringLiteral("-subj"),
+                 QStringLiteral("/C=AT/O=Test Works/CN=Test authority")});
+        QFile keyFile(key);
+        keyFile.open(QIODevice::ReadOnly);
+        return qMakePair(QString::fromUtf8(certificate), QString::fromUtf8(keyFile.readAll()));
+    }();
+    return texts;
+}
+
 } // namespace
 
 int freePort() {
@@ -93,8 +112,10 @@ LeakCheck::~LeakCheck() {
         QTest::qFail("a stream's FIFO was left in /tmp", __FILE__, __LINE__);
 }
 
-TestServer::TestServer()
-    : m_server(std::make_unique<Server>(0, QString(), QString(), false, nullptr)) {
+TestServer::TestServer(bool tls) {
+    // A server with a certificate of its own reads the key from the same text.
+    const auto [certificate, key] = tls ? authority() : QPair<QString, QString>();
+    m_server = std::make_unique<Server>(0, certificate + key, key, false, nullptr);
     m_server->start();
 }
 
@@ -154,28 +175,14 @@ void TestDevice::writeFile(const QString& name, const QByteArray& content) const
 }
 
 QVariantHash TestDevice::httpsNodes() {
-    // One authority for all tests of a program: making a key takes a while.
-    static const QPair<QString, QString> authority = [] {
-        const QTemporaryDir folder;
-        const QString key = folder.filePath(QStringLiteral("key.pem"));
-        run(QStringLiteral("openssl"), {QStringLiteral("genrsa"), QStringLiteral("-out"), key});
-        const QByteArray certificate =
-            run(QStringLiteral("openssl"),
-                {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-new"),
-                 QStringLiteral("-key"), key, QStringLiteral("-subj"),
-                 QStringLiteral("/C=AT/O=Test Works/CN=Test authority")});
-        QFile keyFile(key);
-        keyFile.open(QIODevice::ReadOnly);
-        return qMakePair(QString::fromUtf8(certificate), QString::fromUtf8(keyFile.readAll()));
-    }();
     const QVariantHash network{
         {QStringLiteral("wired"),
          QVariantHash{
              {QStringLiteral("addresses"),
               QVariantList{QVariantHash{{QStringLiteral("ip"), QStringLiteral("127.0.0.1")}}}}}}};
     return {
-        {PlixWebserverHttpsCertPath().toEncoded(), text(authority.first)},
-        {PlixWebserverHttpsPrivateKeyPath().toEncoded(), text(authority.second)},
+        {PlixWebserverHttpsCertPath().toEncoded(), text(authority().first)},
+        {PlixWebserverHttpsPrivateKeyPath().toEncoded(), text(authority().second)},
         {PlixWebserverHttpsUseDeviceCertPath().toEncoded(),
          QVariantHash{{QStringLiteral("value"), QVariantHash{{QStringLiteral("bool_"), true}}}}},
         {PlixWebserverHttpsPortPath().toEncoded(), number(freePort())},

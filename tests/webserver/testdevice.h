@@ -28,11 +28,12 @@ private:
     int m_pipes;
 };
 
-// A plain server on a free port with the handlers that a test gives it. At its end it checks that
+// A server on a free port with the handlers that a test gives it, plain or with a certificate that
+// is made here. At its end it checks that
 // no message has survived.
 class TestServer {
 public:
-    TestServer();
+    explicit TestServer(bool tls = false);
     ~TestServer();
 
     // Takes the handler over.

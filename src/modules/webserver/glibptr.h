@@ -16,6 +16,7 @@ struct GFree {
 };
 
 using GCharPtr = std::unique_ptr<char, GFree<g_free>>;
+using GMainContextPtr = std::unique_ptr<GMainContext, GFree<g_main_context_unref>>;
 using GMappedFilePtr = std::unique_ptr<GMappedFile, GFree<g_mapped_file_unref>>;
 
 // A source of the event loop, which leaves the loop with its owner.
@@ -71,6 +72,7 @@ public:
         return &m_error;
     }
     explicit operator bool() const { return m_error != nullptr; }
+    const GError* get() const { return m_error; }
     const char* message() const { return m_error ? m_error->message : ""; }
 
 private:

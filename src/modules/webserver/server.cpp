@@ -1,10 +1,12 @@
 #include "server.h"
 
+#include "connectionwatch.h"
 #include "core/dbglog.h"
 #include "core/plixconnect.h"
 #include "devicecertificate.h"
 #include "handlers/handler.h"
 #include "hostcheck.h"
+#include "listener.h"
 #include "message.h"
 
 Server::Server(int port, const QString& certificate, const QString& privateKey, bool useDeviceCert,
@@ -12,6 +14,10 @@ Server::Server(int port, const QString& certificate, const QString& privateKey, 
     : QObject(parent), m_port(port), m_certificate(certificate), m_privateKey(privateKey),
       m_useDeviceCert(useDeviceCert) {
     createSoupServer();
+    if (!ok())
+        return;
+    m_connections = std::make_unique<ConnectionWatch>(soupServer(), isHttps());
+    m_listener = std::make_unique<Listener>(soupServer());
 }
 
 Server::~Server() {
@@ -67,9 +73,7 @@ void Server::start() {
         return;
     }
     GErrorPtr error;
-    m_running =
-        soup_server_listen_all(m_soupServer.get(), static_cast<guint>(m_port),
-                               static_cast<SoupServerListenOptions>(m_listenOptions), error.out());
+    m_running = m_listener->listen(m_port, m_listenOptions, error.out());
     if (m_running)
         dbglog_info("SOUP server started (port " << m_port << ")");
     else
@@ -80,8 +84,13 @@ void Server::start() {
 void Server::stop() {
     dbglog_scopedFunction;
     Q_ASSERT(ok());
-    soup_server_disconnect(m_soupServer.get());
+    m_listener->close();
+    m_connections->endAll([this] { soup_server_disconnect(m_soupServer.get()); });
     m_running = false;
+}
+
+void Server::setPatience(int ms) {
+    m_connections->setPatience(ms);
 }
 
 void Server::addHandler(const QString& path, Handler* handler) {
@@ -98,6 +107,8 @@ void Server::addEarlyHandler(const QString& path, Handler* handler) {
 
 void Server::pauseMessage(bool pause, Message* message) {
     Q_ASSERT(ok());
+    if (!message->isFinished())
+        m_connections->setHeld(message->data().client, pause);
     if (pause)
         message->pause();
     else
@@ -113,6 +124,8 @@ void Server::server_callback(SoupServer*, SoupMessage* message, const char* path
 void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* query,
                         SoupClientContext* client, Handler* handler) {
     dbglog_scopedFunction;
+    if (!m_connections->admit(client))
+        return;
     auto* message =
         new Message(MessageData{soupServer(), soupMessage, path, query, client}, handler);
     if (!m_language.isEmpty() && !message->header(QStringLiteral("Accept-Language")).isNull())

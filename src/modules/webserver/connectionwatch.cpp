@@ -1,0 +1,365 @@
+#include "connectionwatch.h"
+
+#include "core/dbglog.h"
+#include "lingeringclose.h"
+
+#include <glib-unix.h>
+
+#include <algorithm>
+#include <cstring>
+#include <linux/sockios.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <poll.h>
+#include <sys/epoll.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+namespace {
+
+constexpr int microsecondsPerMs = 1000;
+// How often connections are looked at, and how often while a client may have gone.
+constexpr int sweepMs = 1000;
+constexpr int closeSweepMs = 200;
+// How long an answer may take to begin, or to go on, for a client that sends no more.
+constexpr int graceMs = 1000;
+// Less of a body within the time allowed is a client that wants to hold the connection.
+constexpr qint64 minProgressBytes = 1024;
+constexpr int eventsPerTurn = 64;
+
+qint64 nowMs() {
+    return g_get_monotonic_time() / microsecondsPerMs;
+}
+
+SoupSocket* socketOf(SoupClientContext* client) {
+    // The only way to end one connection of a libsoup server.
+    G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+    return soup_client_context_get_socket(client);
+    G_GNUC_END_IGNORE_DEPRECATIONS
+}
+
+bool polls(GSocket* socket, short events) {
+    pollfd entry{g_socket_get_fd(socket), events, 0};
+    return poll(&entry, 1, 0) > 0 && (entry.revents & events) != 0;
+}
+
+// Whether bytes are on their way to the client, or were a moment ago.
+bool isBeingSent(GSocket* socket) {
+    const int fd = g_socket_get_fd(socket);
+    int queued = 0;
+    if (ioctl(fd, SIOCOUTQ, &queued) == 0 && queued > 0)
+        return true;
+    tcp_info info{};
+    socklen_t length = sizeof info;
+    return getsockopt(fd, IPPROTO_TCP, TCP_INFO, &info, &length) == 0 &&
+           info.tcpi_last_data_sent < graceMs;
+}
+
+using SoupUriPtr = std::unique_ptr<SoupURI, GFree<soup_uri_free>>;
+
+// Whether a request's URI is for the host that its Host header names. They can differ only when the
+// request line held an absolute URI, which libsoup accepts with any scheme.
+bool isForHost(const SoupURI* uri, const char* host) {
+    if (uri->scheme != SOUP_URI_SCHEME_HTTP && uri->scheme != SOUP_URI_SCHEME_HTTPS)
+        return false;
+    const size_t length = strlen(uri->host);
+    if (strncasecmp(host, uri->host, length) == 0 && host[length] == '\0' &&
+        soup_uri_uses_default_port(const_cast<SoupURI*>(uri)))
+        return true;
+    // libsoup's own reading of the header, for ports and for the ways to write an address.
+    const GCharPtr text(g_strdup_printf("%s://%s/", uri->scheme, host));
+    const SoupUriPtr expected(soup_uri_new(text.get()));
+    return expected && expected->host && g_ascii_strcasecmp(expected->host, uri->host) == 0 &&
+           expected->port == uri->port;
+}
+
+QByteArray answerTo(const Refusal& refusal) {
+    const QByteArray body = QByteArray(refusal.reason) + '\n';
+    return "HTTP/1.1 " + QByteArray::number(refusal.status) + ' ' + refusal.phrase +
+           "\r\nConnection: close\r\nX-Robots-Tag: noindex\r\nContent-Type: text/plain\r\n"
+           "Content-Length: " +
+           QByteArray::number(body.size()) + "\r\n\r\n" + body;
+}
+
+} // namespace
+
+ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
+    : m_requestStarted(server, "request-started", G_CALLBACK(on_requestStarted), this),
+      m_epoll(epoll_create1(EPOLL_CLOEXEC)), m_epollSource(g_unix_fd_source_new(m_epoll, G_IO_IN)) {
+    g_source_set_callback(m_epollSource.get(), G_SOURCE_FUNC(on_epoll), this, nullptr);
+    g_source_attach(m_epollSource.get(), nullptr);
+    connect(&m_sweep, &QTimer::timeout, this, &ConnectionWatch::sweep);
+    if (!https)
+        return;
+    m_requestFinished =
+        GSignalConnection(server, "request-finished", G_CALLBACK(on_requestEnded), this);
+    m_requestAborted =
+        GSignalConnection(server, "request-aborted", G_CALLBACK(on_requestEnded), this);
+}
+
+ConnectionWatch::~ConnectionWatch() {
+    m_epollSource.reset();
+    close(m_epoll);
+}
+
+void ConnectionWatch::setPatience(int ms) {
+    m_patienceMs = ms;
+}
+
+ConnectionWatch::Connection* ConnectionWatch::find(SoupClientContext* client) {
+    const auto found = m_connections.find(client);
+    return found == m_connections.end() ? nullptr : &found->second;
+}
+
+ConnectionWatch::Connection& ConnectionWatch::open(SoupClientContext* client) {
+    Connection& connection = m_connections[client];
+    connection.watch = this;
+    connection.client = client;
+    connection.socket = GObjectPtr<GSocket>::share(soup_client_context_get_gsocket(client));
+    connection.disconnected = GSignalConnection(socketOf(client), "disconnected",
+                                                G_CALLBACK(on_disconnected), &connection);
+    epoll_event event{};
+    event.events = EPOLLRDHUP | EPOLLET;
+    event.data.ptr = client;
+    epoll_ctl(m_epoll, EPOLL_CTL_ADD, g_socket_get_fd(connection.socket.get()), &event);
+    if (!m_sweep.isActive())
+        m_sweep.start(sweepInterval(false));
+    return connection;
+}
+
+void ConnectionWatch::on_requestStarted(SoupServer*, SoupMessage* message,
+                                        SoupClientContext* client, ConnectionWatch* self) {
+    self->startRequest(message, client);
+}
+
+void ConnectionWatch::startRequest(SoupMessage* message, SoupClientContext* client) {
+    // libsoup cuts the ranges that a client asks for out of an answer that it has in memory, and
+    // does so without looking at their bounds.
+    soup_message_body_set_accumulate(message->response_body, FALSE);
+
+    Connection* known = find(client);
+    Connection& connection = known ? *known : open(client);
+    connection.gotHeaders.disconnect();
+    connection.gotChunk.disconnect();
+    connection.gotBody.disconnect();
+    connection.gotMethod =
+        GSignalConnection(message, "notify::method", G_CALLBACK(on_method), &connection);
+    // Last: the connections above belong to the message before.
+    connection.message = GObjectPtr<SoupMessage>::share(message);
+    connection.phase = Phase::Head;
+    connection.since = nowMs();
+    connection.held = false;
+}
+
+// libsoup waits until a TLS connection's farewell has been sent, and everybody with it. A client
+// that does not read goes without.
+void ConnectionWatch::endWithoutWaiting(const Connection& connection) {
+    if (!polls(connection.socket.get(), POLLOUT))
+        g_socket_shutdown(connection.socket.get(), FALSE, TRUE, nullptr);
+}
+
+void ConnectionWatch::on_requestEnded(SoupServer*, SoupMessage* message, SoupClientContext* client,
+                                      ConnectionWatch* self) {
+    const Connection* connection = self->find(client);
+    if (connection && !soup_message_is_keepalive(message))
+        self->endWithoutWaiting(*connection);
+}
+
+// The first that is heard of a request: its head has been read and nothing been made of it yet.
+void ConnectionWatch::on_method(SoupMessage*, GParamSpec*, Connection* connection) {
+    connection->watch->checkHeaders(connection);
+}
+
+void ConnectionWatch::checkHeaders(Connection* connection) {
+    SoupMessage* message = connection->message.get();
+    connection->gotMethod.disconnect();
+    RequestGate gate;
+    SoupMessageHeadersIter headers;
+    soup_message_headers_iter_init(&headers, message->request_headers);
+    const char* name = nullptr;
+    const char* value = nullptr;
+    while (soup_message_headers_iter_next(&headers, &name, &value))
+        gate.addHeader(name, value);
+
+    connection->refusal = gate.refusal();
+    connection->host = gate.host();
+    connection->since = nowMs();
+    connection->progress = 0;
+    // libsoup crashes when the target of a CONNECT is no authority. Under any other method it
+    // refuses such a target.
+    if (message->method == SOUP_METHOD_CONNECT) {
+        connection->refusal = RequestGate::connectUnsupported();
+        g_object_set(message, SOUP_MESSAGE_METHOD, "connect", nullptr);
+    }
+    // libsoup reads chunk sizes leniently, so what follows the body may not be a request.
+    if (gate.isChunked())
+        soup_message_headers_append(message->response_headers, "Connection", "close");
+
+    connection->phase = gate.hasBody() ? Phase::Body : Phase::Answer;
+    if (!gate.hasBody() && !connection->refusal)
+        return;
+    connection->gotHeaders =
+        GSignalConnection(message, "got-headers", G_CALLBACK(on_gotHeaders), connection);
+    connection->gotChunk =
+        GSignalConnection(message, "got-chunk", G_CALLBACK(on_gotChunk), connection);
+    connection->gotBody =
+        GSignalConnection(message, "got-body", G_CALLBACK(on_gotBody), connection);
+}
+
+void ConnectionWatch::on_gotHeaders(SoupMessage*, Connection* connection) {
+    ConnectionWatch* self = connection->watch;
+    if (self->admit(connection->client))
+        self->checkLength(connection);
+}
+
+// After the early handlers, which may have taken the body over.
+void ConnectionWatch::checkLength(Connection* connection) {
+    SoupMessage* message = connection->message.get();
+    if (soup_message_body_get_accumulate(message->request_body) &&
+        soup_message_headers_get_content_length(message->request_headers) >
+            RequestGate::maxBodyBytes)
+        refuse(connection, RequestGate::bodyTooLarge());
+}
+
+void ConnectionWatch::on_gotChunk(SoupMessage*, SoupBuffer* chunk, Connection* connection) {
+    connection->watch->countChunk(connection, static_cast<qint64>(chunk->length));
+}
+
+void ConnectionWatch::countChunk(Connection* connection, qint64 length) {
+    connection->progress += length;
+    if (connection->progress >= minProgressBytes) {
+        connection->progress = 0;
+        connection->since = nowMs();
+    }
+    SoupMessageBody* body = connection->message.get()->request_body;
+    if (soup_message_body_get_accumulate(body) && body->length > RequestGate::maxBodyBytes)
+        refuse(connection, RequestGate::bodyTooLarge());
+}
+
+void ConnectionWatch::on_gotBody(SoupMessage*, Connection* connection) {
+    connection->phase = Phase::Answer;
+    connection->since = nowMs();
+}
+
+bool ConnectionWatch::admit(SoupClientContext* client) {
+    Connection* connection = find(client);
+    if (!connection)
+        return false;
+    if (!connection->refusal && connection->host &&
+        !isForHost(soup_message_get_uri(connection->message.get()), connection->host))
+        connection->refusal = RequestGate::hostDisagrees();
+    if (!connection->refusal)
+        return true;
+    refuse(connection, connection->refusal);
+    return false;
+}
+
+void ConnectionWatch::refuse(Connection* connection, const Refusal& refusal) {
+    dbglog_warning("Refused a request from " << soup_client_context_get_host(connection->client)
+                                             << ": " << refusal.reason);
+    const auto node = m_connections.extract(connection->client);
+    connection->disconnected.disconnect();
+    const GObjectPtr<SoupMessage> message = connection->message;
+    auto stream =
+        GObjectPtr<GIOStream>::adopt(soup_client_context_steal_connection(connection->client));
+    // An early handler may have begun with the request. libsoup says nothing more about it.
+    soup_message_finished(message.get());
+    m_lingering.push_back(std::make_unique<LingeringClose>(
+        std::move(stream), std::move(connection->socket), answerTo(refusal)));
+}
+
+void ConnectionWatch::setHeld(SoupClientContext* client, bool held) {
+    if (Connection* connection = find(client)) {
+        connection->held = held;
+        connection->since = nowMs();
+    }
+}
+
+void ConnectionWatch::on_disconnected(SoupSocket*, Connection* connection) {
+    connection->watch->m_connections.erase(connection->client);
+}
+
+gboolean ConnectionWatch::on_epoll(gint, GIOCondition, gpointer self) {
+    static_cast<ConnectionWatch*>(self)->noticeEnds();
+    return G_SOURCE_CONTINUE;
+}
+
+void ConnectionWatch::noticeEnds() {
+    epoll_event events[eventsPerTurn];
+    const int count = epoll_wait(m_epoll, events, eventsPerTurn, 0);
+    for (int i = 0; i < count; ++i) {
+        Connection* connection = find(static_cast<SoupClientContext*>(events[i].data.ptr));
+        if (!connection)
+            continue;
+        connection->endOfStream = true;
+        if (connection->phase == Phase::Answer)
+            connection->since = nowMs();
+        else if (connection->phase == Phase::Head)
+            endWithoutWaiting(*connection);
+        m_sweep.start(sweepInterval(true));
+    }
+}
+
+bool ConnectionWatch::isLost(const Connection& connection, qint64 now) const {
+    const qint64 waiting = now - connection.since;
+    GSocket* socket = connection.socket.get();
+    // A reset leaves no doubt. libsoup sees it itself unless the exchange is paused.
+    if (connection.endOfStream && polls(socket, POLLERR | POLLHUP))
+        return connection.phase == Phase::Answer || connection.held;
+    if (connection.phase != Phase::Answer)
+        return !connection.held && waiting > m_patienceMs;
+    return connection.endOfStream && waiting > graceMs && polls(socket, POLLRDHUP) &&
+           !isBeingSent(socket);
+}
+
+int ConnectionWatch::sweepInterval(bool someMayHaveGone) const {
+    return someMayHaveGone ? closeSweepMs : std::min(sweepMs, m_patienceMs / 2);
+}
+
+void ConnectionWatch::sweep() {
+    m_lingering.remove_if([](const auto& lingering) { return lingering->isOver(); });
+
+    const qint64 now = nowMs();
+    bool someMayHaveGone = false;
+    std::vector<SoupClientContext*> lost;
+    for (const auto& [client, connection] : m_connections) {
+        someMayHaveGone = someMayHaveGone || connection.endOfStream;
+        if (isLost(connection, now))
+            lost.push_back(client);
+    }
+    for (SoupClientContext* client : lost)
+        end(client);
+
+    if (m_connections.empty() && m_lingering.empty())
+        m_sweep.stop();
+    else
+        m_sweep.start(sweepInterval(someMayHaveGone));
+}
+
+void ConnectionWatch::end(SoupClientContext* client) {
+    Connection* connection = find(client);
+    if (!connection)
+        return;
+    dbglog_debug(
+        "Ending the connection of "
+        << soup_client_context_get_host(client)
+        << (connection->phase == Phase::Answer ? ", which has left" : ", which sends nothing"));
+    const GObjectPtr<GSocket> socket = connection->socket;
+    g_socket_shutdown(socket.get(), TRUE, TRUE, nullptr);
+    soup_socket_disconnect(socketOf(client));
+    g_socket_close(socket.get(), nullptr);
+}
+
+void ConnectionWatch::endAll(const std::function<void()>& disconnectAll) {
+    std::vector<GObjectPtr<GSocket>> sockets;
+    for (const auto& [client, connection] : m_connections) {
+        sockets.push_back(connection.socket);
+        g_socket_shutdown(connection.socket.get(), TRUE, TRUE, nullptr);
+    }
+    disconnectAll();
+    // During a TLS handshake libsoup leaves the socket open for ever.
+    for (const auto& socket : sockets)
+        g_socket_close(socket.get(), nullptr);
+    m_lingering.clear();
+}
