@@ -1,0 +1,49 @@
+#include "httpclient/httpclient.h"
+
+#include "core/plixconnect.h"
+#include "httpclient/httpfetch.h"
+
+namespace {
+
+// Sources that do not answer keep their connections until their time is over; they must not hold
+// up the others. Together with the fetches' size limit this bounds the memory.
+constexpr int maximumConnections = 64;
+
+// A connection is kept for the next fetch from the same source, but a device has no connections to
+// spare.
+constexpr int idleSeconds = 5;
+
+} // namespace
+
+struct HttpClient::Session {
+    GObjectPtr<SoupSession> soup;
+    SoupHTTPVersion version;
+};
+
+HttpClient::HttpClient(QObject* parent, HttpVersion version, bool verifyCertificates)
+    : QObject(parent), m_session(std::make_unique<Session>()) {
+    m_session->version = version == Http10 ? SOUP_HTTP_1_0 : SOUP_HTTP_1_1;
+    m_session->soup = GObjectPtr<SoupSession>::adopt(soup_session_new_with_options(
+        SOUP_SESSION_MAX_CONNS, maximumConnections, SOUP_SESSION_MAX_CONNS_PER_HOST,
+        maximumConnections, SOUP_SESSION_IDLE_TIMEOUT, idleSeconds, SOUP_SESSION_SSL_STRICT,
+        verifyCertificates, SOUP_SESSION_SSL_USE_SYSTEM_CA_FILE, TRUE, SOUP_SESSION_PROXY_RESOLVER,
+        nullptr, nullptr));
+    soup_session_remove_feature_by_type(m_session->soup.get(), SOUP_TYPE_CONTENT_DECODER);
+}
+
+HttpClient::~HttpClient() {
+    // While the session lives.
+    qDeleteAll(findChildren<HttpFetch*>());
+    soup_session_abort(m_session->soup.get());
+}
+
+void HttpClient::get(const PlixUrl& url, const HttpClientOptions& options, Callback callback) {
+    get(url, options, this, std::move(callback));
+}
+
+void HttpClient::get(const PlixUrl& url, const HttpClientOptions& options, QObject* context,
+                     Callback callback) {
+    auto* fetch = new HttpFetch(m_session->soup.get(), options, std::move(callback), this);
+    plixConnect(context, &QObject::destroyed, fetch, [fetch] { delete fetch; });
+    fetch->start(url, m_session->version);
+}

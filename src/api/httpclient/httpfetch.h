@@ -1,0 +1,43 @@
+#pragma once
+
+#include "support/glibptr.h"
+#include "httpclient/httpclient.h"
+
+#include <QObject>
+#include <QTimer>
+#include <libsoup/soup.h>
+
+// One fetch of an HttpClient, its child; deletes itself after its end. Deleted before, it ends
+// silently.
+class HttpFetch : public QObject {
+    Q_OBJECT
+
+public:
+    HttpFetch(SoupSession* session, const HttpClientOptions& options, HttpClient::Callback callback,
+              QObject* parent);
+    ~HttpFetch() override;
+
+    void start(const PlixUrl& url, SoupHTTPVersion version);
+
+private:
+    void readMore();
+    void on_sent(GInputStream* body, const GErrorPtr& error);
+    void on_read(GBytes* bytes, const GErrorPtr& error);
+    void takeHeaders();
+    void fail(const QString& error);
+    void finish();
+    void abort();
+
+    static void on_soup_sent(GObject* session, GAsyncResult* result, void* self);
+    static void on_gio_read(GObject* stream, GAsyncResult* result, void* self);
+
+    GObjectPtr<SoupSession> m_session;
+    HttpClientOptions m_options;
+    HttpClient::Callback m_callback;
+    GObjectPtr<SoupMessage> m_message;
+    GObjectPtr<GCancellable> m_cancellable;
+    GObjectPtr<GInputStream> m_body;
+    HttpClient::Result m_result;
+    bool m_complete = false;
+    QTimer m_timeout;
+};

@@ -1,0 +1,67 @@
+#include "handlers/reverseproxyhandler.h"
+
+#include "core/dbglog.h"
+#include "core/mimetypes.h"
+#include "core/plixconnect.h"
+#include "hangupwatch.h"
+#include "message.h"
+
+ReverseProxyHandler::ReverseProxyHandler(const QString& documentRoot, QObject* parent)
+    : Handler(documentRoot, parent), m_client(new HttpClient(this, HttpClient::Http11, true)) {}
+
+void ReverseProxyHandler::handle(Message* message) {
+    dbglog_scopedFunction;
+    dbglog_debug("ReverseProxyHandler: request: '" << message->fullUri() << "'");
+    const QString original = extractOriginalUrl(message->fullUri());
+    if (original.isEmpty()) {
+        dbglog_warning("Couldn't extract URL");
+        message->setStatus(404, QString());
+        message->setResponseBody(QStringLiteral("The original requested url could not be found."),
+                                 MimeTypes::Text::plain());
+        return;
+    }
+    serveOriginalUrl(original, message);
+}
+
+QString ReverseProxyHandler::extractOriginalUrl(const QString& url) {
+    const QString marker = QStringLiteral("proxy/");
+    const int position = url.indexOf(marker);
+    if (position < 0)
+        return {};
+    return QString::fromUtf8(QByteArray::fromBase64(url.mid(position + marker.size()).toUtf8()));
+}
+
+void ReverseProxyHandler::serveOriginalUrl(const QString& originalUrl, Message* message) {
+    HttpClientOptions options;
+    options.setReadSizeLimit(readSizeLimit);
+    options.setTimeoutMs(timeoutMs);
+    message->pause();
+    // The fetch ends with the watch, and the watch with the exchange, or when the client leaves,
+    // which libsoup does not notice in a paused exchange.
+    auto* watch = new HangUpWatch(*message, this);
+    plixConnect(message, &Message::finished, watch, [watch] { delete watch; });
+    plixConnect(watch, &HangUpWatch::hungUp, this, [this, watch, message] {
+        delete watch;
+        httpCallback(HttpClient::Result(), message);
+    });
+    m_client->get(PlixUrl(originalUrl), options, watch,
+                  [this, watch, message](const HttpClient::Result& result) {
+                      delete watch;
+                      httpCallback(result, message);
+                  });
+}
+
+void ReverseProxyHandler::httpCallback(const HttpClient::Result& result, Message* message) {
+    dbglog_scopedFunction;
+    if (result.statusCode() == 200) {
+        message->setStatus(200, QString());
+        message->setResponseBody(result.body(),
+                                 result.headers().value(QStringLiteral("Content-Type")));
+        return;
+    }
+    dbglog_warning("Couldn't fetch original content from source"
+                   << " " << result.error());
+    message->setStatus(404, QString());
+    message->setResponseBody(QStringLiteral("Could not fetch original content from source"),
+                             MimeTypes::Text::plain());
+}

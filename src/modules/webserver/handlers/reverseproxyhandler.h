@@ -1,0 +1,31 @@
+#pragma once
+
+#include "handlers/handler.h"
+#include "httpclient/httpclient.h"
+
+// Fetches what another HTTP source offers and relays its body and content type. The URL of the
+// source is everything behind "proxy/" in the request's URL, in Base64. Whatever goes wrong with
+// the source is 404 for the client.
+//
+// This lets everybody who reaches the device fetch, from the device's place in the network, what
+// "http" and "https" URLs name; what limits it is the size, the time and the method, GET.
+class ReverseProxyHandler : public Handler {
+    Q_OBJECT
+
+public:
+    // What the user interface shows of other sources, pictures above all, is far smaller.
+    static constexpr int readSizeLimit = 5 * 1024 * 1024;
+    static constexpr int timeoutMs = 30000;
+
+    ReverseProxyHandler(const QString& documentRoot, QObject* parent);
+
+    void handle(Message* message) override;
+
+    // Empty when there is no URL of a source in it.
+    static QString extractOriginalUrl(const QString& url);
+    void serveOriginalUrl(const QString& originalUrl, Message* message);
+    void httpCallback(const HttpClient::Result& result, Message* message);
+
+private:
+    HttpClient* m_client;
+};
