@@ -117,6 +117,9 @@ QByteArray Message::requestBody() const {
     if (!m_valid)
         return {};
     SoupMessageBody* body = m_data.message->request_body;
+    // A body that is not kept has a length, but no bytes.
+    if (!soup_message_body_get_accumulate(body))
+        return {};
     if (!body->data)
         const SoupBufferPtr flattened(soup_message_body_flatten(body));
     return QByteArray::fromRawData(body->data, static_cast<int>(body->length));

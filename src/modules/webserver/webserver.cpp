@@ -6,12 +6,16 @@
 #include "core/plixpaths.h"
 #include "handlers/handler.h"
 #include "handlers/matchhandler.h"
+#include "handlers/multiparthandler.h"
 #include "handlers/responderhandler.h"
+#include "handlers/reverseproxyhandler.h"
 #include "handlers/statichandler.h"
 #include "responders/apiresponder.h"
 #include "responders/eventresponder.h"
 #include "responders/eventrespondershared.h"
 #include "responders/fileresponder.h"
+#include "responders/firmwareupdateresponder.h"
+#include "responders/multipartresponderfactory.h"
 #include "responders/pageresponder.h"
 #include "responders/responderfactory.h"
 #include "responders/streamresponder.h"
@@ -117,6 +121,8 @@ void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
                        keep(responders(new DefaultResponderFactory<StreamResponder>)));
     server->addHandler(QStringLiteral("/file/stream/"),
                        keep(responders(new DefaultResponderFactory<FileResponder>)));
+    server->addHandler(QStringLiteral("/proxy/"),
+                       keep(new ReverseProxyHandler(m_documentRoot, nullptr)));
     // Pages are offered only under the device's own certificate; elsewhere the hint above answers.
     if (servesPages) {
         auto* pages = new MatchHandler(m_documentRoot, nullptr);
@@ -125,6 +131,10 @@ void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
         pages->addHandler(new StaticHandler(m_documentRoot, m_defaultLocation, QString(), nullptr));
         server->addHandler(QStringLiteral("/"), keep(pages));
     }
+    server->addEarlyHandler(
+        QStringLiteral("/"),
+        keep(new MultipartHandler(new DefaultMultipartResponderFactory<FirmwareUpdateResponder>,
+                                  m_documentRoot, server, nullptr)));
 }
 
 int WebserverWorker::listeningPort(bool https) const {

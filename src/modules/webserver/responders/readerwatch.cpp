@@ -1,0 +1,39 @@
+#include "responders/readerwatch.h"
+
+#include "core/dbglog.h"
+#include "core/plixconnect.h"
+
+#include <QFile>
+#include <QSocketNotifier>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+ReaderWatch::ReaderWatch(const QString& fifo)
+    : m_descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+    if (m_descriptor < 0 ||
+        inotify_add_watch(m_descriptor, QFile::encodeName(fifo).constData(), IN_CLOSE_NOWRITE) <
+            0) {
+        dbglog_warning(fifo << " cannot be watched: " << std::strerror(errno));
+        return;
+    }
+    auto* notifier = new QSocketNotifier(m_descriptor, QSocketNotifier::Read, this);
+    plixConnect(notifier, SIGNAL(activated(int)), this, SLOT(on_notifier_activated(int)));
+}
+
+ReaderWatch::~ReaderWatch() {
+    // The notifier before its descriptor.
+    qDeleteAll(findChildren<QSocketNotifier*>());
+    if (m_descriptor >= 0)
+        ::close(m_descriptor);
+}
+
+void ReaderWatch::on_notifier_activated(int) {
+    // Events of one file without a name; how many there are does not matter.
+    std::array<char, 4096> events;
+    if (::read(m_descriptor, events.data(), events.size()) > 0)
+        Q_EMIT readerClosed();
+}

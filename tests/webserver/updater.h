@@ -1,0 +1,93 @@
+#pragma once
+
+#include "core/plixhost.h"
+
+#include <QMutex>
+#include <QTemporaryDir>
+#include <QThread>
+
+#include <atomic>
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <thread>
+#include <unistd.h>
+
+// The firmware updater of a test: makes the updater's FIFO and reads image after image from it, on
+// a thread of its own, at the pace of its manners.
+class Updater {
+public:
+    struct Manners {
+        int openDelayMs = 0; // before it opens its end for the first time; negative: never
+        unsigned long burstPauseMs = 0;
+        int leavesAfterBytes = -1; // once, in the midst of an image, and returns after a while
+    };
+
+    explicit Updater(const Manners& manners)
+        : m_path(m_folder.filePath(QStringLiteral("pipe")).toUtf8()), m_manners(manners) {
+        mkfifo(m_path.constData(), 0600);
+        plixSetPlatformPaths(QString(), QString::fromUtf8(m_path));
+        if (m_manners.openDelayMs >= 0)
+            m_thread = std::thread([this] { run(); });
+    }
+    ~Updater() {
+        m_stop = true;
+        // Wakes a thread that waits for a writer.
+        const int descriptor = ::open(m_path.constData(), O_RDWR | O_NONBLOCK);
+        if (m_thread.joinable())
+            m_thread.join();
+        ::close(descriptor);
+    }
+
+    // What it has read up to an end of file.
+    QByteArrayList images() const {
+        const QMutexLocker lock(&m_mutex);
+        return m_images;
+    }
+    // Bytes of all images, also of those that have not ended.
+    qint64 bytes() const { return m_bytes; }
+
+private:
+    void run() {
+        QThread::msleep(static_cast<unsigned long>(m_manners.openDelayMs));
+        while (!m_stop) {
+            const int descriptor = ::open(m_path.constData(), O_RDONLY);
+            const bool leaves = !readImage(descriptor);
+            ::close(descriptor);
+            QThread::msleep(leaves ? 200 : 0);
+        }
+    }
+
+    bool readImage(int descriptor) {
+        QByteArray image;
+        QByteArray burst(64 * 1024, '\0');
+        pollfd readable{descriptor, POLLIN, 0};
+        while (!m_stop) {
+            if (poll(&readable, 1, 10) == 0)
+                continue;
+            if (m_manners.leavesAfterBytes >= 0 && image.size() >= m_manners.leavesAfterBytes) {
+                m_manners.leavesAfterBytes = -1;
+                return false;
+            }
+            const auto size = ::read(descriptor, burst.data(), static_cast<size_t>(burst.size()));
+            if (size <= 0)
+                break;
+            image.append(burst.constData(), static_cast<int>(size));
+            m_bytes += size;
+            QThread::msleep(m_manners.burstPauseMs);
+        }
+        const QMutexLocker lock(&m_mutex);
+        if (!m_stop)
+            m_images.append(image);
+        return true;
+    }
+
+    QTemporaryDir m_folder;
+    QByteArray m_path;
+    Manners m_manners;
+    mutable QMutex m_mutex;
+    QByteArrayList m_images;
+    std::atomic<qint64> m_bytes{0};
+    std::atomic<bool> m_stop{false};
+    std::thread m_thread;
+};
