@@ -1,0 +1,3 @@
+#include "core/dbglog.h"
+
+const log4cplus::Logger firmwareLogger = log4cplus::Logger::getInstance("Firmware");

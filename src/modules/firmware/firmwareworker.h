@@ -1,0 +1,56 @@
+#pragma once
+
+#include "core/model/cmnodesworker.h"
+#include "core/plixnamedpipe.h"
+
+#include <QTimer>
+
+#include <future>
+#include <memory>
+
+class FirmwareImage;
+
+// The firmware updater at the far end of the updater's FIFO: takes one image after the other, from
+// the first byte to the end of file, and keeps the last complete one as "firmware/image" below the
+// state directory.
+//
+// The node "firmware:update" tells how it goes: {"state": "idle|receiving|received|failed",
+// "bytes": N, "sha256": hexadecimal digits of a received image}. A FIFO carries no length and no
+// verdict: an upload that the client breaks off ends like a complete one. Who uploads compares the
+// digest before the image is used.
+//
+// Configuration: "nodes"; "stateDir", the state directory.
+class FirmwareWorker : public CMNodesWorker {
+    Q_OBJECT
+
+public:
+    // Progress is reported at least this often while an image is received.
+    static constexpr int progressBytes = 256 * 1024;
+    static constexpr int progressMs = 200;
+
+    explicit FirmwareWorker(const QVariantHash& config);
+    ~FirmwareWorker() override;
+
+private Q_SLOTS:
+    void on_readNotifier_activated(int socket);
+    void on_progressTimer_timeout();
+    void on_image_committed(bool ok);
+
+private:
+    bool createPipe();
+    void removeStalePipe();
+    void openPipe();
+    void receive(const char* data, int size);
+    void endImage();
+    void fail(const QString& reason);
+    void report(const QString& state, const QString& sha256 = QString(""));
+
+    QString m_imageFile;
+    std::unique_ptr<PlixNamedPipe> m_pipe;
+    std::unique_ptr<FirmwareImage> m_image;
+    qint64 m_bytes = 0;
+    qint64 m_reportedBytes = 0;
+    QTimer m_progressTimer;
+    // Of the image that is being put in its place; waited for at the worker's end.
+    std::future<void> m_commit;
+};

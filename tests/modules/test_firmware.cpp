@@ -1,0 +1,155 @@
+#include "core/model/cmrootworker.h"
+#include "core/plixhost.h"
+#include "firmwareworker.h"
+
+#include <QtTest>
+
+#include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+class TestFirmware : public QObject {
+    Q_OBJECT
+
+private Q_SLOTS:
+    void init() {
+        std::signal(SIGPIPE, SIG_IGN);
+        m_state = std::make_unique<QTemporaryDir>();
+        m_pipe = m_state->filePath("pipe").toUtf8();
+        plixSetPlatformPaths(QString(), m_pipe.constData());
+        m_reported.clear();
+        m_root.connectValueChange(CMPath::fromEncoded("firmware:update"), this,
+                                  SLOT(on_update_changed(PlixValue)));
+    }
+    void cleanup() { m_worker.reset(); }
+
+    void receivesOneImageAfterTheOther() {
+        start();
+        QCOMPARE(update("state"), QVariant("idle"));
+        struct stat status;
+        QCOMPARE(lstat(m_pipe.constData(), &status), 0);
+        QCOMPARE(status.st_mode, mode_t(S_IFIFO | 0600));
+        for (const int size : {3000001, 1, 64 * 1024}) {
+            const QByteArray bytes(size, 'x');
+            QVERIFY(upload(bytes));
+            QTRY_COMPARE(update("sha256").toByteArray(),
+                         QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+            QCOMPARE(update("state"), QVariant("received"));
+            QCOMPARE(update("bytes").toInt(), size);
+            QVERIFY(image() == bytes);
+            QCOMPARE(QDir(m_state->filePath("firmware")).entryList(QDir::Files).size(), 1);
+        }
+        // The next upload may be there before the one before is in its place.
+        QVERIFY(upload("first"));
+        QTRY_COMPARE(update("bytes").toInt(), 5);
+        QVERIFY(upload("second"));
+        QTRY_COMPARE(image(), QByteArray("second"));
+        m_worker.reset();
+        QVERIFY(!QFileInfo::exists(m_pipe));
+    }
+
+    void reportsProgress() {
+        start();
+        QVERIFY(upload(QByteArray(5000000, 'x')));
+        QTRY_COMPARE(update("state"), QVariant("received"));
+        qint64 last = 0;
+        for (const qint64 bytes : qAsConst(m_reported)) {
+            // And what one read brings more.
+            QVERIFY(bytes >= last && bytes - last < FirmwareWorker::progressBytes + 64 * 1024);
+            last = bytes;
+        }
+        QCOMPARE(last, 5000000LL);
+        // A slow upload is reported by time.
+        const int descriptor = open();
+        QVERIFY(::write(descriptor, "1", 1) == 1);
+        QTRY_COMPARE(update("bytes").toInt(), 1);
+        QVERIFY(::write(descriptor, "23", 2) == 2);
+        QTRY_COMPARE_WITH_TIMEOUT(update("bytes").toInt(), 3, 500);
+        QCOMPARE(update("state"), QVariant("receiving"));
+        ::close(descriptor);
+    }
+
+    void recoversFromFailures() {
+        start();
+        QVERIFY(upload(""));
+        QTRY_COMPARE(update("state"), QVariant("failed"));
+        QVERIFY(upload("next"));
+        QTRY_COMPARE(image(), QByteArray("next"));
+        // A file in the folder's place: no image can be written, whoever runs the test. The
+        // uploading side learns that nobody takes the rest.
+        const QString folder = m_state->filePath("firmware");
+        QVERIFY(QDir(folder).removeRecursively() && QFile(folder).open(QIODevice::WriteOnly));
+        QVERIFY(!upload(QByteArray(1000000, 'x')));
+        QCOMPARE(update("state"), QVariant("failed"));
+        QVERIFY(QFile::remove(folder) && QDir().mkdir(folder));
+        QVERIFY(upload("last"));
+        QTRY_COMPARE(image(), QByteArray("last"));
+    }
+
+    void remainsOfACrashAreRemoved() {
+        QCOMPARE(mkfifo(m_pipe.constData(), 0666), 0);
+        QVERIFY(QDir(m_state->path()).mkdir("firmware"));
+        QFile remains(m_state->filePath("firmware/image.Ab12Cd"));
+        QVERIFY(remains.open(QIODevice::WriteOnly));
+        start();
+        QVERIFY(!remains.exists());
+        QVERIFY(upload("image"));
+        QTRY_COMPARE(image(), QByteArray("image"));
+    }
+
+    void foreignFilesStay() {
+        QVERIFY(QFile(m_pipe).open(QIODevice::WriteOnly));
+        start();
+        m_worker.reset();
+        QVERIFY(QFile::remove(m_pipe));
+        // Another updater's.
+        QCOMPARE(mkfifo(m_pipe.constData(), 0600), 0);
+        const int reader = ::open(m_pipe.constData(), O_RDONLY | O_NONBLOCK);
+        start();
+        m_worker.reset();
+        QVERIFY(QFileInfo::exists(m_pipe));
+        ::close(reader);
+    }
+
+    void on_update_changed(const PlixValue& value) {
+        m_reported.append(value.__hash().value("bytes").toLongLong());
+    }
+
+private:
+    void start() {
+        m_worker = std::make_unique<FirmwareWorker>(QVariantHash{{"stateDir", m_state->path()}});
+        m_reported.clear();
+    }
+    QVariant update(const QString& member) const {
+        return m_worker->role("firmware:update", "value").toHash().value(member);
+    }
+    QByteArray image() const {
+        QFile file(m_state->filePath("firmware/image"));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    int open() const { return ::open(m_pipe.constData(), O_WRONLY | O_NONBLOCK); }
+    // False when nobody reads any more.
+    bool upload(const QByteArray& bytes) const {
+        const int descriptor = open();
+        ssize_t size = 0;
+        for (int sent = 0; sent < bytes.size() && size >= 0; sent += int(size)) {
+            size = ::write(descriptor, bytes.constData() + sent, size_t(bytes.size() - sent));
+            if (size < 0 && errno == EAGAIN) {
+                QTest::qWait(1);
+                size = 0;
+            }
+        }
+        ::close(descriptor);
+        return size >= 0;
+    }
+
+    CMRootWorker m_root;
+    std::unique_ptr<QTemporaryDir> m_state;
+    std::unique_ptr<FirmwareWorker> m_worker;
+    QByteArray m_pipe;
+    QList<qint64> m_reported;
+};
+
+QTEST_GUILESS_MAIN(TestFirmware)
+#include "test_firmware.moc"
