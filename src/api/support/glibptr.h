@@ -86,6 +86,11 @@ public:
     GSignalConnection() = default;
     GSignalConnection(void* object, const char* signal, GCallback callback, void* data)
         : m_object(object), m_id(g_signal_connect(object, signal, callback, data)) {}
+    // By the signal's number, which saves finding it by name where every request connects.
+    GSignalConnection(void* object, guint signal, GCallback callback, void* data)
+        : m_object(object),
+          m_id(g_signal_connect_closure_by_id(object, signal, 0,
+                                              g_cclosure_new(callback, data, nullptr), FALSE)) {}
     GSignalConnection(GSignalConnection&& other) noexcept
         : m_object(std::exchange(other.m_object, nullptr)), m_id(std::exchange(other.m_id, 0)) {}
     GSignalConnection& operator=(GSignalConnection&& other) noexcept {

@@ -2,6 +2,7 @@
 
 #include "core/dbglog.h"
 #include "lingeringclose.h"
+#include "tunnelguard.h"
 
 #include <glib-unix.h>
 
@@ -87,6 +88,9 @@ QByteArray answerTo(const Refusal& refusal) {
 ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
     : m_requestStarted(server, "request-started", G_CALLBACK(on_requestStarted), this),
       m_epoll(epoll_create1(EPOLL_CLOEXEC)), m_epollSource(g_unix_fd_source_new(m_epoll, G_IO_IN)) {
+    guardAgainstTunnels();
+    // Signals have numbers once their class is in use, which the guard has seen to.
+    m_gotHeadersSignal = g_signal_lookup("got-headers", SOUP_TYPE_MESSAGE);
     g_source_set_callback(m_epollSource.get(), G_SOURCE_FUNC(on_epoll), this, nullptr);
     g_source_attach(m_epollSource.get(), nullptr);
     connect(&m_sweep, &QTimer::timeout, this, &ConnectionWatch::sweep);
@@ -140,16 +144,16 @@ void ConnectionWatch::startRequest(SoupMessage* message, SoupClientContext* clie
 
     Connection* known = find(client);
     Connection& connection = known ? *known : open(client);
-    connection.gotHeaders.disconnect();
+    connection.gotHeaders =
+        GSignalConnection(message, m_gotHeadersSignal, G_CALLBACK(on_gotHeaders), &connection);
     connection.gotChunk.disconnect();
     connection.gotBody.disconnect();
-    connection.gotMethod =
-        GSignalConnection(message, "notify::method", G_CALLBACK(on_method), &connection);
-    // Last: the connections above belong to the message before.
+    // Last: what is disconnected above belongs to the message before.
     connection.message = GObjectPtr<SoupMessage>::share(message);
     connection.phase = Phase::Head;
     connection.since = nowMs();
     connection.held = false;
+    connection.refusal = {};
 }
 
 // libsoup waits until a TLS connection's farewell has been sent, and everybody with it. A client
@@ -166,14 +170,8 @@ void ConnectionWatch::on_requestEnded(SoupServer*, SoupMessage* message, SoupCli
         self->endWithoutWaiting(*connection);
 }
 
-// The first that is heard of a request: its head has been read and nothing been made of it yet.
-void ConnectionWatch::on_method(SoupMessage*, GParamSpec*, Connection* connection) {
-    connection->watch->checkHeaders(connection);
-}
-
 void ConnectionWatch::checkHeaders(Connection* connection) {
     SoupMessage* message = connection->message.get();
-    connection->gotMethod.disconnect();
     RequestGate gate;
     SoupMessageHeadersIter headers;
     soup_message_headers_iter_init(&headers, message->request_headers);
@@ -183,30 +181,36 @@ void ConnectionWatch::checkHeaders(Connection* connection) {
         gate.addHeader(name, value);
 
     connection->refusal = gate.refusal();
-    connection->host = gate.host();
+    if (!connection->refusal && gate.host() &&
+        !isForHost(soup_message_get_uri(message), gate.host()))
+        connection->refusal = RequestGate::hostDisagrees();
+    connection->phase = gate.hasBody() ? Phase::Body : Phase::Answer;
     connection->since = nowMs();
     connection->progress = 0;
-    // libsoup crashes when the target of a CONNECT is no authority. Under any other method it
-    // refuses such a target.
-    if (message->method == SOUP_METHOD_CONNECT) {
-        connection->refusal = RequestGate::connectUnsupported();
-        g_object_set(message, SOUP_MESSAGE_METHOD, "connect", nullptr);
-    }
     // libsoup reads chunk sizes leniently, so what follows the body may not be a request.
     if (gate.isChunked())
         soup_message_headers_append(message->response_headers, "Connection", "close");
-
-    connection->phase = gate.hasBody() ? Phase::Body : Phase::Answer;
-    if (!gate.hasBody() && !connection->refusal)
+    if (!gate.hasBody())
         return;
-    connection->gotHeaders =
-        GSignalConnection(message, "got-headers", G_CALLBACK(on_gotHeaders), connection);
     connection->gotChunk =
         GSignalConnection(message, "got-chunk", G_CALLBACK(on_gotChunk), connection);
     connection->gotBody =
         GSignalConnection(message, "got-body", G_CALLBACK(on_gotBody), connection);
 }
 
+bool ConnectionWatch::admit(SoupClientContext* client) {
+    Connection* connection = find(client);
+    if (!connection)
+        return false;
+    if (connection->phase == Phase::Head)
+        checkHeaders(connection);
+    if (!connection->refusal)
+        return true;
+    refuse(connection, connection->refusal);
+    return false;
+}
+
+// An early handler of the request has been called before, and admit() with it.
 void ConnectionWatch::on_gotHeaders(SoupMessage*, Connection* connection) {
     ConnectionWatch* self = connection->watch;
     if (self->admit(connection->client))
@@ -240,19 +244,6 @@ void ConnectionWatch::countChunk(Connection* connection, qint64 length) {
 void ConnectionWatch::on_gotBody(SoupMessage*, Connection* connection) {
     connection->phase = Phase::Answer;
     connection->since = nowMs();
-}
-
-bool ConnectionWatch::admit(SoupClientContext* client) {
-    Connection* connection = find(client);
-    if (!connection)
-        return false;
-    if (!connection->refusal && connection->host &&
-        !isForHost(soup_message_get_uri(connection->message.get()), connection->host))
-        connection->refusal = RequestGate::hostDisagrees();
-    if (!connection->refusal)
-        return true;
-    refuse(connection, connection->refusal);
-    return false;
 }
 
 void ConnectionWatch::refuse(Connection* connection, const Refusal& refusal) {

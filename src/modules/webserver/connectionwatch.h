@@ -69,9 +69,7 @@ private:
         qint64 since = 0; // of the phase, or of the last progress in it
         qint64 progress = 0;
         Refusal refusal;
-        const char* host = nullptr;
         GSignalConnection disconnected;
-        GSignalConnection gotMethod;
         GSignalConnection gotHeaders;
         GSignalConnection gotChunk;
         GSignalConnection gotBody;
@@ -95,7 +93,6 @@ private:
                                   ConnectionWatch* self);
     static void on_requestEnded(SoupServer*, SoupMessage* message, SoupClientContext* client,
                                 ConnectionWatch* self);
-    static void on_method(SoupMessage*, GParamSpec*, Connection* connection);
     static void on_gotHeaders(SoupMessage*, Connection* connection);
     static void on_gotChunk(SoupMessage*, SoupBuffer* chunk, Connection* connection);
     static void on_gotBody(SoupMessage*, Connection* connection);
@@ -108,6 +105,7 @@ private:
     GSignalConnection m_requestStarted;
     GSignalConnection m_requestFinished;
     GSignalConnection m_requestAborted;
+    guint m_gotHeadersSignal = 0;
     // One descriptor for the ends of all streams, which costs a request nothing and the main loop
     // one entry, however many clients wait.
     int m_epoll;

@@ -87,7 +87,3 @@ Refusal RequestGate::hostDisagrees() {
     return badRequest(
         "The request's URI names another host than its Host header, or is no HTTP URI.");
 }
-
-Refusal RequestGate::connectUnsupported() {
-    return badRequest("This server opens no tunnels to other hosts.");
-}

@@ -36,7 +36,6 @@ public:
 
     static Refusal bodyTooLarge();
     static Refusal hostDisagrees();
-    static Refusal connectUnsupported();
 
 private:
     void addLength(const char* value);
