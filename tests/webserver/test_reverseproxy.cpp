@@ -27,6 +27,7 @@ private Q_SLOTS:
         QCOMPARE(reply.status, 200);
         QCOMPARE(reply.body, QByteArray("<svg/>"));
         QCOMPARE(reply.header("Content-Type"), QByteArray("image/svg+xml"));
+        QCOMPARE(reply.header("Content-Security-Policy"), QByteArray("sandbox"));
         QVERIFY(reply.header("X").isNull());
         QCOMPARE(ReverseProxyHandler::extractOriginalUrl("http://proxy/"), QString());
     }

@@ -78,6 +78,10 @@ DeviceCertificate::~DeviceCertificate() {
     QFile::remove(keyFile());
 }
 
+QString DeviceCertificate::lockFile() {
+    return QStringLiteral("/tmp/soup-cert.lock");
+}
+
 QString DeviceCertificate::keyFile() {
     return QStringLiteral("/tmp/soup-key.pem");
 }

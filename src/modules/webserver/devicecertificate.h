@@ -16,6 +16,9 @@ public:
     // Blocks while openssl runs. False, with the reason logged, when a step fails.
     bool create(const QSet<QString>& addresses);
 
+    // Another device of this machine uses the same names: whoever makes the files and reads them
+    // holds this lock file meanwhile.
+    static QString lockFile();
     static QString keyFile();
     static QString certificateFile();
 

@@ -9,6 +9,15 @@
 #include "listener.h"
 #include "message.h"
 
+#include <QLockFile>
+
+namespace {
+
+// Longer than another device's work with the files takes, shorter than a person's patience.
+constexpr int certificateLockTimeoutMs = 5000;
+
+} // namespace
+
 Server::Server(int port, const QString& certificate, const QString& privateKey, bool useDeviceCert,
                QObject* parent)
     : QObject(parent), m_port(port), m_certificate(certificate), m_privateKey(privateKey),
@@ -155,7 +164,12 @@ void Server::updateIpAddresses(const QSet<QString>& addresses) {
         return;
     if (m_running)
         stop();
-    if (addresses.isEmpty() || !m_certificateMaker->create(addresses))
+    if (addresses.isEmpty())
+        return;
+    QLockFile filesLock(DeviceCertificate::lockFile());
+    if (!filesLock.tryLock(certificateLockTimeoutMs))
+        dbglog_warning("Another process holds " << DeviceCertificate::lockFile());
+    if (!m_certificateMaker->create(addresses))
         return;
 
     m_deviceCertificate = DeviceCertificate::certificateFile();

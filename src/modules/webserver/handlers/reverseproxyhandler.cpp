@@ -55,6 +55,11 @@ void ReverseProxyHandler::httpCallback(const HttpClient::Result& result, Message
     dbglog_scopedFunction;
     if (result.statusCode() == 200) {
         message->setStatus(200, QString());
+        // What comes from elsewhere must not act as a page of the device.
+        message->setHeader(QByteArrayLiteral("Content-Security-Policy"),
+                           QByteArrayLiteral("sandbox"));
+        message->setHeader(QByteArrayLiteral("X-Content-Type-Options"),
+                           QByteArrayLiteral("nosniff"));
         message->setResponseBody(result.body(),
                                  result.headers().value(QStringLiteral("Content-Type")));
         return;
