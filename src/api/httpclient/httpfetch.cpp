@@ -8,7 +8,7 @@
 namespace {
 
 // What is asked for at a time; the source's own pace decides how much comes.
-constexpr gsize readSize = 64 * 1024;
+constexpr gsize readSize = 65536;
 
 using GBytesPtr = std::unique_ptr<GBytes, GFree<g_bytes_unref>>;
 

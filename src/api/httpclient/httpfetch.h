@@ -1,7 +1,7 @@
 #pragma once
 
-#include "support/glibptr.h"
 #include "httpclient/httpclient.h"
+#include "support/glibptr.h"
 
 #include <QObject>
 #include <QTimer>

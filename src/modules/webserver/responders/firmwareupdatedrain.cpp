@@ -166,7 +166,7 @@ void FirmwareUpdateDrain::write() {
 }
 
 void FirmwareUpdateDrain::waitForReader() {
-    const int descriptor = m_pipe->writeNotifier()->socket();
+    const auto descriptor = static_cast<int>(m_pipe->writeNotifier()->socket());
     const int unread = unreadBytes(descriptor);
     if (unread > 0 && !hasReader(descriptor)) {
         dbglog_error("The firmware updater left with " << unread << " bytes unread");

@@ -14,9 +14,8 @@
 
 ReaderWatch::ReaderWatch(const QString& fifo)
     : m_descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
-    if (m_descriptor < 0 ||
-        inotify_add_watch(m_descriptor, QFile::encodeName(fifo).constData(), IN_CLOSE_NOWRITE) <
-            0) {
+    if (m_descriptor < 0 || inotify_add_watch(m_descriptor, QFile::encodeName(fifo).constData(),
+                                              IN_CLOSE_NOWRITE) < 0) {
         dbglog_warning(fifo << " cannot be watched: " << std::strerror(errno));
         return;
     }
