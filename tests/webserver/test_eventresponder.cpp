@@ -7,7 +7,7 @@ namespace {
 
 QVariantHash nodes() {
     const QVariantList rows{QVariantHash{{"title", "a"}}, QVariantHash{{"title", "b"}}};
-    return {{"player:player/volume", QVariantHash{{"value", QVariantHash{{"i32_", 30}}}}},
+    return {{"player:player/volume", valueNode("i32_", 30)},
             {"ui:/list", QVariantHash{{"rows", rows}}}};
 }
 
@@ -19,18 +19,112 @@ class TestEventResponder : public QObject {
 private Q_SLOTS:
     void init() { m_device = std::make_unique<TestDevice>(nodes()); }
     void cleanup() { m_device.reset(); }
-    void refuses_data();
-    void refuses();
-    void createsAndChangesQueues();
-    void deliversToAWaitingPoll();
-    void speaksTheClientsPaths();
-    void movedRowsAreRemovedAndInserted();
-    void clientThatLeavesLosesNoEvents();
-    void workerEndsWhileAPollWaits();
+    void refuses() {
+        const QByteArray data = "Unable to parse data!\n";
+        const QByteArray lists = "Unable to parse subscribe/unsubscribe list!\n";
+        const QVector<std::tuple<QByteArray, QByteArray, QByteArray>> rows{
+            {"modifyqueue", {}, "Not implemented!\n"},
+            {"modifyQueue?subscribe=%5B", {}, data},
+            {"modifyQueue?subscribe=%7B%7D", {}, data},
+            {"modifyQueue", "{'subscribe':'[]'}", data},
+            {"modifyQueue", "{'unsubscribe':['ui:a']}", data},
+            {"modifyQueue", "{'queueId':5}", data},
+            {"modifyQueue", "{'subscribe':[{}]}", "Unable to subscribe or unsubscribe paths!\n"},
+            {"pollQueue?timeout=5s", {}, lists},
+            {"pollQueue?timeout=99999999999", {}, lists},
+            {"pollQueue", "{'timeout':1.5}", lists},
+            {"pollQueue?queueId={x}", {}, "Unknown queue id!\n"}};
+        for (const auto& [target, body, answer] : rows) {
+            const HttpReply reply = request(target, QByteArray(body).replace('\'', '"'));
+            QCOMPARE(target + body + reply.body, target + body + answer);
+            QCOMPARE(reply.status, reply.body == "Not implemented!\n" ? 501 : 400);
+            QCOMPARE(reply.header("Content-Type"), QByteArray("text/plain"));
+        }
+        QCOMPARE(RawClient::request(m_device->port(), "PUT", "/api/event/pollQueue").status, 501);
+    }
+
+    void createsAndChangesQueues() {
+        const QByteArray list = "=%5B%7B%22path%22%3A%22player%3Aplayer/volume%22%7D%5D";
+        const HttpReply created = request("modifyQueue?subscribe" + list);
+        QCOMPARE(created.header("Content-Type"), QByteArray("application/json"));
+        QVERIFY(QRegExp("\"\\{[-0-9a-f]{36}\\}\"\n").exactMatch(created.body));
+        setVolume(31);
+        const QByteArray id = created.body.trimmed();
+        const QByteArray event = "[{\"path\":\"player:player/volume\",\"value\":{\"i32_\":31}}]\n";
+        QCOMPARE(request("pollQueue", "{\"timeout\":0,\"queueId\":" + id + "}").body, event);
+
+        const QByteArray queue = id.mid(1, 38);
+        QCOMPARE(request("modifyQueue?queueId=" + queue + "&unsubscribe" + list).body,
+                 created.body);
+        setVolume(32);
+        QCOMPARE(poll(queue), QByteArray("[]\n"));
+        QVERIFY(request("modifyQueue", "{\"queueId\":\"unknown\"}").body != created.body);
+    }
+
+    void deliversToAWaitingPoll() {
+        const QByteArray queue = subscribe("player:player/volume");
+        for (const QByteArray timeout : {"&timeout=2147483647", "&timeout=-7", ""}) {
+            RawClient client(m_device->port());
+            startPoll(client, queue, timeout);
+            setVolume(31 + timeout.size());
+            const HttpReply reply = client.readReply();
+            QVERIFY(reply.body.startsWith("[{\"path\":\"player:player/volume\""));
+            QCOMPARE(reply.header("Content-Type"), QByteArray("application/json"));
+        }
+    }
+
+    void speaksTheClientsPaths() {
+        const QByteArray legacy = subscribe("/player/volume");
+        const QByteArray current = subscribe("player:player/volume");
+        setVolume(31);
+        QVERIFY(poll(legacy).startsWith("[{\"path\":\"/player/volume\""));
+        QVERIFY(poll(current).startsWith("[{\"path\":\"player:player/volume\""));
+    }
+
+    void movedRowsAreRemovedAndInserted() {
+        const QByteArray queue = subscribe("ui:/list");
+        CMNodesWorker& worker = m_device->worker("ui");
+        worker.insertRow("ui:/list", 0, {{"title", "new"}});
+        worker.moveRow("ui:/list", 2, 1);
+        QByteArray events = "[{'path':'ui:/list','rowsEvents':[{'index':0,'type':1},"
+                            "{'index':2,'type':2},{'index':1,'type':1}]}]\n";
+        QCOMPARE(poll(queue), events.replace('\'', '"'));
+    }
+
+    void clientThatLeavesLosesNoEvents() {
+        using Leave = void (*)(RawClient&);
+        const Leave reset = [](RawClient& client) { client.abort(); };
+        const Leave closeBehindAnotherRequest = [](RawClient& client) {
+            client.send(RawClient::requestBytes("GET", "/"));
+            client.socket().close();
+        };
+        // It may still read, and is told at once that there is nothing.
+        const Leave halfClose = [](RawClient& client) {
+            client.halfClose();
+            QCOMPARE(client.readReply().body, QByteArray("[]\n"));
+        };
+        const QByteArray queue = subscribe("player:player/volume");
+        int volume = 50;
+        for (const Leave leave : {reset, closeBehindAnotherRequest, halfClose}) {
+            RawClient client(m_device->port());
+            startPoll(client, queue);
+            leave(client);
+            settle();
+            setVolume(++volume);
+            QVERIFY(poll(queue).contains(QByteArray::number(volume)));
+        }
+    }
+
+    void workerEndsWhileAPollWaits() {
+        RawClient client(m_device->port());
+        startPoll(client, subscribe("player:player/volume"));
+        m_device.reset();
+        QVERIFY(client.waitForClose());
+    }
 
 private:
     HttpReply request(const QByteArray& target, const QByteArray& body = {}) const {
-        const QByteArray method = body.isNull() ? "GET" : "POST";
+        const QByteArray method = body.isEmpty() ? "GET" : "POST";
         return RawClient::request(m_device->port(), method, "/api/event/" + target,
                                   "Content-Type: application/json\r\n", body);
     }
@@ -54,119 +148,6 @@ private:
 
     std::unique_ptr<TestDevice> m_device;
 };
-
-void TestEventResponder::refuses_data() {
-    QTest::addColumn<QByteArray>("target");
-    QTest::addColumn<QByteArray>("body");
-    QTest::addColumn<QByteArray>("answer");
-
-    const QByteArray data("Unable to parse data!\n");
-    const QByteArray lists("Unable to parse subscribe/unsubscribe list!\n");
-    const auto row = [](const char* name, const char* target, const char* body,
-                        const QByteArray& answer) {
-        QTest::newRow(name) << QByteArray(target) << QByteArray(body) << answer;
-    };
-    row("other case", "modifyqueue", nullptr, "Not implemented!\n");
-    row("no JSON", "modifyQueue?subscribe=%5B", nullptr, data);
-    row("no list", "modifyQueue?subscribe=%7B%7D", nullptr, data);
-    row("POST no list", "modifyQueue", "{\"subscribe\":\"[]\"}", data);
-    row("POST no objects", "modifyQueue", "{\"unsubscribe\":[\"ui:a\"]}", data);
-    row("POST queue id no text", "modifyQueue", "{\"queueId\":5}", data);
-    row("entry without a path", "modifyQueue", "{\"subscribe\":[{}]}",
-        "Unable to subscribe or unsubscribe paths!\n");
-    row("time-out no number", "pollQueue?timeout=5s", nullptr, lists);
-    row("time-out too large", "pollQueue?timeout=99999999999", nullptr, lists);
-    row("POST time-out no whole number", "pollQueue", "{\"timeout\":1.5}", lists);
-    row("unknown queue", "pollQueue?queueId={x}", nullptr, "Unknown queue id!\n");
-}
-
-void TestEventResponder::refuses() {
-    QFETCH(const QByteArray, target);
-    QFETCH(const QByteArray, body);
-    const HttpReply reply = request(target, body);
-    QTEST(reply.body, "answer");
-    QCOMPARE(reply.status, reply.body == "Not implemented!\n" ? 501 : 400);
-    QCOMPARE(reply.header("Content-Type"), QByteArray("text/plain"));
-    QCOMPARE(RawClient::request(m_device->port(), "PUT", "/api/event/pollQueue").status, 501);
-}
-
-void TestEventResponder::createsAndChangesQueues() {
-    const QByteArray list = "=%5B%7B%22path%22%3A%22player%3Aplayer/volume%22%7D%5D";
-    const HttpReply created = request("modifyQueue?subscribe" + list);
-    QCOMPARE(created.header("Content-Type"), QByteArray("application/json"));
-    QVERIFY(QRegExp("\"\\{[-0-9a-f]{36}\\}\"\n").exactMatch(created.body));
-    setVolume(31);
-    const QByteArray id = created.body.trimmed();
-    const QByteArray event = "[{\"path\":\"player:player/volume\",\"value\":{\"i32_\":31}}]\n";
-    QCOMPARE(request("pollQueue", "{\"timeout\":0,\"queueId\":" + id + "}").body, event);
-
-    const QByteArray queue = id.mid(1, 38);
-    QCOMPARE(request("modifyQueue?queueId=" + queue + "&unsubscribe" + list).body, created.body);
-    setVolume(32);
-    QCOMPARE(poll(queue), QByteArray("[]\n"));
-    QVERIFY(request("modifyQueue", "{\"queueId\":\"unknown\"}").body != created.body);
-}
-
-void TestEventResponder::deliversToAWaitingPoll() {
-    const QByteArray queue = subscribe("player:player/volume");
-    for (const QByteArray timeout : {"&timeout=2147483647", "&timeout=-7", ""}) {
-        RawClient client(m_device->port());
-        startPoll(client, queue, timeout);
-        setVolume(31 + timeout.size());
-        const HttpReply reply = client.readReply();
-        QVERIFY(reply.body.startsWith("[{\"path\":\"player:player/volume\""));
-        QCOMPARE(reply.header("Content-Type"), QByteArray("application/json"));
-    }
-}
-
-void TestEventResponder::speaksTheClientsPaths() {
-    const QByteArray legacy = subscribe("/player/volume");
-    const QByteArray current = subscribe("player:player/volume");
-    setVolume(31);
-    QVERIFY(poll(legacy).startsWith("[{\"path\":\"/player/volume\""));
-    QVERIFY(poll(current).startsWith("[{\"path\":\"player:player/volume\""));
-}
-
-void TestEventResponder::movedRowsAreRemovedAndInserted() {
-    const QByteArray queue = subscribe("ui:/list");
-    CMNodesWorker& worker = m_device->worker("ui");
-    worker.insertRow("ui:/list", 0, {{"title", "new"}});
-    worker.moveRow("ui:/list", 2, 1);
-    QByteArray events = "[{'path':'ui:/list','rowsEvents':[{'index':0,'type':1},"
-                        "{'index':2,'type':2},{'index':1,'type':1}]}]\n";
-    QCOMPARE(poll(queue), events.replace('\'', '"'));
-}
-
-void TestEventResponder::clientThatLeavesLosesNoEvents() {
-    using Leave = void (*)(RawClient&);
-    const Leave reset = [](RawClient& client) { client.abort(); };
-    const Leave closeBehindAnotherRequest = [](RawClient& client) {
-        client.send(RawClient::requestBytes("GET", "/"));
-        client.socket().close();
-    };
-    // It may still read, and is told at once that there is nothing.
-    const Leave halfClose = [](RawClient& client) {
-        client.halfClose();
-        QCOMPARE(client.readReply().body, QByteArray("[]\n"));
-    };
-    const QByteArray queue = subscribe("player:player/volume");
-    int volume = 50;
-    for (const Leave leave : {reset, closeBehindAnotherRequest, halfClose}) {
-        RawClient client(m_device->port());
-        startPoll(client, queue);
-        leave(client);
-        settle();
-        setVolume(++volume);
-        QVERIFY(poll(queue).contains(QByteArray::number(volume)));
-    }
-}
-
-void TestEventResponder::workerEndsWhileAPollWaits() {
-    RawClient client(m_device->port());
-    startPoll(client, subscribe("player:player/volume"));
-    m_device.reset();
-    QVERIFY(client.waitForClose());
-}
 
 QTEST_GUILESS_MAIN(TestEventResponder)
 #include "test_eventresponder.moc"

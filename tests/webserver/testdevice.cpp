@@ -1,7 +1,6 @@
 #include "testdevice.h"
 
 #include "core/plixpaths.h"
-#include "handlers/handler.h"
 #include "message.h"
 #include "rawclient.h"
 
@@ -16,17 +15,15 @@ namespace {
 // What the process's file descriptors refer to.
 QStringList openDescriptors() {
     QStringList targets;
-    const auto entries = QDir(QStringLiteral("/proc/self/fd"))
-                             .entryInfoList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System);
+    const auto entries =
+        QDir("/proc/self/fd").entryInfoList(QDir::NoDotAndDotDot | QDir::AllEntries | QDir::System);
     for (const QFileInfo& entry : entries)
         targets.append(entry.symLinkTarget());
     return targets;
 }
 
 int streamPipes() {
-    return QDir(QStringLiteral("/tmp"))
-        .entryList({QStringLiteral("plix-stream-data-pipe-*")}, QDir::System)
-        .size();
+    return QDir("/tmp").entryList({"plix-stream-data-pipe-*"}, QDir::System).size();
 }
 
 // GLib opens descriptors once, on first use, and keeps them.
@@ -35,7 +32,7 @@ void warmUp() {
         g_type_ensure(G_TYPE_TASK);
         Server server(0, QString(), QString(), false, nullptr);
         Handler handler(QString(), nullptr);
-        server.addHandler(QStringLiteral("/"), &handler);
+        server.addHandler("/", &handler);
         server.start();
         RawClient::get(server.listeningPort(), "/");
         settle();
@@ -52,12 +49,7 @@ QByteArray run(const QString& program, const QStringList& arguments) {
 }
 
 QVariantHash text(const QString& value) {
-    return {{QStringLiteral("value"), QVariantHash{{QStringLiteral("string_"), value}}},
-            {QStringLiteral("internal"), true}};
-}
-
-QVariantHash number(int value) {
-    return {{QStringLiteral("value"), QVariantHash{{QStringLiteral("i32_"), value}}}};
+    return valueNode("string_", value, {{"internal", true}});
 }
 
 // Certificate and key.
@@ -65,13 +57,10 @@ QPair<QString, QString> authority() {
     // One authority for all tests of a program: making a key takes a while.
     static const QPair<QString, QString> texts = [] {
         const QTemporaryDir folder;
-        const QString key = folder.filePath(QStringLiteral("key.pem"));
-        run(QStringLiteral("openssl"), {QStringLiteral("genrsa"), QStringLiteral("-out"), key});
-        const QByteArray certificate =
-            run(QStringLiteral("openssl"),
-                {QStringLiteral("req"), QStringLiteral("-x509"), QStringLiteral("-new"),
-                 QStringLiteral("-key"), key, QStringLiteral("-subj"),
-                 QStringLiteral("/C=AT/O=Test Works/CN=Test authority")});
+        const QString key = folder.filePath("key.pem");
+        run("openssl", {"genrsa", "-out", key});
+        const QByteArray certificate = run("openssl", {"req", "-x509", "-new", "-key", key, "-subj",
+                                                       "/C=AT/O=Test Works/CN=Test authority"});
         QFile keyFile(key);
         keyFile.open(QIODevice::ReadOnly);
         return qMakePair(QString::fromUtf8(certificate), QString::fromUtf8(keyFile.readAll()));
@@ -80,6 +69,18 @@ QPair<QString, QString> authority() {
 }
 
 } // namespace
+
+QVariantHash valueNode(const char* type, const QVariant& value, QVariantHash more) {
+    more.insert("value", QVariantHash{{type, value}});
+    return more;
+}
+
+void writeFile(const QString& path, const QByteArray& content) {
+    QDir().mkpath(QFileInfo(path).path());
+    QFile file(path);
+    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
+    file.write(content);
+}
 
 int freePort() {
     QTcpServer server;
@@ -102,11 +103,8 @@ LeakCheck::LeakCheck() {
 
 LeakCheck::~LeakCheck() {
     if (!QTest::qWaitFor([this] { return openDescriptors().size() <= m_descriptors; }))
-        QTest::qFail(
-            qPrintable(
-                QStringLiteral("more than %1 file descriptors are left: ").arg(m_descriptors) +
-                openDescriptors().join(QLatin1Char(' '))),
-            __FILE__, __LINE__);
+        QTest::qFail(qPrintable("file descriptors are left: " + openDescriptors().join(' ')),
+                     __FILE__, __LINE__);
     // Other programs make some too, and remove them.
     if (!QTest::qWaitFor([this] { return streamPipes() <= m_pipes; }))
         QTest::qFail("a stream's FIFO was left in /tmp", __FILE__, __LINE__);
@@ -140,17 +138,16 @@ void TestServer::addEarly(const QString& path, Handler* handler) {
 
 TestDevice::TestDevice(const QVariantHash& nodes) {
     QVariantHash all{{PlixWebserverDocumentRootPath().toEncoded(), text(m_root.path())},
-                     {PlixWebserverPortPath().toEncoded(), number(freePort())}};
+                     {PlixWebserverPortPath().toEncoded(), valueNode("i32_", freePort())}};
     for (auto node = nodes.begin(); node != nodes.end(); ++node)
         all.insert(node.key(), node.value());
 
     if (all.contains(PlixWebserverHttpsCertPath().toEncoded())) {
-        m_certificateLock =
-            std::make_unique<QLockFile>(QDir::tempPath() + QStringLiteral("/plix-test.lock"));
+        m_certificateLock = std::make_unique<QLockFile>(QDir::tempPath() + "/plix-test.lock");
         QVERIFY(m_certificateLock->lock());
     }
 
-    const QVariantHash config{{QStringLiteral("nodes"), all}};
+    const QVariantHash config{{"nodes", all}};
     for (auto node = all.begin(); node != all.end(); ++node) {
         const QString name = CMPath::fromEncoded(node.key()).worker();
         auto& worker = m_workers[name];
@@ -166,25 +163,12 @@ TestDevice::~TestDevice() {
     settle();
 }
 
-void TestDevice::writeFile(const QString& name, const QByteArray& content) const {
-    const QString path = m_root.filePath(name);
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
-    file.write(content);
-}
-
 QVariantHash TestDevice::httpsNodes() {
-    const QVariantHash network{
-        {QStringLiteral("wired"),
-         QVariantHash{
-             {QStringLiteral("addresses"),
-              QVariantList{QVariantHash{{QStringLiteral("ip"), QStringLiteral("127.0.0.1")}}}}}}};
-    return {
-        {PlixWebserverHttpsCertPath().toEncoded(), text(authority().first)},
-        {PlixWebserverHttpsPrivateKeyPath().toEncoded(), text(authority().second)},
-        {PlixWebserverHttpsUseDeviceCertPath().toEncoded(),
-         QVariantHash{{QStringLiteral("value"), QVariantHash{{QStringLiteral("bool_"), true}}}}},
-        {PlixWebserverHttpsPortPath().toEncoded(), number(freePort())},
-        {PlixNetworkInfoPath().toEncoded(), QVariantHash{{QStringLiteral("value"), network}}}};
+    const QVariantList addresses{QVariantHash{{"ip", "127.0.0.1"}}};
+    const QVariantHash network{{"wired", QVariantHash{{"addresses", addresses}}}};
+    return {{PlixWebserverHttpsCertPath().toEncoded(), text(authority().first)},
+            {PlixWebserverHttpsPrivateKeyPath().toEncoded(), text(authority().second)},
+            {PlixWebserverHttpsUseDeviceCertPath().toEncoded(), valueNode("bool_", true)},
+            {PlixWebserverHttpsPortPath().toEncoded(), valueNode("i32_", freePort())},
+            {PlixNetworkInfoPath().toEncoded(), QVariantHash{{"value", network}}}};
 }

@@ -2,6 +2,7 @@
 
 #include "core/model/cmnodesworker.h"
 #include "core/model/cmrootworker.h"
+#include "handlers/handler.h"
 #include "server.h"
 #include "webserver.h"
 
@@ -9,10 +10,26 @@
 #include <QTemporaryDir>
 #include <QVariantHash>
 
+#include <functional>
 #include <memory>
 #include <vector>
 
-class Handler;
+// A handler that does what a test says.
+class FunctionHandler : public Handler {
+public:
+    explicit FunctionHandler(std::function<void(Message*)> function)
+        : Handler(QString(), nullptr), m_function(std::move(function)) {}
+    void handle(Message* message) override { m_function(message); }
+
+private:
+    std::function<void(Message*)> m_function;
+};
+
+// The roles of a node, the value of which is a PlixValue of the given type.
+QVariantHash valueNode(const char* type, const QVariant& value, QVariantHash more = {});
+
+// Makes the folders too.
+void writeFile(const QString& path, const QByteArray& content);
 
 // Fails the running test when the life of the object leaves anything behind: a file descriptor, or
 // a FIFO of a stream. Made before what it watches.
@@ -28,9 +45,16 @@ private:
     int m_pipes;
 };
 
+// A worker that answers when the test says so.
+class HoldingWorker : public CMNodesWorker {
+public:
+    explicit HoldingWorker(const QString& name) : CMNodesWorker({}, name) {}
+    void getDataRequest(const CMGetDataRequest& request) override { requests.append(request); }
+    QList<CMGetDataRequest> requests;
+};
+
 // A server on a free port with the handlers that a test gives it, plain or with a certificate that
-// is made here. At its end it checks that
-// no message has survived.
+// is made here. At its end it checks that no message has survived.
 class TestServer {
 public:
     explicit TestServer(bool tls = false);
@@ -38,6 +62,9 @@ public:
 
     // Takes the handler over.
     void add(const QString& path, Handler* handler);
+    void add(const QString& path, std::function<void(Message*)> function) {
+        add(path, new FunctionHandler(std::move(function)));
+    }
     void addEarly(const QString& path, Handler* handler);
     int port() const { return m_server->listeningPort(); }
     Server& server() { return *m_server; }
@@ -59,7 +86,9 @@ public:
     int httpsPort() const { return m_web->httpsPort(); }
     // The document root; empty at the start.
     QString root() const { return m_root.path(); }
-    void writeFile(const QString& name, const QByteArray& content) const;
+    void writeFile(const QString& name, const QByteArray& content) const {
+        ::writeFile(m_root.filePath(name), content);
+    }
     CMNodesWorker& worker(const QString& name) { return *m_workers.at(name); }
     WebserverWorker& web() { return *m_web; }
 
