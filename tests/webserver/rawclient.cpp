@@ -41,14 +41,6 @@ RawClient::RawClient(int port, bool tls) {
     }
 }
 
-RawClient::~RawClient() {
-    m_socket.abort();
-}
-
-bool RawClient::isConnected() const {
-    return m_socket.state() == QAbstractSocket::ConnectedState;
-}
-
 void RawClient::send(const QByteArray& bytes) {
     m_socket.write(bytes);
     m_socket.flush();
@@ -58,10 +50,6 @@ void RawClient::halfClose() {
     while (isConnected() && m_socket.bytesToWrite() > 0)
         waitFor(m_socket, &QIODevice::bytesWritten, defaultTimeoutMs);
     ::shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
-}
-
-void RawClient::abort() {
-    m_socket.abort();
 }
 
 bool RawClient::readMore(int timeoutMs) {
@@ -80,16 +68,12 @@ bool RawClient::readUntil(const QByteArray& mark, int timeoutMs) {
     return true;
 }
 
-QByteArray RawClient::take(int count, int timeoutMs) {
+QByteArray RawClient::read(int count, int timeoutMs) {
     while (m_buffer.size() < count && readMore(timeoutMs)) {
     }
     const QByteArray taken = m_buffer.left(count);
     m_buffer.remove(0, taken.size());
     return taken;
-}
-
-QByteArray RawClient::read(int count, int timeoutMs) {
-    return take(count, timeoutMs);
 }
 
 QByteArray RawClient::readChunks(int timeoutMs) {
@@ -98,8 +82,8 @@ QByteArray RawClient::readChunks(int timeoutMs) {
         const int lineEnd = m_buffer.indexOf("\r\n");
         const int size = m_buffer.left(lineEnd).toInt(nullptr, 16);
         m_buffer.remove(0, lineEnd + 2);
-        body += take(size, timeoutMs);
-        take(2, timeoutMs);
+        body += read(size, timeoutMs);
+        read(2, timeoutMs);
         if (size == 0)
             break;
     }
@@ -110,15 +94,15 @@ HttpReply RawClient::readReply(bool toHead, int timeoutMs) {
     HttpReply reply;
     if (!readUntil("\r\n\r\n", timeoutMs))
         return reply;
-    reply.head = take(m_buffer.indexOf("\r\n\r\n") + 4, timeoutMs);
+    reply.head = read(m_buffer.indexOf("\r\n\r\n") + 4, timeoutMs);
 
-    const QList<QByteArray> lines = reply.head.trimmed().split('\n');
-    const QByteArray statusLine = lines.first().trimmed();
+    QList<QByteArray> lines = reply.head.trimmed().split('\n');
+    const QByteArray statusLine = lines.takeFirst().trimmed();
     reply.status = statusLine.mid(9, 3).toInt();
     reply.reason = statusLine.mid(13);
-    for (int i = 1; i < lines.size(); ++i) {
-        const int colon = lines[i].indexOf(':');
-        reply.headers.append({lines[i].left(colon), lines[i].mid(colon + 1).trimmed()});
+    for (const QByteArray& line : lines) {
+        const int colon = line.indexOf(':');
+        reply.headers.append({line.left(colon), line.mid(colon + 1).trimmed()});
     }
 
     if (toHead || reply.status == 304 || reply.status == 204 || reply.status < 200)
@@ -127,7 +111,7 @@ HttpReply RawClient::readReply(bool toHead, int timeoutMs) {
     if (reply.isChunked())
         reply.body = readChunks(timeoutMs);
     else if (!length.isNull())
-        reply.body = take(length.toInt(), timeoutMs);
+        reply.body = read(length.toInt(), timeoutMs);
     else
         reply.body = readToEnd(timeoutMs);
     return reply;

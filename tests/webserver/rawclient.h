@@ -26,22 +26,22 @@ public:
     static constexpr int defaultTimeoutMs = 10000;
 
     explicit RawClient(int port, bool tls = false);
-    ~RawClient();
+    ~RawClient() { m_socket.abort(); }
     RawClient(const RawClient&) = delete;
     RawClient& operator=(const RawClient&) = delete;
 
-    bool isConnected() const;
+    bool isConnected() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
     void send(const QByteArray& bytes);
     // Ends the sending direction (plain connections only).
     void halfClose();
     // Drops the connection without a farewell.
-    void abort();
+    void abort() { m_socket.abort(); }
 
     // Reads one response. `toHead`: it has no body whatever its headers say.
     HttpReply readReply(bool toHead = false, int timeoutMs = defaultTimeoutMs);
     // Everything up to the end of the connection, or up to the time limit.
     QByteArray readToEnd(int timeoutMs = defaultTimeoutMs);
-    // At least so many bytes, fewer at the end of the connection or at the time limit.
+    // So many bytes, fewer at the end of the connection or at the time limit.
     QByteArray read(int count, int timeoutMs = defaultTimeoutMs);
     bool waitForClose(int timeoutMs = defaultTimeoutMs);
 
@@ -63,7 +63,6 @@ private:
     // Reads more into the buffer. False at the end of the connection or after the time limit.
     bool readMore(int timeoutMs);
     bool readUntil(const QByteArray& mark, int timeoutMs);
-    QByteArray take(int count, int timeoutMs);
     QByteArray readChunks(int timeoutMs);
 
     QSslSocket m_socket;

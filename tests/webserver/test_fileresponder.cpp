@@ -13,12 +13,8 @@ class TestFileResponder : public QObject {
 private Q_SLOTS:
     void servesTheReadableAreaOnly() {
         const QTemporaryDir base;
-        for (const QString folder : {"area", "area/sub", "beside"}) {
-            QDir(base.path()).mkdir(folder);
-            QFile file(base.filePath(folder + "/x.txt"));
-            QVERIFY(file.open(QIODevice::WriteOnly));
-            file.write("content");
-        }
+        for (const char* name : {"area/x.txt", "area/sub/x.txt", "beside/x.txt"})
+            writeFile(base.filePath(name), "content");
         plixSetPlatformPaths(base.filePath("area/"), QString());
         TestServer server;
         server.add("/file/stream/",
