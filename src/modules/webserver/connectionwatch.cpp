@@ -288,7 +288,9 @@ void ConnectionWatch::noticeEnds() {
             connection->since = nowMs();
         else if (connection->phase == Phase::Head)
             endWithoutWaiting(*connection);
-        m_sweep.start(sweepInterval(true));
+        // Not put off by every client that leaves.
+        if (m_sweep.remainingTime() > closeSweepMs)
+            m_sweep.start(sweepInterval(true));
     }
 }
 
