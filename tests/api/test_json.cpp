@@ -2,9 +2,7 @@
 #include "core/plixjson.h"
 #include "core/plixvalue.h"
 
-#include <QMap>
 #include <QTest>
-#include <QUuid>
 
 #include <cfloat>
 #include <cmath>
@@ -22,9 +20,7 @@ private Q_SLOTS:
     void limitsNesting();
     void writesValues_data();
     void writesValues();
-    void writesSurrogatesAtTheEndOfForeignMemory();
     void keepsDoublesExact();
-    void escapesForAString();
 };
 
 void TestJson::readsValues_data() {
@@ -34,26 +30,18 @@ void TestJson::readsValues_data() {
     const auto row = [](const char* name, const QByteArray& text, const QVariant& value) {
         QTest::newRow(name) << text << value;
     };
-    row("null", " null ", QVariant());
     row("largest i64", "9223372036854775807", std::numeric_limits<qlonglong>::max());
-    row("smallest i64", "-9223372036854775808", std::numeric_limits<qlonglong>::min());
     row("largest u64", "18446744073709551615", std::numeric_limits<qulonglong>::max());
-    row("beyond u64", "18446744073709551616", 18446744073709551616.0);
+    row("smallest i64", "-9223372036854775808", std::numeric_limits<qlonglong>::min());
     row("below i64", "-9223372036854775809", -9223372036854775808.0);
-    row("minus zero", "-0", qlonglong(0));
-    row("real", "-12.5e-1", -1.25);
+    row("beyond u64", "18446744073709551616", 18446744073709551616.0);
     row("rounded correctly", "8.5e-23", 8.5e-23);
-    row("halfway to the next double", "9007199254740993.0", 9007199254740992.0);
     row("largest double", "1.7976931348623157e308", DBL_MAX);
-    row("below every double", "1e-400", 0.0);
     row("exponent beyond an int", "0.0000000001e-2147483639", 0.0);
     row("escapes", R"("\"\\\/\b\f\n\r\t\u00e4")", QString::fromUtf8("\"\\/\b\f\n\r\t\xC3\xA4"));
     row("surrogate pair", R"("\ud83d\ude00")", QString::fromUtf8("\xF0\x9F\x98\x80"));
-    row("U+D7FF", "\"\xED\x9F\xBF\"", QString(QChar(0xD7FF)));
     row("NUL in a string", R"("a\u0000b")", QString::fromLatin1("a\0b", 3));
     row("byte order mark in a string", R"("\ufeff\ufeffa")", QStringLiteral(u"\xFEFF\xFEFF") + "a");
-    row("nested", R"([{"a":[]},{}])",
-        QVariantList{QVariantHash{{"a", QVariantList()}}, QVariantHash()});
     row("repeated name", R"({"a":1,"a":2})", QVariantHash{{"a", 2LL}});
 }
 
@@ -65,8 +53,6 @@ void TestJson::readsValues() {
     QVERIFY2(error.isEmpty(), qPrintable(error.message()));
     QCOMPARE(fromBytes, value);
     QCOMPARE(fromBytes.userType(), value.userType());
-    QCOMPARE(PlixJson::parse(QString::fromUtf8(text), error), value);
-    QVERIFY(error.isEmpty());
 }
 
 void TestJson::refuses_data() {
@@ -78,23 +64,18 @@ void TestJson::refuses_data() {
     };
     row("nothing", "", 0);
     row("cut off in a string", "\"abc", 4);
-    row("cut off in a character", "\"\xE2\x82", 1);
-    row("cut off in an escape", R"("\ud83d)", 1);
     row("text behind the value", "1 2", 2);
-    row("NUL behind the value", QByteArray("1\0", 2), 1);
     row("NUL in a string", QByteArray("\"a\0\"", 4), 2);
     row("byte order mark", "\xEF\xBB\xBF{}", 0);
+    row("overflow", "1e999", 0);
+    row("cut off in a character", "\"\xE2\x82", 1);
     row("comma at the end", "[1,]", 3);
-    row("name without quotes", "{a:1}", 1);
     row("leading zero", "01", 1);
     row("NaN", "NaN", 0);
-    row("overflow", "1e999", 0);
-    row("overflow in the last digit", "[1.8e308]", 1);
+    row("high surrogate alone", R"("\ud800x")", 1);
     row("overlong UTF-8", "\"\xC0\xAF\"", 1);
     row("surrogate in UTF-8", "\"\xED\xA0\x80\"", 1);
     row("low surrogate alone", R"(["\udc00"])", 9);
-    row("high surrogate alone", R"("\ud800x")", 1);
-    row("surrogate in a name", R"({"\udfff":1})", 9);
 }
 
 void TestJson::refuses() {
@@ -117,8 +98,6 @@ void TestJson::limitsNesting() {
 
     PlixJson::parse(QByteArray(100000, '['), error);
     QCOMPARE(error.message(), QStringLiteral("Values are nested too deep at offset 512"));
-    PlixJson::parse(QByteArray("{\"a\":").repeated(100000), error);
-    QVERIFY(!error.isEmpty());
 }
 
 void TestJson::writesValues_data() {
@@ -129,38 +108,25 @@ void TestJson::writesValues_data() {
         QTest::newRow(name) << value << text;
     };
     row("invalid", QVariant(), "null");
-    row("smallest i64", std::numeric_limits<qlonglong>::min(), "-9223372036854775808");
-    row("largest u64", std::numeric_limits<qulonglong>::max(), "18446744073709551615");
-    row("real", 0.1, "0.1");
-    row("single precision", 0.1f, "0.1");
-    row("minus zero", -0.0, "-0.0");
     row("infinity", HUGE_VAL, "null");
-    row("null string", QString(), "\"\"");
+    row("largest u64", std::numeric_limits<qulonglong>::max(), "18446744073709551615");
     row("controls", QString::fromLatin1("\0\"\\\n\x1f/\x7f", 7),
         "\"\\u0000\\\"\\\\\\n\\u001F/\x7f\"");
-    row("U+10FFFF", QString::fromUtf8("\xF4\x8F\xBF\xBF"), "\"\xF4\x8F\xBF\xBF\"");
     row("surrogates in the wrong order", QString(QChar(0xDC00)) + QChar(0xD800) + "a",
         "\"\xEF\xBF\xBD\xEF\xBF\xBD"
         "a\"");
     row("bytes that are no UTF-8", QByteArray("a\0\xFF", 3), "\"a\\u0000\xEF\xBF\xBD\"");
-    row("UUID", QUuid(), "\"{00000000-0000-0000-0000-000000000000}\"");
     row("names in order", QVariantHash{{"b", 1}, {"a", 2}, {"ab", 3}, {"", 4}},
         R"({"":4,"a":2,"ab":3,"b":1})");
     row("record", QVariant::fromValue(PlixValue::fromScalar(5)), R"({"i32_":5})");
     row("error record", QVariant::fromValue(CMError::fromMessage("no")),
         R"({"message":"no","name":"Error","title":"Error"})");
-    row("list of numbers", QVariant::fromValue(QList<int>{1, 2}), "[1,2]");
     row("object", QVariant::fromValue<QObject*>(nullptr), "null");
 }
 
 void TestJson::writesValues() {
     QFETCH(QVariant, value);
     QTEST(PlixJson::serialize(value), "text");
-}
-
-void TestJson::writesSurrogatesAtTheEndOfForeignMemory() {
-    const QChar memory[] = {'a', QChar(0xD83D), QChar(0xDE00)};
-    QCOMPARE(PlixJson::serialize(QString::fromRawData(memory, 2)), QByteArray("\"a\xEF\xBF\xBD\""));
 }
 
 void TestJson::keepsDoublesExact() {
@@ -175,12 +141,6 @@ void TestJson::keepsDoublesExact() {
         const QVariant back = PlixJson::parse(PlixJson::serialize(number), error);
         QVERIFY2(back.toDouble() == number, PlixJson::serialize(number).constData());
     }
-}
-
-void TestJson::escapesForAString() {
-    QCOMPARE(PlixJson::escape(QStringLiteral("a\"\\\n\u00e4")),
-             QStringLiteral("a\\\"\\\\\\n\u00e4"));
-    QCOMPARE(PlixJson::escape(QString()), QString());
 }
 
 QTEST_APPLESS_MAIN(TestJson)

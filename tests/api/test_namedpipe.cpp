@@ -9,152 +9,125 @@
 #include <cerrno>
 #include <csignal>
 #include <fcntl.h>
+#include <memory>
 #include <unistd.h>
 
 class TestNamedPipe : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void createsItsOwnFifoOnly();
-    void refusesWhatIsNoFifo();
-    void opensNonBlocking();
-    void carriesBytesAndSeesTheEnd();
-    void staysOpenBetweenWriters();
-    void aBrokenPipeIsAnError();
-    void mayBeDeletedByItsNotifier();
-
-private:
-    QString name(const char* name) const { return m_directory.filePath(QString::fromLatin1(name)); }
-
-    QTemporaryDir m_directory;
-};
-
-void TestNamedPipe::createsItsOwnFifoOnly() {
-    QFile foreign(name("foreign"));
-    QVERIFY(foreign.open(QIODevice::WriteOnly));
-    {
-        PlixNamedPipe pipe(name("foreign"), PlixNamedPipe::Read, nullptr, true);
-        QVERIFY(!pipe.create());
-        QCOMPARE(errno, EEXIST);
-        PlixNamedPipe own(name("own"), PlixNamedPipe::Read, nullptr, true);
-        QVERIFY(own.create());
-        QCOMPARE(int(QFile::permissions(name("own"))), 0x6600);
-        PlixNamedPipe guest(name("own"), PlixNamedPipe::Write, nullptr, false);
-        QVERIFY(!guest.create());
-        guest.destroy();
-        QVERIFY(QFileInfo::exists(name("own")));
+    // Each test begins with a new FIFO that nobody has opened.
+    void init() {
+        m_reader = std::make_unique<PlixNamedPipe>(m_name, PlixNamedPipe::Read, nullptr, true);
+        m_writer = std::make_unique<PlixNamedPipe>(m_name, PlixNamedPipe::Write, nullptr, false);
+        QVERIFY(m_reader->create());
     }
-    QVERIFY(!QFileInfo::exists(name("own")));
-    QVERIFY(foreign.exists());
-}
 
-void TestNamedPipe::refusesWhatIsNoFifo() {
-    QFile file(name("file"));
-    QVERIFY(file.open(QIODevice::WriteOnly));
-    for (const auto mode : {PlixNamedPipe::Read, PlixNamedPipe::Write}) {
-        PlixNamedPipe pipe(name("file"), mode, nullptr, false);
-        QVERIFY(!pipe.open(false));
-        QCOMPARE(errno, EINVAL);
-        QVERIFY(!pipe.isOpen());
-        QVERIFY(!pipe.readNotifier() && !pipe.writeNotifier());
+    void cleanup() {
+        m_reader.reset();
+        QVERIFY(!QFileInfo::exists(m_name));
     }
-    // A link that took the FIFO's place.
-    PlixNamedPipe own(name("linked"), PlixNamedPipe::Read, nullptr, true);
-    QVERIFY(own.create());
-    QVERIFY(QFile::rename(name("linked"), name("moved")));
-    QVERIFY(QFile::link(name("moved"), name("linked")));
-    QVERIFY(!own.open(false));
-    QCOMPARE(errno, ELOOP);
-}
 
-void TestNamedPipe::opensNonBlocking() {
-    PlixNamedPipe reader(name("nonblock"), PlixNamedPipe::Read, nullptr, true);
-    reader.setNonBlock(true);
-    QVERIFY(reader.create());
-    PlixNamedPipe writer(name("nonblock"), PlixNamedPipe::Write, nullptr, false);
-    writer.setNonBlock(true);
-    QVERIFY(!writer.open(false));
-    QCOMPARE(errno, ENXIO);
-    QVERIFY(reader.open(false));
-    QVERIFY(writer.open(false));
-
-    char byte;
-    QCOMPARE(reader.read(&byte, 1), qint64(-1));
-    QCOMPARE(errno, EAGAIN);
-    const QByteArray block(1 << 16, 'x');
-    while (writer.write(block.constData(), block.size()) > 0) {
+    void createsItsOwnFifoOnly() {
+        QCOMPARE(int(QFile::permissions(m_name)), 0x6600);
+        QVERIFY(!m_writer->create());
+        m_writer->destroy();
+        QVERIFY(QFileInfo::exists(m_name));
+        {
+            PlixNamedPipe second(m_name, PlixNamedPipe::Read, nullptr, true);
+            QVERIFY(!second.create());
+            QCOMPARE(errno, EEXIST);
+        }
+        QVERIFY(QFileInfo::exists(m_name));
     }
-    QCOMPARE(errno, EAGAIN);
-}
 
-void TestNamedPipe::carriesBytesAndSeesTheEnd() {
-    PlixNamedPipe reader(name("bytes"), PlixNamedPipe::Read, nullptr, true);
-    QVERIFY(reader.create());
-    // Without a writer, and without O_NONBLOCK afterwards.
-    QVERIFY(reader.open(false));
-    QVERIFY(!(fcntl(int(reader.readNotifier()->socket()), F_GETFL) & O_NONBLOCK));
-    QVERIFY(fcntl(int(reader.readNotifier()->socket()), F_GETFD) & FD_CLOEXEC);
-    QVERIFY(!reader.readNotifier()->isEnabled() && !reader.writeNotifier());
-    PlixNamedPipe writer(name("bytes"), PlixNamedPipe::Write, nullptr, false);
-    QVERIFY(writer.open(false));
-    QCOMPARE(writer.write("a\0b", 3), qint64(3));
-    writer.close();
-    char data[8];
-    QCOMPARE(reader.read(data, sizeof data), qint64(3));
-    QCOMPARE(QByteArray(data, 3), QByteArray("a\0b", 3));
-    QCOMPARE(reader.read(data, sizeof data), qint64(0));
-}
+    void refusesWhatIsNoFifo() {
+        const QString moved = m_directory.filePath("moved");
+        QVERIFY(QFile::rename(m_name, moved));
+        QVERIFY(QFile(m_name).open(QIODevice::WriteOnly));
+        for (PlixNamedPipe* pipe : {m_reader.get(), m_writer.get()}) {
+            QVERIFY(!pipe->open(false));
+            QCOMPARE(errno, EINVAL);
+            QVERIFY(!pipe->isOpen() && !pipe->readNotifier() && !pipe->writeNotifier());
+        }
+        // A link that took the FIFO's place.
+        QVERIFY(QFile::remove(m_name) && QFile::link(moved, m_name));
+        QVERIFY(!m_reader->open(false));
+        QCOMPARE(errno, ELOOP);
+    }
 
-void TestNamedPipe::staysOpenBetweenWriters() {
-    PlixNamedPipe reader(name("kept"), PlixNamedPipe::Read, nullptr, true);
-    reader.setNonBlock(true);
-    QVERIFY(reader.create());
-    QVERIFY(reader.open(true));
-    for (int i = 0; i < 2; ++i) {
-        PlixNamedPipe writer(name("kept"), PlixNamedPipe::Write, nullptr, false);
-        QVERIFY(writer.open(false));
-        QCOMPARE(writer.write("x", 1), qint64(1));
-        writer.close();
-        char data[8];
-        QCOMPARE(reader.read(data, sizeof data), qint64(1));
-        QCOMPARE(reader.read(data, sizeof data), qint64(-1));
+    void opensNonBlocking() {
+        m_reader->setNonBlock(true);
+        m_writer->setNonBlock(true);
+        QVERIFY(!m_writer->open(false));
+        QCOMPARE(errno, ENXIO);
+        QVERIFY(m_reader->open(false) && m_writer->open(false));
+        char byte;
+        QCOMPARE(m_reader->read(&byte, 1), qint64(-1));
+        QCOMPARE(errno, EAGAIN);
+        const QByteArray block(1 << 16, 'x');
+        while (m_writer->write(block.constData(), block.size()) > 0) {
+        }
         QCOMPARE(errno, EAGAIN);
     }
-}
 
-void TestNamedPipe::aBrokenPipeIsAnError() {
-    signal(SIGPIPE, SIG_DFL);
-    PlixNamedPipe reader(name("broken"), PlixNamedPipe::Read, nullptr, true);
-    QVERIFY(reader.create());
-    QVERIFY(reader.open(false));
-    PlixNamedPipe writer(name("broken"), PlixNamedPipe::Write, nullptr, false);
-    QVERIFY(writer.open(false));
-    reader.close();
-    QCOMPARE(writer.write("x", 1), qint64(-1));
-    QCOMPARE(errno, EPIPE);
-    sigset_t pending;
-    sigpending(&pending);
-    QVERIFY(!sigismember(&pending, SIGPIPE));
-}
+    void carriesBytesAndSeesTheEnd() {
+        // Without a writer, and without O_NONBLOCK afterwards.
+        QVERIFY(m_reader->open(false));
+        const int descriptor = int(m_reader->readNotifier()->socket());
+        QVERIFY(!(fcntl(descriptor, F_GETFL) & O_NONBLOCK));
+        QVERIFY(fcntl(descriptor, F_GETFD) & FD_CLOEXEC);
+        QVERIFY(m_writer->open(false));
+        QCOMPARE(m_writer->write("a\0b", 3), qint64(3));
+        m_writer->close();
+        char data[8];
+        QCOMPARE(m_reader->read(data, sizeof data), qint64(3));
+        QCOMPARE(QByteArray(data, 3), QByteArray("a\0b", 3));
+        QCOMPARE(m_reader->read(data, sizeof data), qint64(0));
+    }
 
-void TestNamedPipe::mayBeDeletedByItsNotifier() {
-    auto* reader = new PlixNamedPipe(name("deleted"), PlixNamedPipe::Read, nullptr, true);
-    QVERIFY(reader->create());
-    QVERIFY(reader->open(false));
-    QSocketNotifier* notifier = reader->readNotifier();
-    connect(notifier, &QSocketNotifier::activated, this, [&reader] {
-        delete reader;
-        reader = nullptr;
-    });
-    QSignalSpy gone(notifier, &QObject::destroyed);
-    notifier->setEnabled(true);
-    PlixNamedPipe writer(name("deleted"), PlixNamedPipe::Write, nullptr, false);
-    QVERIFY(writer.open(false));
-    QCOMPARE(writer.write("x", 1), qint64(1));
-    QTRY_VERIFY(!reader);
-    QTRY_COMPARE(gone.count(), 1);
-    QVERIFY(!QFileInfo::exists(name("deleted")));
-}
+    void staysOpenBetweenWriters() {
+        m_reader->setNonBlock(true);
+        QVERIFY(m_reader->open(true));
+        for (int i = 0; i < 2; ++i) {
+            QVERIFY(m_writer->open(false));
+            QCOMPARE(m_writer->write("x", 1), qint64(1));
+            m_writer->close();
+            char data[8];
+            QCOMPARE(m_reader->read(data, sizeof data), qint64(1));
+            QCOMPARE(m_reader->read(data, sizeof data), qint64(-1));
+            QCOMPARE(errno, EAGAIN);
+        }
+    }
+
+    void aBrokenPipeIsAnError() {
+        signal(SIGPIPE, SIG_DFL);
+        QVERIFY(m_reader->open(false) && m_writer->open(false));
+        m_reader->close();
+        QCOMPARE(m_writer->write("x", 1), qint64(-1));
+        QCOMPARE(errno, EPIPE);
+        sigset_t pending;
+        sigpending(&pending);
+        QVERIFY(!sigismember(&pending, SIGPIPE));
+    }
+
+    void mayBeDeletedByItsNotifier() {
+        QVERIFY(m_reader->open(false) && m_writer->open(false));
+        QSocketNotifier* notifier = m_reader->readNotifier();
+        connect(notifier, &QSocketNotifier::activated, this, [this] { m_reader.reset(); });
+        QSignalSpy gone(notifier, &QObject::destroyed);
+        notifier->setEnabled(true);
+        QCOMPARE(m_writer->write("x", 1), qint64(1));
+        QTRY_VERIFY(!m_reader);
+        QTRY_COMPARE(gone.count(), 1);
+    }
+
+private:
+    QTemporaryDir m_directory;
+    const QString m_name = m_directory.filePath("pipe");
+    std::unique_ptr<PlixNamedPipe> m_reader;
+    std::unique_ptr<PlixNamedPipe> m_writer;
+};
 
 QTEST_GUILESS_MAIN(TestNamedPipe)
 #include "test_namedpipe.moc"

@@ -11,7 +11,6 @@
 
 namespace {
 
-const CMPath volume = CMPath::fromEncoded(QStringLiteral("lab:volume"));
 const QString list = QStringLiteral("lab:list");
 
 const char configuration[] = R"({"nodes": {
@@ -74,35 +73,11 @@ private Q_SLOTS:
         m_root = std::make_unique<CMRootWorker>();
         m_worker = std::make_unique<CMNodesWorker>(json(configuration).toHash(), "lab");
     }
+
     void cleanup() {
         m_worker.reset();
         m_root.reset();
         QVERIFY(!CMRoot());
-    }
-
-    void failsForMissingNodes() {
-        for (const QString path : {"lab:none", "other:node", "/volume", ":volume", ""}) {
-            const CMPath target = CMPath::fromEncoded(path);
-            const CMReply<QList<QVariant>> data;
-            const CMReply<PlixRowsRoles> rows;
-            const CMReply<QVariant> write;
-            CMRoot()->getData(target, {}, data);
-            CMRoot()->getRows(target, 0, 1, -1, {}, rows);
-            CMRoot()->setData(target, PlixRolesType::Value(), 31, write);
-            const QByteArray error = path == "lab:none" ? "nodeNotFound" : "workerNotFound";
-            QCOMPARE(outcome(data), error);
-            QCOMPARE(outcome(rows), error);
-            QCOMPARE(outcome(write), error);
-        }
-    }
-
-    void reads() {
-        const CMReply<QList<QVariant>> reply;
-        CMRoot()->getData(volume, {"none", "title", "value", "title"}, reply);
-        QCOMPARE(outcome(reply), QByteArray(R"([null,"Volume",{"i32_":30},"Volume"])"));
-        QCOMPARE(CMRoot()->getValue(volume).toHash(), PlixValue::fromScalar(30).__hash());
-        m_worker.reset();
-        QVERIFY(!CMRoot()->getValue(volume).isValid());
     }
 
     void writes_data() {
@@ -110,30 +85,22 @@ private Q_SLOTS:
         QTest::addColumn<QString>("role");
         QTest::addColumn<QByteArray>("value");
         QTest::addColumn<QByteArray>("expected");
-        const auto row = [](const char* name, const char* node, const char* role, const char* value,
-                            const char* expected) {
-            QTest::newRow(name) << QString("lab:") + node << role << QByteArray(value)
-                                << QByteArray(expected);
+        const auto row = [](const char* name, const QString& node, const char* role,
+                            const QByteArray& value, const QByteArray& expected) {
+            QTest::newRow(name) << "lab:" + node << role << value << expected;
         };
         row("scalar into a record", "volume", "value", "25", R"({"i32_":25})");
-        row("record", "volume", "value", R"({"i32_":100})", R"({"i32_":100})");
-        row("whole real into an integer", "volume", "value", "7.0", R"({"i32_":7})");
         row("at an exact limit", "big", "value", "9007199254740993",
             R"({"i64_":9007199254740993})");
         row("integer into a real", "real", "value", "1", R"({"double_":1})");
         row("anything into an untyped node", "free", "value", R"(["x"])", R"(["x"])");
-        row("other role as it is", "volume", "title", "null", "null");
         row("role that the node lacks", "volume", "activate", "[1]", "[1]");
         row("text into a number", "volume", "value", R"("25")", "typeMismatch");
-        row("null into a number", "volume", "value", "null", "typeMismatch");
         row("below the minimum", "volume", "value", "-1", "outOfRange");
         row("above a typed maximum", "volume", "value", "101", "outOfRange");
         row("just above an exact limit", "big", "value", "9007199254740994", "outOfRange");
-        row("just below an exact limit", "big", "value", "-9007199254740994", "outOfRange");
-        row("real above an integer", "real", "value", "1.0000000000000002", "outOfRange");
         row("unmodifiable node", "fixed", "value", "2", "notModifiable");
         row("internal", "volume", "internal", "true", "notModifiable");
-        row("modifiable", "fixed", "modifiable", "true", "notModifiable");
         row("maximum", "volume", "maximum", "1000", "notModifiable");
         row("unknown role", "volume", "invented", "1", "notModifiable");
     }
@@ -151,31 +118,21 @@ private Q_SLOTS:
                  reply.error() ? before : expected);
     }
 
-    void readsRows_data() {
-        QTest::addColumn<int>("from");
-        QTest::addColumn<int>("to");
-        QTest::addColumn<int>("version");
-        QTest::addColumn<QByteArray>("rows");
-        QTest::newRow("clamped") << INT_MIN << INT_MAX << 1 << QByteArray(R"([["a"],["b"],["c"]])");
-        QTest::newRow("one") << 1 << 1 << -1 << QByteArray(R"([["b"]])");
-        QTest::newRow("backwards") << 2 << 1 << -1 << QByteArray("[]");
-        QTest::newRow("behind the end") << INT_MAX << INT_MAX << -1 << QByteArray("[]");
-        QTest::newRow("before the start") << -5 << -1 << -1 << QByteArray("[]");
-        QTest::newRow("other version") << 0 << 2 << 9 << QByteArray();
-    }
-
     void readsRows() {
-        QFETCH(int, from);
-        QFETCH(int, to);
-        QFETCH(int, version);
-        QFETCH(QByteArray, rows);
-        const CMReply<PlixRowsRoles> reply;
-        CMRoot()->getRows(CMPath::fromEncoded(list), from, to, version, {"title"}, reply);
-        QCOMPARE(reply.error().name(),
-                 rows.isEmpty() ? CMErrorNames::versionMismatch() : QString());
-        if (!rows.isEmpty())
-            QCOMPARE(PlixJson::serialize(reply.value().__variant()),
-                     R"({"count":3,"rows":)" + rows + R"(,"version":1})");
+        const auto read = [](int from, int to, int version) {
+            const CMReply<PlixRowsRoles> reply;
+            CMRoot()->getRows(CMPath::fromEncoded(list), from, to, version, {"title"}, reply);
+            return reply.error() ? outcome(reply) : PlixJson::serialize(reply.value().__variant());
+        };
+        const auto three = [](const QByteArray& rows) {
+            return R"({"count":3,"rows":)" + rows + R"(,"version":1})";
+        };
+        QCOMPARE(read(INT_MIN, INT_MAX, 1), three(R"([["a"],["b"],["c"]])"));
+        QCOMPARE(read(1, 1, -1), three(R"([["b"]])"));
+        QCOMPARE(read(2, 1, -1), three("[]"));
+        QCOMPARE(read(INT_MAX, INT_MAX, -1), three("[]"));
+        QCOMPARE(read(-5, -1, -1), three("[]"));
+        QCOMPARE(read(0, 2, 9), QByteArray("versionMismatch"));
     }
 
     void tellsHowRowsChange() {
@@ -190,15 +147,10 @@ private Q_SLOTS:
         QVERIFY(m_worker->connectRowsChange(CMPath::fromEncoded(list), &mirror,
                                             SLOT(on_rowsChanged(QVariantList))));
         // Growing and shrinking at the start, in the middle and at the end, with repeated rows.
-        for (const auto& titles : QVector<QVector<int>>{{1, 2, 3},
-                                                        {0, 1, 2, 3},
-                                                        {0, 3},
-                                                        {3},
-                                                        {4, 5, 6, 3},
-                                                        {4, 3},
-                                                        {3, 3, 3},
-                                                        {},
-                                                        {1, 2, 3}}) {
+        using Titles = QVector<int>;
+        for (const Titles& titles :
+             {Titles{1, 2, 3}, Titles{0, 1, 2, 3}, Titles{0, 3}, Titles{4, 5, 0, 3},
+              Titles{3, 3, 3}, Titles{}, Titles{1, 2, 3}}) {
             m_worker->setRows(list, rows(titles));
             QCOMPARE(mirror.rows, rows(titles));
         }
@@ -221,9 +173,7 @@ private Q_SLOTS:
         };
         QVERIFY(grows());
         m_worker->moveRow(list, 0, 1);
-        QVERIFY(grows());
-        m_worker->changeRow(list, 0, m_worker->row(list, 0));
-        QVERIFY(!grows());
+        QVERIFY(grows() && !grows());
         m_worker->removeNode(list);
         m_worker->setNode(list, {});
         QVERIFY(grows());
