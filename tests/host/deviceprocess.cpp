@@ -1,7 +1,6 @@
 #include "deviceprocess.h"
 
 #include <QElapsedTimer>
-#include <QFile>
 #include <QProcessEnvironment>
 #include <QRegularExpression>
 #include <QTcpServer>
@@ -17,9 +16,8 @@ constexpr int limitMs = 60000;
 } // namespace
 
 DeviceProcess::DeviceProcess() {
-    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-    environment.insert(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
-    m_process.setProcessEnvironment(environment);
+    m_process.setProcessEnvironment(QProcessEnvironment::systemEnvironment());
+    setEnvironment(QStringLiteral("LC_ALL"), QStringLiteral("C.UTF-8"));
 }
 
 DeviceProcess::~DeviceProcess() {
@@ -35,13 +33,6 @@ int DeviceProcess::freePort() {
     return server.serverPort();
 }
 
-QString DeviceProcess::writeFile(const QString& name, const QByteArray& content) const {
-    QFile file(m_state.filePath(name));
-    if (!file.open(QIODevice::WriteOnly) || file.write(content) != content.size())
-        qFatal("%s: %s", qPrintable(file.fileName()), qPrintable(file.errorString()));
-    return file.fileName();
-}
-
 void DeviceProcess::setEnvironment(const QString& name, const QString& value) {
     QProcessEnvironment environment = m_process.processEnvironment();
     environment.insert(name, value);
@@ -49,10 +40,7 @@ void DeviceProcess::setEnvironment(const QString& name, const QString& value) {
 }
 
 bool DeviceProcess::start(const QStringList& arguments) {
-    static const QRegularExpression readyLine(
-        QStringLiteral("\\Aready http=(\\d+) https=(\\d+)\n"));
-    m_standardOutput.clear();
-    m_standardError.clear();
+    static const QRegularExpression readyLine(QStringLiteral("\\Aready http=(\\d+) https=\\d+\n"));
     m_process.start(QStringLiteral(PLIX_HOST_PROGRAM),
                     QStringList{QStringLiteral("--state"), stateDirectory()} + arguments);
     QElapsedTimer elapsed;
@@ -63,7 +51,6 @@ bool DeviceProcess::start(const QStringList& arguments) {
         if (!match.hasMatch())
             continue;
         m_httpPort = match.captured(1).toInt();
-        m_httpsPort = match.captured(2).toInt();
         return true;
     }
     return false;

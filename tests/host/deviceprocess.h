@@ -15,8 +15,6 @@ public:
     static int freePort();
 
     QString stateDirectory() const { return m_state.path(); }
-    // A file beside the state directory's content; its path.
-    QString writeFile(const QString& name, const QByteArray& content) const;
     void setEnvironment(const QString& name, const QString& value);
 
     // Starts the host with the state directory and these arguments, and waits for its ready line.
@@ -29,7 +27,6 @@ public:
     int stop(int signal);
 
     int httpPort() const { return m_httpPort; }
-    int httpsPort() const { return m_httpsPort; }
     QByteArray standardOutput() const { return m_standardOutput; }
     // Complete once the host has ended.
     QByteArray standardError() const { return m_standardError; }
@@ -45,5 +42,4 @@ private:
     QByteArray m_standardOutput;
     QByteArray m_standardError;
     int m_httpPort = 0;
-    int m_httpsPort = 0;
 };
