@@ -69,11 +69,9 @@ private Q_SLOTS:
         row("byte-order mark goes, invalid UTF-8 is replaced", "\xef\xbb\xbf\xff", "\xef\xbf\xbd");
         row("blanks only", "<?plix   ?>!", "[[Error: unrecognized command]]!");
         row("unknown command", "<?plix GetData?>", "[[Error: unknown command: GetData]]");
-        row("getRows", "<?plix getRows?>!", "[[getRows: Error: not implemented!]]!");
         row("no roles", "<get text'?>!", "[[getData: Error: missing parameters!]]!");
         row("html", "1<get text' roles='value' escape='html'?>2", "1&lt;a&amp;b&gt;2");
         row("js", "<get text' roles='title' escape='js'?>", "\\\"it\\'s\\\"");
-        row("none", "<get text' roles='value' escape='none'?>", "<a&b>");
         row("no escape means html", "<get text' roles='title'?>", "&quot;it's&quot;");
         row("first of several roles", "<get number' roles='maximum,value'?>", "100");
         row("failure", "<get x' roles='value'?>", "[[getData: Error retrieving values!]]");
@@ -84,7 +82,6 @@ private Q_SLOTS:
         row("onSuccessReply",
             "<set number' type='int' value='7' onSuccess='a' onSuccessReply='b'?>", "7");
         row("setData failure", "<set x' type='int' value='1'?>", "[[setData: Error!]]");
-        row("setData onError", "<set x' onError='n/a'?>", "n/a");
         row("json that does not parse", "1<set json' type='json' value='[' onError='e'?>2", "12");
         row("form fields", "<set $n' type='$t' value='$v$none' onSuccessReply='1'?>", "12",
             "n=number&t=PlixValue:i32_&v=12&value=5");
