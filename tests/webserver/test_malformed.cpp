@@ -197,14 +197,16 @@ void TestMalformed::bodyIsLimited() {
     const QByteArray mebibyte(1024 * 1024, 'x');
     const bool chunks = head.contains("chunked");
     RawClient client(server.port());
-    const qint64 before = residentBytes();
+    [[maybe_unused]] const qint64 before = residentBytes();
     client.send(head);
     for (int i = 0; i < mebibytes && client.isConnected(); ++i) {
         client.send(chunks ? "100000\r\n" + mebibyte + "\r\n" : mebibyte);
         // The client's own buffer does not count.
         QTRY_VERIFY(client.socket().bytesToWrite() < mebibyte.size() || !client.isConnected());
     }
+#ifndef __SANITIZE_ADDRESS__ // which keeps what is freed for a while
     QVERIFY(residentBytes() - before < 64 * mebibyte.size());
+#endif
     const HttpReply reply = client.readReply();
     QTEST(reply.status, "status");
     QCOMPARE(calls, reply.status == 200 ? 1 : 0);
