@@ -1,6 +1,7 @@
 #include "core/plixjson.h"
 
 #include "core/model/cmerror.h"
+#include "core/plixutf8.h"
 #include "core/plixvalue.h"
 
 #include <QMetaType>
@@ -139,10 +140,7 @@ bool ValueBuilder::toText(const char* text, Size length, QString* result) {
         if (static_cast<unsigned char>(at[1]) >= 0xA0)
             return fail("Unpaired surrogate in string");
     }
-    *result = QString::fromUtf8(text, static_cast<int>(length));
-    // The conversion takes a leading U+FEFF for a byte order mark and drops it.
-    if (length >= 3 && std::memcmp(text, "\xEF\xBB\xBF", 3) == 0)
-        result->prepend(QChar(QChar::ByteOrderMark));
+    *result = plixFromUtf8(text, static_cast<int>(length));
     return true;
 }
 
@@ -340,7 +338,7 @@ void JsonWriter::writeContainer(const QVariant& value, int type, int depth) {
 void JsonWriter::writeOther(const QVariant& value, int type, int depth) {
     if (type == QMetaType::QByteArray) {
         const QByteArray bytes = value.toByteArray();
-        writeText(QString::fromUtf8(bytes.constData(), bytes.size()));
+        writeText(plixFromUtf8(bytes.constData(), bytes.size()));
     } else if (value.canConvert(QMetaType::QString)) {
         writeText(value.toString());
     } else if (value.canConvert<QVariantMap>()) {
@@ -407,5 +405,5 @@ QString PlixJson::escape(const QString& text) {
     ByteStream stream;
     JsonWriter(stream).writeText(text);
     const QByteArray quoted = stream.take();
-    return QString::fromUtf8(quoted.constData() + 1, quoted.size() - 2);
+    return plixFromUtf8(quoted.constData() + 1, quoted.size() - 2);
 }

@@ -1,5 +1,7 @@
 #include "core/plixurl.h"
 
+#include "core/plixutf8.h"
+
 #include <algorithm>
 
 namespace {
@@ -50,7 +52,7 @@ QString decoded(const QByteArray& text) {
         }
     }
     // With the length, because the form that takes the array stops at the first NUL.
-    return QString::fromUtf8(bytes.constData(), bytes.size());
+    return plixFromUtf8(bytes.constData(), bytes.size());
 }
 
 int schemeLength(const QByteArray& url) {
