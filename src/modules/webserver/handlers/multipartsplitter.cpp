@@ -94,7 +94,15 @@ bool MultipartSplitter::hasEnd() const {
     if (m_closed || isAtClosing())
         return true;
     // In the midst of content no more than a delimiter's length is kept, which needs no search.
-    return m_buffer.size() > m_delimiter.size() && m_buffer.contains(m_delimiter + closingMark);
+    if (m_buffer.size() <= m_delimiter.size() || !m_buffer.contains(m_delimiter + closingMark))
+        return false;
+    // It may stand within a header block, where it means nothing.
+    MultipartSplitter rest(*this);
+    rest.m_newPart = [](const QByteArray&) {};
+    rest.m_partData = [](const char*, unsigned int) {};
+    while (rest.step(true) > 0) {
+    }
+    return rest.m_closed || rest.isAtClosing();
 }
 
 void MultipartSplitter::close() {
