@@ -16,6 +16,8 @@ constexpr int reservedDescriptors = 128;
 constexpr int reservedPart = 4;
 // How often a full process looks for free descriptors.
 constexpr int retryMs = 250;
+// A shortage that comes back sooner is still the same one.
+constexpr int quietMs = 60000;
 // GLib queues ten clients, which a page's connections or renewed polls overflow; a client that is
 // not queued waits a second before it tries again.
 constexpr int backlog = 512;
@@ -79,12 +81,17 @@ bool Listener::hasRoom(GSocket* socket) {
         ::close(lowest);
     const bool room =
         lowest >= 0 && lowest < limit - std::min(reservedDescriptors, limit / reservedPart);
-    if (!room && !m_saidFull)
+    if (!room)
+        noteShortage(limit);
+    return room;
+}
+
+// Once per shortage: while clients come and go, it ends and begins again many times a second.
+void Listener::noteShortage(int limit) {
+    if (!m_sinceShortage.isValid() || m_sinceShortage.hasExpired(quietMs))
         dbglog_warning("No file descriptors left for further connections (limit "
                        << limit << "): new clients wait until others have left");
-    // Once per shortage, which is over when half of them are free.
-    m_saidFull = m_saidFull ? !room || lowest > limit / 2 : !room;
-    return room;
+    m_sinceShortage.start();
 }
 
 void Listener::accept(GSocket* socket) {

@@ -2,6 +2,7 @@
 
 #include "glibptr.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 #include <libsoup/soup.h>
@@ -32,6 +33,7 @@ private:
     void watch();
     void wait();
     bool hasRoom(GSocket* socket);
+    void noteShortage(int limit);
     void accept(GSocket* socket);
     void revive(GSocket* socket);
     static gboolean on_readable(GSocket* socket, GIOCondition condition, gpointer self);
@@ -41,5 +43,6 @@ private:
     int m_options = 0;
     std::vector<GSourcePtr> m_watches;
     QTimer m_retry;
-    bool m_saidFull = false;
+    // Since the process was last found full; invalid before the first time.
+    QElapsedTimer m_sinceShortage;
 };
