@@ -3,6 +3,7 @@
 option(PLIX_WERROR "Treat warnings as errors" OFF)
 option(PLIX_TESTS "Build the tests" ON)
 option(PLIX_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
+option(PLIX_FUZZ "Build the libFuzzer programs; needs clang" OFF)
 
 add_library(plix_options INTERFACE)
 target_compile_options(plix_options INTERFACE
@@ -17,6 +18,10 @@ if(PLIX_SANITIZE)
     add_compile_options(-fsanitize=address,undefined -fno-omit-frame-pointer
         -fno-sanitize-recover=undefined -fno-sanitize=vptr)
     add_link_options(-fsanitize=address,undefined)
+endif()
+if(PLIX_FUZZ)
+    add_compile_options(-fsanitize=fuzzer-no-link
+        -fsanitize-ignorelist=${PROJECT_SOURCE_DIR}/fuzz/ignorelist.txt)
 endif()
 
 # What a device runs with: the host and its worker plug-ins, without the tests.

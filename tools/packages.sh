@@ -7,12 +7,13 @@ build_packages=(
     qtbase5-dev libsoup2.4-dev libglib2.0-dev liblog4cplus-dev rapidjson-dev
     glib-networking openssl
 )
-test_packages=(curl dpkg-dev file)
+test_packages=(curl dpkg-dev file iproute2 valgrind)
 # Tests take these from elsewhere too, if they are there.
 command -v chromium >/dev/null || test_packages+=(chromium)
 command -v node >/dev/null || test_packages+=(nodejs)
 command -v npm >/dev/null || test_packages+=(npm)
 check_packages=(clang-format clang-tidy)
+fuzz_packages=(clang libclang-rt-14-dev llvm)
 
 # install_packages NAME...: installs what is missing. Needs no network when nothing is.
 install_packages() {

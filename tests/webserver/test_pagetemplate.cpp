@@ -1,47 +1,8 @@
+#include "pageexpressions.h"
 #include "responders/pagetemplate.h"
 
 #include <QRandomGenerator>
-#include <QRegExp>
 #include <QTest>
-
-namespace {
-
-// The language as its expressions define it.
-PageTemplate::Command parseByExpressions(const QString& instruction) {
-    QRegExp command("^\\s*\\b(\\w+)\\b");
-    if (command.indexIn(instruction) < 0)
-        return {};
-    PageTemplate::Command result{command.cap(1), {}};
-    QRegExp attribute("\\s*(\\w+)\\b=\"((?:[^\"]*(?:\\\\\")?)*)\"");
-    int position = command.matchedLength();
-    while ((position = attribute.indexIn(instruction, position)) >= 0) {
-        result.attributes.insert(attribute.cap(1), attribute.cap(2).replace("\\\"", "\""));
-        position += attribute.matchedLength();
-    }
-    return result;
-}
-
-QString substituteByExpression(QString text) {
-    const QRegExp name("\\$(\\$|\\w+)");
-    int position = 0;
-    while ((position = name.indexIn(text, position)) >= 0) {
-        const bool isDollar = name.cap(1) == "$";
-        const QString replacement = isDollar ? "$" : "<$" + name.cap(1) + ">";
-        text.replace(position, isDollar ? 1 : name.matchedLength(), replacement);
-        position += replacement.size();
-    }
-    return text;
-}
-
-bool matchesExpressions(const QString& text) {
-    const auto lookup = [](const QString& name) { return "<$" + name + ">"; };
-    const PageTemplate::Command actual = PageTemplate::parseInstruction(text);
-    const PageTemplate::Command expected = parseByExpressions(text);
-    return actual.name == expected.name && actual.attributes == expected.attributes &&
-           PageTemplate::substitute(text, lookup) == substituteByExpression(text);
-}
-
-} // namespace
 
 class TestPageTemplate : public QObject {
     Q_OBJECT
@@ -54,11 +15,12 @@ private Q_SLOTS:
             QString text = run % 2 ? QStringLiteral("c a=\"") : QString();
             for (int length = random.bounded(24); length > 0; --length)
                 text += alphabet[random.bounded(alphabet.size())];
-            QVERIFY2(matchesExpressions(text), qPrintable(text));
+            QVERIFY2(PageExpressions::matchesExpressions(text), qPrintable(text));
         }
         for (int code = 0; code <= 0xffff; ++code)
-            QVERIFY2(matchesExpressions(QString("%1x%1a%1=\"v\"$%1").arg(QChar(code))),
-                     qPrintable(QString::number(code, 16)));
+            QVERIFY2(
+                PageExpressions::matchesExpressions(QString("%1x%1a%1=\"v\"$%1").arg(QChar(code))),
+                qPrintable(QString::number(code, 16)));
     }
 
     void buildsValues() {

@@ -1,0 +1,1 @@
+<p><?plix getData path="player:player/volume" roles="value" escape="html"?></p>

@@ -1,0 +1,1 @@
+<?plix setData path="a:b" role="value" type="PlixValue:double_" value="$v"?><?plix getRows roles="title,value" format="<a href=\"$title\">$$value</a>" path="q:" ?>
