@@ -2,6 +2,7 @@
 
 option(PLIX_WERROR "Treat warnings as errors" OFF)
 option(PLIX_TESTS "Build the tests" ON)
+option(PLIX_BENCHMARKS "Build what the device is measured with" OFF)
 option(PLIX_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer" OFF)
 option(PLIX_FUZZ "Build the libFuzzer programs; needs clang" OFF)
 

@@ -12,6 +12,9 @@ test_packages=(curl dpkg-dev file iproute2 valgrind)
 command -v chromium >/dev/null || test_packages+=(chromium)
 command -v node >/dev/null || test_packages+=(nodejs)
 command -v npm >/dev/null || test_packages+=(npm)
+bench_packages=(
+    wrk nginx-light lighttpd curl python3 valgrind libbenchmark-dev nlohmann-json3-dev
+)
 check_packages=(clang-format clang-tidy)
 fuzz_packages=(clang libclang-rt-14-dev llvm)
 

@@ -1,0 +1,120 @@
+"""Instructions of the processor for one request of each work. See ./instructions."""
+
+import argparse
+import glob
+import http.client
+import os
+import re
+import ssl
+import subprocess
+import tempfile
+import urllib.parse
+
+from measure import make_certificate, own_tmp
+from servers import Bare, Device
+from works import answers_of_the_device, make_site, make_works
+
+WARM_UP, REQUESTS = 50, 500
+
+
+class Unmeasured:
+    """In the place of a server that is not asked."""
+    name = "none"
+
+    def url(self, path):
+        return path
+
+    secure_url = url
+
+    def offers(self, path):
+        return False
+
+
+def ask(url, count):
+    parts = urllib.parse.urlsplit(url)
+    if parts.scheme == "https":
+        client = http.client.HTTPSConnection(parts.netloc,
+                                             context=ssl._create_unverified_context())
+    else:
+        client = http.client.HTTPConnection(parts.netloc)
+    for _ in range(count):
+        client.request("GET", parts.path + "?" + parts.query)
+        reply = client.getresponse()
+        reply.read()
+        assert reply.status == 200, f"{url}: {reply.status}"
+    client.close()
+
+
+class Profiled:
+    """A server under callgrind, which counts only while it is asked to."""
+
+    def __init__(self, folder, profile, start):
+        self.prefix, self.profile = f"{folder}/vgdb", profile
+        for old in glob.glob(f"{profile}*"):
+            os.unlink(old)
+        self.server = start(("valgrind", "-q", "--tool=callgrind", "--dump-instr=no",
+                             f"--vgdb-prefix={self.prefix}",
+                             f"--callgrind-out-file={profile}.%p"))
+
+    def tell(self, command):
+        for process in self.server.processes:
+            subprocess.run(["vgdb", f"--vgdb-prefix={self.prefix}", f"--pid={process.pid}", command],
+                           check=True, capture_output=True)
+
+    def count(self, url):
+        """Instructions per request."""
+        ask(url, WARM_UP)
+        self.tell("zero")
+        ask(url, REQUESTS)
+        self.tell("dump")
+        self.server.stop()
+        result = 0
+        for process in self.server.processes:
+            with open(f"{self.profile}.{process.pid}.1") as profile:
+                result += int(re.search(r"^(?:summary|totals): (\d+)", profile.read(), re.M)[1])
+        return result / REQUESTS
+
+
+def count(server_name, title, folder, profiles, start):
+    profile = f"{profiles}/{re.sub('[^A-Za-z0-9]+', '-', title)}.{server_name}"
+    profiled = Profiled(folder, profile, start)
+    servers = [profiled.server if name == server_name else Unmeasured()
+               for name in ("device", "bare", "nginx", "lighttpd")]
+    work = next(work for work in make_works(folder, servers, 0) if work.title == title)
+    return profiled.count(work.urls[server_name])
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__)
+    parser.add_argument("--build", required=True, type=os.path.abspath, help=argparse.SUPPRESS)
+    parser.add_argument("--device-only", action="store_true")
+    parser.add_argument("only", nargs="?", default="")
+    arguments = parser.parse_args()
+    build, profiles = arguments.build, f"{arguments.build}/callgrind"
+    os.makedirs(profiles, exist_ok=True)
+
+    with tempfile.TemporaryDirectory(dir=build) as folder:
+        make_site(folder)
+        certificate = make_certificate(folder)
+        device = Device(build, folder, wrapper=own_tmp())
+        answers_of_the_device(folder, device)
+        device.stop()
+        starts = {
+            "device": lambda wrapper: Device(build, folder, wrapper=(*own_tmp(), *wrapper)),
+            "bare": lambda wrapper: Bare(build, f"{folder}/bare", *certificate, wrapper=wrapper)}
+        if arguments.device_only:
+            del starts["bare"]
+        print(f"| instructions per request | {' | '.join(starts)} | ratio |")
+        print("|---|" + "---|" * len(starts) + "---|")
+        for work in make_works(folder, [Unmeasured()] * 4, 0):
+            if arguments.only not in work.title or "bare" not in work.compared:
+                continue
+            figures = [count(name, work.title, folder, profiles, start)
+                       for name, start in starts.items()]
+            print(f"| {work.title} | {' | '.join(f'{figure:.0f}' for figure in figures)} | "
+                  f"{figures[0] / figures[-1]:.2f} |", flush=True)
+    print(f"\nProfiles: {profiles}")
+
+
+if __name__ == "__main__":
+    main()

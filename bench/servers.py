@@ -1,0 +1,170 @@
+"""The servers that are measured, each started with the same small site in a folder of its own."""
+
+import os
+import re
+import signal
+import socket
+import ssl
+import subprocess
+import time
+import urllib.error
+import urllib.request
+
+SERVER_CORE = min(os.sched_getaffinity(0))
+CLIENT_CORE = max(os.sched_getaffinity(0))
+
+
+def on_core(core):
+    return lambda: os.sched_setaffinity(0, {core})
+
+
+def free_port():
+    with socket.socket() as probe:
+        probe.bind(("127.0.0.1", 0))
+        return probe.getsockname()[1]
+
+
+def fetch(url):
+    context = ssl._create_unverified_context()
+    with urllib.request.urlopen(url, timeout=60, context=context) as reply:
+        return reply.read()
+
+
+def write(path, text):
+    with open(path, "wb" if isinstance(text, bytes) else "w") as file:
+        file.write(text)
+    return path
+
+
+class Server:
+    """A process on the servers' core, listening on `port` and, where it can, `secure_port`."""
+
+    def __init__(self, name, port=None, secure_port=None):
+        self.name = name
+        self.port = port or free_port()
+        self.secure_port = secure_port or free_port()
+        self.processes = []
+
+    def spawn(self, command, **options):
+        process = subprocess.Popen(command, preexec_fn=on_core(SERVER_CORE), **options)
+        self.processes.append(process)
+        return process
+
+    def wait_for(self, *ports):
+        deadline = time.monotonic() + 30
+        for port in ports:
+            while True:
+                try:
+                    socket.create_connection(("127.0.0.1", port)).close()
+                    break
+                except OSError:
+                    if time.monotonic() > deadline or self.processes[-1].poll() is not None:
+                        raise
+                    time.sleep(0.002)
+
+    def url(self, path):
+        return f"http://127.0.0.1:{self.port}{path}"
+
+    def secure_url(self, path):
+        return f"https://127.0.0.1:{self.secure_port}{path}"
+
+    def pids(self):
+        """Those that do the work: a master process may have others do it."""
+        pids = [process.pid for process in self.processes]
+        for pid in pids:
+            with open(f"/proc/{pid}/task/{pid}/children") as children:
+                pids.extend(int(child) for child in children.read().split())
+        return pids
+
+    def cpu(self):
+        """Seconds of processor time so far."""
+        total = 0
+        for pid in self.pids():
+            for task in os.listdir(f"/proc/{pid}/task"):
+                with open(f"/proc/{pid}/task/{task}/schedstat") as stat:
+                    total += int(stat.read().split()[0])
+        return total / 1e9
+
+    def memory(self):
+        """Resident bytes."""
+        with open(f"/proc/{self.pids()[0]}/status") as status:
+            return int(re.search(r"VmRSS:\s+(\d+)", status.read())[1]) * 1024
+
+    def stop(self):
+        for process in self.processes:
+            process.send_signal(signal.SIGTERM)
+        for process in self.processes:
+            process.wait()
+
+
+class Device(Server):
+    def __init__(self, build, folder, wrapper=()):
+        super().__init__("device")
+        self.work = folder
+        command = [*wrapper, f"{build}/bin/plixhost", "--state", f"{folder}/state",
+                   "--device", f"{folder}/device.json", "--set", f"settings:/webserver/port={self.port}",
+                   "--set", f"settings:/webserver/httpsPort={self.secure_port}"]
+        started = time.monotonic()
+        process = self.spawn(command, stdout=subprocess.PIPE, text=True)
+        self.wait_for(self.port)
+        fetch(self.url("/api/getData?path=player:player/volume&roles=value"))
+        self.start_time = time.monotonic() - started
+        self.ready = process.stdout.readline().strip()
+        self.wait_for(self.secure_port)
+
+    def offers(self, path):
+        """Whether a node exists, as those of a worker do that this device may not have."""
+        try:
+            return bool(fetch(self.url(f"/api/getData?path={path}&roles=title")))
+        except urllib.error.HTTPError:
+            return False
+
+
+class Bare(Server):
+    """One process for each of the two ports."""
+
+    def __init__(self, build, folder, certificate, key, wrapper=()):
+        super().__init__("bare")
+        program = [*wrapper, f"{build}/bin/bench_bareserver"]
+        self.spawn([*program, str(self.port), folder])
+        self.spawn([*program, str(self.secure_port), folder, certificate, key])
+        self.wait_for(self.port, self.secure_port)
+
+
+class Nginx(Server):
+    def __init__(self, folder, root, certificate, key):
+        super().__init__("nginx")
+        os.makedirs(folder)
+        configuration = write(f"{folder}/nginx.conf", f"""
+            daemon off; worker_processes 1; pid {folder}/pid; error_log {folder}/error.log;
+            user root;
+            events {{ worker_connections 1024; }}
+            http {{
+                access_log off; sendfile on; tcp_nopush on; keepalive_requests 1000000000;
+                client_body_temp_path {folder}/t1; proxy_temp_path {folder}/t2;
+                fastcgi_temp_path {folder}/t3; uwsgi_temp_path {folder}/t4;
+                scgi_temp_path {folder}/t5;
+                server {{
+                    root {root};
+                    listen 127.0.0.1:{self.port};
+                    listen 127.0.0.1:{self.secure_port} ssl;
+                    ssl_certificate {certificate}; ssl_certificate_key {key};
+                }}
+            }}""")
+        self.spawn(["nginx", "-c", configuration], stderr=subprocess.DEVNULL)
+        self.wait_for(self.port, self.secure_port)
+
+
+class Lighttpd(Server):
+    def __init__(self, folder, root):
+        super().__init__("lighttpd")
+        os.makedirs(folder)
+        configuration = write(f"{folder}/lighttpd.conf", f"""
+            server.document-root = "{root}"
+            server.bind = "127.0.0.1"
+            server.port = {self.port}
+            server.max-keep-alive-requests = 65535
+            server.errorlog = "{folder}/error.log"
+            """)
+        self.spawn(["lighttpd", "-D", "-f", configuration])
+        self.wait_for(self.port)
