@@ -1,6 +1,7 @@
 #include "core/plixjson.h"
 
 #include <QJsonDocument>
+
 #include <benchmark/benchmark.h>
 #include <nlohmann/json.hpp>
 
@@ -62,8 +63,7 @@ BENCHMARK(serializePlix);
 void serializeQt(benchmark::State& state) {
     const QVariant value = rowsAnswer();
     for (auto _ : state) {
-        benchmark::DoNotOptimize(
-            QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact));
+        benchmark::DoNotOptimize(QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact));
     }
     state.SetBytesProcessed(int64_t(state.iterations()) * rowsText().size());
 }

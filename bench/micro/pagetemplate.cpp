@@ -7,9 +7,10 @@ namespace {
 QString page(int instructions) {
     QString text;
     for (int i = 0; i < instructions; ++i) {
-        text += QStringLiteral("<tr><td class=\"name\">Some text of the page</td><td><?plix getData "
-                               "path=\"player:player/volume\" roles=\"value\" escape=\"html\"?>"
-                               "</td></tr>\n");
+        text +=
+            QStringLiteral("<tr><td class=\"name\">Some text of the page</td><td><?plix getData "
+                           "path=\"player:player/volume\" roles=\"value\" escape=\"html\"?>"
+                           "</td></tr>\n");
     }
     return text;
 }

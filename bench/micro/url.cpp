@@ -1,6 +1,7 @@
 #include "core/plixurl.h"
 
 #include <QUrlQuery>
+
 #include <benchmark/benchmark.h>
 
 namespace {
