@@ -5,6 +5,7 @@ import glob
 import http.client
 import os
 import re
+import socket
 import ssl
 import subprocess
 import tempfile
@@ -12,9 +13,10 @@ import urllib.parse
 
 from measure import make_certificate, own_tmp
 from servers import Bare, Device
-from works import answers_of_the_device, make_site, make_works
+from works import CONNECTIONS, answers_of_the_device, make_site, make_works
 
-WARM_UP, REQUESTS = 50, 500
+# On each connection.
+WARM_UP, REQUESTS = 5, 40
 
 
 class Unmeasured:
@@ -30,19 +32,28 @@ class Unmeasured:
         return False
 
 
-def ask(url, count):
-    parts = urllib.parse.urlsplit(url)
+def connect(parts):
+    client = socket.create_connection((parts.hostname, parts.port))
     if parts.scheme == "https":
-        client = http.client.HTTPSConnection(parts.netloc,
-                                             context=ssl._create_unverified_context())
-    else:
-        client = http.client.HTTPConnection(parts.netloc)
+        client = ssl._create_unverified_context().wrap_socket(client)
+    return client
+
+
+def ask(url, count):
+    """So many requests on each of several connections, all at once, as under load."""
+    parts = urllib.parse.urlsplit(url)
+    request = f"GET {parts.path}?{parts.query} HTTP/1.1\r\nHost: localhost\r\n\r\n".encode()
+    clients = [connect(parts) for _ in range(CONNECTIONS)]
     for _ in range(count):
-        client.request("GET", parts.path + "?" + parts.query)
-        reply = client.getresponse()
-        reply.read()
-        assert reply.status == 200, f"{url}: {reply.status}"
-    client.close()
+        for client in clients:
+            client.sendall(request)
+        for client in clients:
+            reply = http.client.HTTPResponse(client)
+            reply.begin()
+            reply.read()
+            assert reply.status == 200, f"{url}: {reply.status}"
+    for client in clients:
+        client.close()
 
 
 class Profiled:
@@ -72,7 +83,7 @@ class Profiled:
         for process in self.server.processes:
             with open(f"{self.profile}.{process.pid}.1") as profile:
                 result += int(re.search(r"^(?:summary|totals): (\d+)", profile.read(), re.M)[1])
-        return result / REQUESTS
+        return result / REQUESTS / CONNECTIONS
 
 
 def count(server_name, title, folder, profiles, start):

@@ -3,6 +3,7 @@
 #include "core/plixutf8.h"
 
 #include <algorithm>
+#include <cstring>
 
 namespace {
 
@@ -36,8 +37,10 @@ int hexDigit(char digit) {
     return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
 }
 
-// Qt's own decoding computes a byte from whatever follows the percent sign.
+// Of printable ASCII. Qt's own decoding computes a byte from whatever follows the percent sign.
 QString decoded(const QByteArray& text) {
+    if (!text.contains('%'))
+        return QString::fromLatin1(text);
     QByteArray bytes;
     bytes.reserve(text.size());
     for (int i = 0; i < text.size(); ++i) {
@@ -55,6 +58,12 @@ QString decoded(const QByteArray& text) {
     return plixFromUtf8(bytes.constData(), bytes.size());
 }
 
+bool isNamed(const char* text, int length, const QString& name) {
+    if (!std::memchr(text, '%', static_cast<size_t>(length)))
+        return name == QLatin1String(text, length);
+    return decoded(QByteArray(text, length)) == name;
+}
+
 int schemeLength(const QByteArray& url) {
     const int colon = url.indexOf(':');
     const int slash = url.indexOf('/');
@@ -70,7 +79,7 @@ QByteArray queryItem(const QByteArray& query, const QString& name) {
         int equals = query.indexOf('=', begin);
         if (equals < 0 || equals > end)
             equals = end;
-        if (decoded(query.mid(begin, equals - begin)) == name)
+        if (isNamed(query.constData() + begin, equals - begin, name))
             return equals < end ? query.mid(equals + 1, end - equals - 1) : QByteArray("");
         begin = end + 1;
     }

@@ -4,10 +4,15 @@
 #include <QString>
 
 #include <algorithm>
+#include <arpa/inet.h>
 
 namespace {
 
 bool isIpAddress(const QByteArray& text) {
+    // The usual case, which needs no conversion.
+    in_addr ipv4{};
+    if (inet_pton(AF_INET, text.constData(), &ipv4) == 1)
+        return true;
     QHostAddress address;
     return address.setAddress(QString::fromLatin1(text));
 }

@@ -1,6 +1,13 @@
 #include "message.h"
 
+#include "chunkedend.h"
 #include "core/dbglog.h"
+#include "deferreddeletion.h"
+
+#include <QMetaMethod>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 
 namespace {
 
@@ -14,6 +21,16 @@ QString uriToString(SoupMessage* message) {
     return QString::fromUtf8(uri.get());
 }
 
+GQuark corkedQuark() {
+    static const GQuark quark = g_quark_from_static_string("plix-corked");
+    return quark;
+}
+
+bool setCorked(SoupClientContext* client, bool corked) {
+    GSocket* socket = soup_client_context_get_gsocket(client);
+    return socket && g_socket_set_option(socket, IPPROTO_TCP, TCP_CORK, corked, nullptr);
+}
+
 } // namespace
 
 Message::Message(const MessageData& data, QObject* parent)
@@ -21,23 +38,39 @@ Message::Message(const MessageData& data, QObject* parent)
     dbglog_debug("Message for '" << m_fullUri << "'");
     soup_message_body_set_accumulate(m_data.message->response_body, FALSE);
     soup_message_headers_replace(m_data.message->response_headers, "X-Robots-Tag", "noindex");
-    connectSignals();
+    m_soupFinished =
+        GSignalConnection(m_data.message, "finished", G_CALLBACK(on_soup_finished), this);
 }
 
 Message::Message(const Message& other)
     : QObject(), m_data(other.m_data), m_valid(other.m_valid), m_finished(other.m_finished),
       m_fullUri(other.m_fullUri), m_url(other.m_url) {
     if (m_valid)
-        connectSignals();
+        m_soupFinished =
+            GSignalConnection(m_data.message, "finished", G_CALLBACK(on_soup_finished), this);
 }
 
 Message::~Message() = default;
 
-void Message::connectSignals() {
-    SoupMessage* message = m_data.message;
-    m_gotChunk = GSignalConnection(message, "got_chunk", G_CALLBACK(on_soup_gotChunk), this);
-    m_wroteChunk = GSignalConnection(message, "wrote-chunk", G_CALLBACK(on_soup_wroteChunk), this);
-    m_soupFinished = GSignalConnection(message, "finished", G_CALLBACK(on_soup_finished), this);
+void Message::connectNotify(const QMetaMethod& signal) {
+    static const QMetaMethod gotChunkSignal = QMetaMethod::fromSignal(&Message::gotChunk);
+    static const QMetaMethod wroteChunkSignal = QMetaMethod::fromSignal(&Message::wroteChunk);
+    if (!m_valid)
+        return;
+    if (signal == gotChunkSignal && !m_gotChunk)
+        m_gotChunk =
+            GSignalConnection(m_data.message, "got_chunk", G_CALLBACK(on_soup_gotChunk), this);
+    else if (signal == wroteChunkSignal && !m_wroteChunk)
+        m_wroteChunk =
+            GSignalConnection(m_data.message, "wrote-chunk", G_CALLBACK(on_soup_wroteChunk), this);
+}
+
+void Message::deleteWhenFinished() {
+    m_deletedWhenFinished = true;
+    if (!m_finished)
+        return;
+    dbglog_debug("Message already finished, deleting it directly");
+    deleteTogether(this);
 }
 
 void Message::forgetCallbackArguments() {
@@ -55,12 +88,15 @@ void Message::on_soup_wroteChunk(SoupMessage*, Message* self) {
 
 void Message::on_soup_finished(SoupMessage*, Message* self) {
     self->m_finished = true;
+    self->uncork();
     Q_EMIT self->finished();
     self->m_gotChunk.disconnect();
     self->m_wroteChunk.disconnect();
     self->m_soupFinished.disconnect();
     // Last, so that receivers of finished() still see a valid message.
     self->m_valid = false;
+    if (self->m_deletedWhenFinished)
+        deleteTogether(self);
 }
 
 QByteArray Message::method() const {
@@ -229,6 +265,7 @@ void Message::setEncoding(Encoding encoding) {
             break;
         case SOUP_HTTP_1_1:
             soupEncoding = SOUP_ENCODING_CHUNKED;
+            endChunkedBodiesInPlace();
             break;
         }
     }
@@ -292,7 +329,21 @@ void Message::responseBodyComplete() {
     if (!isOpen())
         return;
     soup_message_body_complete(m_data.message->response_body);
+    cork();
     unpause();
+}
+
+// libsoup writes the header, each chunk and the marks around it by themselves, without delay. While
+// the socket is corked the system sends what comes together in full packets; it is uncorked, and
+// the rest sent, at the exchange's end, which another Message may see than the one that corked.
+void Message::cork() {
+    if (setCorked(m_data.client, true))
+        g_object_set_qdata(G_OBJECT(m_data.message), corkedQuark(), m_data.message);
+}
+
+void Message::uncork() {
+    if (g_object_steal_qdata(G_OBJECT(m_data.message), corkedQuark()))
+        setCorked(m_data.client, false);
 }
 
 qint64 Message::responseBodyLength() const {

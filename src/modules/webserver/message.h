@@ -35,7 +35,7 @@ public:
     enum Encoding { ContentLength = 0, Chunked = 1 };
 
     Message(const MessageData& data, QObject* parent);
-    // A second view of the same exchange, with signal connections of its own.
+    // A second view of the same exchange, which hears of its events by itself.
     Message(const Message& other);
     ~Message() override;
 
@@ -44,6 +44,8 @@ public:
     bool isValid() const { return m_valid; }
     // True from the moment the exchange ends; receivers of finished() still see a valid message.
     bool isFinished() const { return m_finished; }
+    // Deletes the message from the event loop, once the exchange has ended.
+    void deleteWhenFinished();
     // Called when libsoup's callback returns, which is when libsoup frees its arguments.
     void forgetCallbackArguments();
 
@@ -106,9 +108,13 @@ Q_SIGNALS:
     void finished();
     void wroteChunk();
 
+protected:
+    void connectNotify(const QMetaMethod& signal) override;
+
 private:
-    void connectSignals();
     void appendBuffer(SoupBuffer* buffer);
+    void cork();
+    void uncork();
     bool isOpen() const { return m_valid && !m_finished; }
 
     static void on_soup_gotChunk(SoupMessage*, SoupBuffer* chunk, Message* self);
@@ -118,8 +124,10 @@ private:
     MessageData m_data;
     bool m_valid = true;
     bool m_finished = false;
+    bool m_deletedWhenFinished = false;
     QString m_fullUri;
     mutable PlixUrl m_url;
+    // Made when somebody wants to hear of chunks: most exchanges end without.
     GSignalConnection m_gotChunk;
     GSignalConnection m_wroteChunk;
     GSignalConnection m_soupFinished;

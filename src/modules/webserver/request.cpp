@@ -32,6 +32,9 @@ QVariantHash decodeJson(const QByteArray& body) {
 Request::Request(const MessageData& data, int requestId)
     : Message(data, nullptr), m_requestId(requestId) {}
 
+Request::Request(const Message& message, int requestId)
+    : Message(message), m_requestId(requestId) {}
+
 const QVariantHash& Request::postData() const {
     if (!m_postDataParsed)
         parsePostData();

@@ -13,6 +13,8 @@ class Request : public Message {
 
 public:
     Request(const MessageData& data, int requestId);
+    // Over the exchange of another message; spares what that one has found out.
+    Request(const Message& message, int requestId);
 
     int requestId() const { return m_requestId; }
 

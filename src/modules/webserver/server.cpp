@@ -2,7 +2,6 @@
 
 #include "connectionwatch.h"
 #include "core/dbglog.h"
-#include "core/plixconnect.h"
 #include "devicecertificate.h"
 #include "handlers/handler.h"
 #include "hostcheck.h"
@@ -149,13 +148,7 @@ void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* 
     }
 
     message->forgetCallbackArguments();
-    if (message->isFinished()) {
-        dbglog_debug("Message already finished, deleting it directly");
-        QMetaObject::invokeMethod(message, "deleteLater", Qt::QueuedConnection);
-    } else {
-        plixConnect(message, SIGNAL(finished()), message, SLOT(deleteLater()),
-                    Qt::QueuedConnection);
-    }
+    message->deleteWhenFinished();
 }
 
 void Server::updateIpAddresses(const QSet<QString>& addresses) {

@@ -3,12 +3,28 @@
 #include "core/dbglog.h"
 #include "core/plixconnect.h"
 
+#include <QMetaMethod>
+
 #include <numeric>
 
 ServerMessageDevice::ServerMessageDevice(Message* message, QObject* parent)
     : QIODevice(parent), m_message(message) {
-    plixConnect(message, &Message::wroteChunk, this, &ServerMessageDevice::on_message_wroteChunk);
     plixConnect(message, &Message::finished, this, &ServerMessageDevice::on_message_finished);
+}
+
+// Not before somebody writes or listens: most answers pass the device by.
+void ServerMessageDevice::followChunks() {
+    if (m_followsChunks || !hasMessage())
+        return;
+    m_followsChunks = true;
+    plixConnect(m_message.data(), &Message::wroteChunk, this,
+                &ServerMessageDevice::on_message_wroteChunk);
+}
+
+void ServerMessageDevice::connectNotify(const QMetaMethod& signal) {
+    static const QMetaMethod bytesWrittenSignal = QMetaMethod::fromSignal(&QIODevice::bytesWritten);
+    if (signal == bytesWrittenSignal)
+        followChunks();
 }
 
 bool ServerMessageDevice::open(OpenMode mode) {
@@ -54,6 +70,7 @@ qint64 ServerMessageDevice::writeData(const char* data, qint64 length) {
     // libsoup makes no chunk of nothing, so it will report none.
     if (length == 0)
         return 0;
+    followChunks();
     m_pendingChunks.append(length);
     m_message->responseBodyAdd(data, length);
     return length;

@@ -25,6 +25,7 @@ public:
     qint64 bytesToWrite() const override;
 
 protected:
+    void connectNotify(const QMetaMethod& signal) override;
     qint64 readData(char*, qint64) override { return -1; }
     qint64 writeData(const char* data, qint64 length) override;
 
@@ -33,8 +34,10 @@ private Q_SLOTS:
     void on_message_finished();
 
 private:
+    void followChunks();
     bool hasMessage() const { return m_message && m_message->isValid(); }
 
     QPointer<Message> m_message;
+    bool m_followsChunks = false;
     QList<qint64> m_pendingChunks;
 };

@@ -2,6 +2,7 @@
 
 #include "core/dbglog.h"
 #include "core/plixconnect.h"
+#include "deferreddeletion.h"
 #include "request.h"
 #include "responders/responder.h"
 #include "responders/responderfactory.h"
@@ -9,53 +10,70 @@
 
 #include <QBuffer>
 
+#include <utility>
+
+// What belongs to one request, deleted together: the responder first, which uses the others.
+class ResponderHandler::ResponderInfo : public QObject {
+public:
+    ResponderInfo(const Message& message, int requestId)
+        : request(message, requestId), output(&request, nullptr) {}
+
+    Request request;
+    QBuffer input;
+    ServerMessageDevice output;
+    std::unique_ptr<Responder> responder;
+};
+
 ResponderHandler::ResponderHandler(ResponderFactory* factory, const QString& documentRoot,
                                    QObject* parent)
     : Handler(documentRoot, parent), m_factory(factory) {}
 
 ResponderHandler::~ResponderHandler() {
-    for (const ResponderInfo& info : qAsConst(m_responders)) {
-        delete info.responder;
-        delete info.output;
-        delete info.input;
-        delete info.request;
-    }
+    qDeleteAll(m_responders);
 }
 
 void ResponderHandler::handle(Message* message) {
     dbglog_scopedFunction;
-    m_queued.insert(message, message);
-    QMetaObject::invokeMethod(this, "on_handleRequest", Qt::QueuedConnection,
-                              Q_ARG(void*, message));
+    // One event for all that come in this turn: each would wake the event loop by itself.
+    if (m_queued.isEmpty())
+        QMetaObject::invokeMethod(
+            this, [this] { handleQueued(); }, Qt::QueuedConnection);
+    m_queued.append(message);
     message->pause();
 }
 
-void ResponderHandler::on_handleRequest(void* queued) {
+void ResponderHandler::handleQueued() {
+    const auto messages = std::exchange(m_queued, {});
+    for (const QPointer<Message>& message : messages)
+        on_handleRequest(message);
+}
+
+void ResponderHandler::on_handleRequest(Message* message) {
     dbglog_scopedFunction;
-    const QPointer<Message> message = m_queued.take(queued);
     if (!message || !message->isValid()) {
         dbglog_debug("The exchange ended before its turn came");
         return;
     }
 
     const int requestId = ++m_lastRequestId;
-    auto* request = new Request(message->data(), requestId);
-    Responder* responder = m_factory->create(*request, documentRoot());
+    auto* info = new ResponderInfo(*message, requestId);
+    Responder* responder = m_factory->create(info->request, documentRoot());
+    info->responder.reset(responder);
     responder->setRequestId(requestId);
     const bool blockingResponder = responder->respondWillBlock();
     Q_ASSERT(!blockingResponder);
     Q_UNUSED(blockingResponder)
 
-    auto* buffer = new QBuffer;
-    buffer->open(QIODevice::ReadOnly);
-    auto* device = new ServerMessageDevice(request, nullptr);
-    device->open(QIODevice::WriteOnly);
-    responder->setIODevices(buffer, device);
-    m_responders.insert(requestId, {responder, request, buffer, device});
+    info->input.open(QIODevice::ReadOnly);
+    info->output.open(QIODevice::WriteOnly);
+    responder->setIODevices(&info->input, &info->output);
+    m_responders.insert(requestId, info);
 
-    plixConnect(responder, SIGNAL(finished(int)), this, SLOT(finalizeRequest(int)));
-    plixConnect(request, SIGNAL(finished()), this, SLOT(finalizeRequest()));
-    request->pause();
+    plixConnect(responder, &Responder::finished, this,
+                qOverload<int>(&ResponderHandler::finalizeRequest));
+    plixConnect(&info->request, &Message::finished, this,
+                qOverload<>(&ResponderHandler::finalizeRequest));
+    info->request.pause();
 
     dbglog_debug("Calling respond for request " << requestId);
     responder->respond();
@@ -69,18 +87,15 @@ void ResponderHandler::finalizeRequest(int requestId) {
         return;
     }
     // Taken out first: closing the devices can bring the call here again.
-    const ResponderInfo info = *found;
+    ResponderInfo* info = *found;
     m_responders.erase(found);
 
-    info.output->close();
-    info.input->close();
+    info->output.close();
+    info->input.close();
     dbglog_debug("Responder finished request "
-                 << requestId << " status: " << info.request->status()
-                 << " data size: " << info.request->responseBodyLength());
-    info.responder->deleteLater();
-    info.request->deleteLater();
-    info.input->deleteLater();
-    info.output->deleteLater();
+                 << requestId << " status: " << info->request.status()
+                 << " data size: " << info->request.responseBodyLength());
+    deleteTogether(info);
 }
 
 void ResponderHandler::finalizeRequest() {

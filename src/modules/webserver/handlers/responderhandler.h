@@ -4,12 +4,11 @@
 
 #include <QHash>
 #include <QPointer>
+#include <QVector>
 
 #include <memory>
 
-class QIODevice;
-class Request;
-class Responder;
+class Message;
 class ResponderFactory;
 
 // Answers requests by responders, one per request, which it makes on the next turn of the event
@@ -29,21 +28,19 @@ public:
     void handle(Message* message) override;
 
 private Q_SLOTS:
-    void on_handleRequest(void* message);
     void finalizeRequest(int requestId);
     void finalizeRequest();
 
 private:
-    struct ResponderInfo {
-        Responder* responder;
-        Request* request;
-        QIODevice* input;
-        QIODevice* output;
-    };
+    class ResponderInfo;
+
+    void handleQueued();
+    // Null when the message is gone.
+    void on_handleRequest(Message* message);
 
     std::unique_ptr<ResponderFactory> m_factory;
     int m_lastRequestId = 0;
-    QHash<int, ResponderInfo> m_responders;
+    QHash<int, ResponderInfo*> m_responders;
     // The messages whose turn is queued: a message may be gone when it comes.
-    QHash<void*, QPointer<Message>> m_queued;
+    QVector<QPointer<Message>> m_queued;
 };
