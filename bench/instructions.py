@@ -39,21 +39,27 @@ def connect(parts):
     return client
 
 
-def ask(url, count):
-    """So many requests on each of several connections, all at once, as under load."""
-    parts = urllib.parse.urlsplit(url)
-    request = f"GET {parts.path}?{parts.query} HTTP/1.1\r\nHost: localhost\r\n\r\n".encode()
-    clients = [connect(parts) for _ in range(CONNECTIONS)]
-    for _ in range(count):
-        for client in clients:
-            client.sendall(request)
-        for client in clients:
-            reply = http.client.HTTPResponse(client)
-            reply.begin()
-            reply.read()
-            assert reply.status == 200, f"{url}: {reply.status}"
-    for client in clients:
-        client.close()
+class Clients:
+    """Several connections, on each of which one request waits at a time, as under load."""
+
+    def __init__(self, url):
+        parts = urllib.parse.urlsplit(url)
+        self.request = f"GET {parts.path}?{parts.query} HTTP/1.1\r\nHost: localhost\r\n\r\n".encode()
+        self.sockets = [connect(parts) for _ in range(CONNECTIONS)]
+
+    def ask(self, count):
+        for _ in range(count):
+            for client in self.sockets:
+                client.sendall(self.request)
+            for client in self.sockets:
+                reply = http.client.HTTPResponse(client)
+                reply.begin()
+                reply.read()
+                assert reply.status == 200, reply.status
+
+    def close(self):
+        for client in self.sockets:
+            client.close()
 
 
 class Profiled:
@@ -74,10 +80,12 @@ class Profiled:
 
     def count(self, url):
         """Instructions per request."""
-        ask(url, WARM_UP)
+        clients = Clients(url)
+        clients.ask(WARM_UP)
         self.tell("zero")
-        ask(url, REQUESTS)
+        clients.ask(REQUESTS)
         self.tell("dump")
+        clients.close()
         self.server.stop()
         result = 0
         for process in self.server.processes:

@@ -25,6 +25,7 @@ public:
 protected:
     // The member's value; an invalid variant when the record does not have it.
     QVariant member(const QString& key) const { return m_hash.value(key); }
+    QVariant takeMember(const QString& key) { return m_hash.take(key); }
     void setMember(const QString& key, const QVariant& value) { m_hash.insert(key, value); }
 
 private:

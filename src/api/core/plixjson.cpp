@@ -193,6 +193,27 @@ public:
     }
     void Flush() {}
 
+    // The text with quotation marks around it. False, with nothing written, when something in it
+    // has to be converted or escaped.
+    bool putPlain(const char16_t* text, int length) {
+        reserve(length + 2);
+        char* at = m_at;
+        *at++ = '"';
+        // Without a branch in the loop, so that it runs over several units at a time.
+        quint16 special = 0;
+        for (int i = 0; i < length; ++i) {
+            const quint16 unit = text[i];
+            special |= quint16(unit < ' ') | quint16(unit > '~') | quint16(unit == '"') |
+                       quint16(unit == '\\');
+            at[i] = static_cast<char>(unit);
+        }
+        if (special)
+            return false;
+        at[length] = '"';
+        m_at = at + length + 1;
+        return true;
+    }
+
     QByteArray take() {
         m_bytes.resize(static_cast<int>(m_at - m_bytes.constData()));
         return m_bytes;
@@ -202,9 +223,12 @@ private:
     // Holds most answers without growing.
     static constexpr int initialSize = 512;
 
-    void grow() {
-        const int used = m_bytes.size();
-        m_bytes.resize(used ? 2 * used : initialSize);
+    void grow() { reserve(1); }
+    void reserve(int size) {
+        if (m_end - m_at >= size)
+            return;
+        const int used = m_at ? static_cast<int>(m_at - m_bytes.constData()) : 0;
+        m_bytes.resize(std::max({initialSize, 2 * m_bytes.size(), used + size}));
         m_at = m_bytes.data() + used;
         m_end = m_bytes.data() + m_bytes.size();
     }
@@ -310,10 +334,15 @@ void JsonWriter::writeReal(Real number) {
 }
 
 void JsonWriter::writeText(const QString& text) {
+    Prefix(rapidjson::kStringType);
+    if (os_->putPlain(reinterpret_cast<const char16_t*>(text.constData()), text.size())) {
+        EndValue(true);
+        return;
+    }
     // utf16() and not constData(): it ends with a NUL even where the string refers to foreign
     // memory, and the unit behind a high surrogate is looked at.
-    String(reinterpret_cast<const char16_t*>(text.utf16()),
-           static_cast<rapidjson::SizeType>(text.size()));
+    EndValue(WriteString(reinterpret_cast<const char16_t*>(text.utf16()),
+                         static_cast<rapidjson::SizeType>(text.size())));
 }
 
 void JsonWriter::writeContainer(const QVariant& value, int type, int depth) {

@@ -18,8 +18,10 @@ CMError nodeNotFound(const CMPath& path) {
 QVariantList pick(const QVariantHash& values, const QStringList& roles) {
     QVariantList picked;
     picked.reserve(roles.size());
-    for (const QString& role : roles)
-        picked.append(values.value(role));
+    for (const QString& role : roles) {
+        const auto found = values.constFind(role);
+        picked.append(found == values.constEnd() ? QVariant() : *found);
+    }
     return picked;
 }
 
@@ -144,6 +146,7 @@ void CMNodesWorker::getRowsRequest(const CMGetRowsRequest& request) {
 
     const int last = std::min(request.to, found->rows.size() - 1);
     QVariantList rows;
+    rows.reserve(std::max(0, last - request.from + 1));
     for (int index = std::max(request.from, 0); index <= last; ++index)
         rows.append(QVariant(pick(found->rows[index], request.roles)));
     PlixRowsRoles result;

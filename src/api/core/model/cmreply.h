@@ -10,6 +10,7 @@
 
 #include <climits>
 #include <functional>
+#include <utility>
 #include <vector>
 
 class CMVoidReply;
@@ -50,6 +51,10 @@ public:
     T value() const {
         const QMutexLocker lock(&m_mutex);
         return m_value;
+    }
+    T take() {
+        const QMutexLocker lock(&m_mutex);
+        return std::exchange(m_value, T{});
     }
     void setValue(const T& value) {
         const QMutexLocker lock(&m_mutex);
@@ -112,6 +117,9 @@ public:
     }
 
     T value() const { return typed()->value(); }
+    // The value itself instead of a copy that shares its parts, for the only one who waits for the
+    // reply: what is taken can be changed without being copied. The reply then holds an empty one.
+    T take() const { return typed()->take(); }
     // For the answering side.
     void setValue(const T& value) const { typed()->setValue(value); }
     void finish(const T& value) const {

@@ -15,6 +15,8 @@ public:
     using PlixHash::PlixHash;
 
     QVariant rows() const { return member(QStringLiteral("rows")); }
+    // The list itself; the record then has none.
+    QVariantList takeRows() { return takeMember(QStringLiteral("rows")).toList(); }
     void setRows(const QVariant& rows) { setMember(QStringLiteral("rows"), rows); }
     int count() const { return member(QStringLiteral("count")).toInt(); }
     void setCount(int count) { setMember(QStringLiteral("count"), count); }

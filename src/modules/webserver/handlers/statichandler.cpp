@@ -11,6 +11,8 @@
 #include <QDir>
 #include <QFile>
 
+#include <sys/stat.h>
+
 namespace {
 
 // As many files as a user interface has, with room to spare; an entry is a few hundred bytes.
@@ -45,6 +47,15 @@ const char* reasonToHide(const QFileInfo& file, const QString& canonical,
 // one whose name was checked.
 QString canonicalPath(const QFileInfo& file) {
     return file.filePath().contains(QChar::Null) ? QString() : file.canonicalFilePath();
+}
+
+// Not QFileInfo's, which asks the system for its time zone each time.
+QDateTime modificationTime(const QFileInfo& file) {
+    struct stat status {};
+    if (::stat(QFile::encodeName(file.filePath()).constData(), &status) != 0)
+        return {};
+    return QDateTime::fromMSecsSinceEpoch(
+        qint64(status.st_mtim.tv_sec) * 1000 + status.st_mtim.tv_nsec / 1'000'000, Qt::UTC);
 }
 
 bool hasParentComponent(const QString& path) {
@@ -257,7 +268,7 @@ StaticHandler::ETagCacheEntry StaticHandler::getCacheEntry(const QFileInfo& file
     static QCache<QString, ETagCacheEntry> cache(cachedFiles);
     const quint64 length = g_mapped_file_get_length(mapped);
     const QString key = file.absoluteFilePath();
-    const QDateTime lastModified = file.lastModified();
+    const QDateTime lastModified = modificationTime(file);
     const ETagCacheEntry* cached = cache.object(key);
     if (cached && cached->size == length && cached->lastModified == lastModified) {
         dbglog_debug("StaticHandler::getCacheEntry: matching cache entry for " << key);

@@ -51,19 +51,29 @@ QVariant formatted(const QStringList& roles, const QVariantList& values,
     return CMGlobal::rolesValuesToHash(roles, values);
 }
 
-// The row without its last value, the internal role; of an internal row nothing but its place.
-QVariantList publicRow(QVariantList row, const QStringList& roles) {
-    if (row.isEmpty())
-        return row;
-    if (row.last().toBool()) {
-        dbglog_warning("Private row: " << row << " will be excluded from the response");
-        std::fill(row.begin(), row.end(), QVariant());
+// Takes the last value, the internal role, off the row; leaves of an internal row nothing but its
+// place.
+void makePublic(QVariantList* row, const QStringList& roles) {
+    if (row->isEmpty())
+        return;
+    if (row->constLast().toBool()) {
+        dbglog_warning("Private row: " << *row << " will be excluded from the response");
+        std::fill(row->begin(), row->end(), QVariant());
         const int title = roles.indexOf(PlixRoles::Title());
-        if (title >= 0 && title < row.size())
-            row[title] = QStringLiteral("(Node is internal)");
+        if (title >= 0 && title < row->size())
+            (*row)[title] = QStringLiteral("(Node is internal)");
     }
-    row.removeLast();
-    return row;
+    row->removeLast();
+}
+
+// In place, because a row of its own for each would double the work.
+void makePublicRow(QVariant* row, const QStringList& roles, ApiResponder::ResponseFormat format) {
+    if (row->userType() != QMetaType::QVariantList)
+        *row = row->toList();
+    auto* values = static_cast<QVariantList*>(row->data());
+    makePublic(values, roles);
+    if (format != ApiResponder::Values)
+        *row = formatted(roles, *values, format);
 }
 
 } // namespace
@@ -300,8 +310,8 @@ void ApiResponder::on_getData_finished(const CMVoidReply& reply, ResponseFormat 
     dbglog_scopedFunction;
     if (const CMError error = reply.error())
         return respondWithError(error);
-    QVariantList values = CMReply<QList<QVariant>>::from(reply).value();
-    if (values.isEmpty() || values.last().toBool())
+    QVariantList values = CMReply<QList<QVariant>>::from(reply).take();
+    if (values.isEmpty() || values.constLast().toBool())
         return respondWithError(CMError::fromName(QStringLiteral("getData failed"),
                                                   QStringLiteral("Node is internal")));
     values.removeLast();
@@ -315,10 +325,10 @@ void ApiResponder::on_getRows_finished(const CMVoidReply& reply, ResponseFormat 
     if (const CMError error = reply.error())
         return respondWithError(error);
     roles.removeLast();
-    PlixRowsRoles result = CMReply<PlixRowsRoles>::from(reply).value();
-    QVariantList rows = result.rows().toList();
+    PlixRowsRoles result = CMReply<PlixRowsRoles>::from(reply).take();
+    QVariantList rows = result.takeRows();
     for (QVariant& row : rows)
-        row = formatted(roles, publicRow(row.toList(), roles), type);
+        makePublicRow(&row, roles, type);
     result.setRows(rows);
     respondWithValue(result.__variant());
 }

@@ -11,6 +11,51 @@ namespace {
 
 constexpr int urlPrefixLength = sizeof("/file/stream/") - 1;
 
+// The text that an expression stands for, when it is the only one; otherwise null.
+QString onlyText(const QString& expression) {
+    static const QString special = QStringLiteral("$()*+.?[]^{|}");
+    QString text;
+    for (int i = 0; i < expression.size(); ++i) {
+        bool isPlain = !special.contains(expression[i]);
+        if (expression[i] == QLatin1Char('\\'))
+            isPlain = ++i < expression.size() && !expression[i].isLetterOrNumber();
+        if (!isPlain)
+            return {};
+        text += expression[i];
+    }
+    return text;
+}
+
+// The files of the readable area: the prefix, which is an expression as the platform gives it, and
+// a name.
+class ReadableArea {
+public:
+    explicit ReadableArea(const QString& prefix)
+        : m_prefix(prefix), m_folder(onlyText(prefix)),
+          m_expression(prefix + QLatin1String("[^/]+")) {}
+
+    const QString& prefix() const { return m_prefix; }
+    bool contains(const QString& path) const {
+        // To match an expression takes longer than to serve a small file.
+        if (m_folder.isEmpty())
+            return m_expression.exactMatch(path);
+        return path.size() > m_folder.size() && path.startsWith(m_folder) &&
+               path.indexOf(QLatin1Char('/'), m_folder.size()) < 0;
+    }
+
+private:
+    QString m_prefix;
+    QString m_folder;
+    QRegExp m_expression;
+};
+
+bool isReadable(const QString& path) {
+    static ReadableArea area{QString()};
+    if (area.prefix() != PlixWebserverReadPathPrefix())
+        area = ReadableArea(PlixWebserverReadPathPrefix());
+    return area.contains(path);
+}
+
 } // namespace
 
 FileResponder::FileResponder(Request& request, const QString& documentRoot, QObject* parent)
@@ -20,9 +65,7 @@ void FileResponder::respond() {
     dbglog_scopedFunction;
     dbglog_debug("FileResponder: request " << request().requestId() << " " << request().fullUri());
     const QString path = request().url().path().mid(urlPrefixLength);
-    // The prefix is a part of the expression, as the platform gives it.
-    const QRegExp readable(PlixWebserverReadPathPrefix() + QLatin1String("[^/]+"));
-    if (readable.exactMatch(path)) {
+    if (isReadable(path)) {
         // Without a root to compare with, because the match has chosen the directory: links in
         // the readable area may point anywhere.
         StaticHandler::serveFile(QFileInfo(path), QString(), QString(), &request(), QString());

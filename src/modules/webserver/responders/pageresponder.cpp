@@ -151,7 +151,7 @@ void PageResponder::executeGetData() {
     m_isWaiting = true;
     CMRoot()->getData(CMPath::fromEncoded(param("path")), param("roles").split(QLatin1Char(',')),
                       reply);
-    reply.addWatcher(this, SLOT(on_getData_finished(CMVoidReply)));
+    reply.addWatcher(this, [this](const CMVoidReply& finished) { on_getData_finished(finished); });
 }
 
 void PageResponder::executeSetData() {
@@ -166,7 +166,7 @@ void PageResponder::executeSetData() {
     const CMReply<QVariant> reply;
     m_isWaiting = true;
     CMRoot()->setData(CMPath::fromEncoded(param("path")), param("role"), value, reply);
-    reply.addWatcher(this, SLOT(on_setData_finished(CMVoidReply)));
+    reply.addWatcher(this, [this](const CMVoidReply& finished) { on_setData_finished(finished); });
 }
 
 void PageResponder::substituteFormFields() {

@@ -55,10 +55,10 @@ QHash<QString, QString> parseAttributes(QStringView text) {
         // Then no later attribute has one either.
         if (valueEnd < 0)
             return attributes;
-        attributes.insert(text.mid(nameBegin, nameEnd - nameBegin).toString(),
-                          text.mid(valueBegin, valueEnd - valueBegin)
-                              .toString()
-                              .replace(QLatin1String("\\\""), QLatin1String("\"")));
+        QString value = text.mid(valueBegin, valueEnd - valueBegin).toString();
+        if (value.contains(QLatin1Char('\\')))
+            value.replace(QLatin1String("\\\""), QLatin1String("\""));
+        attributes.insert(text.mid(nameBegin, nameEnd - nameBegin).toString(), value);
         begin = valueEnd + 1;
     }
 }
