@@ -123,8 +123,6 @@ def polls_rows(servers, counts, renewals):
         polls.close()
     device, bare = results["device"], results["bare"]
     rows = []
-    for name, memory in (("device", device), ("bare", bare)):
-        progress(f"{name}: {memory}")
     delay = max(device["delays"])
     rows.append([f"one change to {counts[0]} polls, slowest of 5", f"{delay * 1e3:.0f} ms",
                  f"{max(bare['delays']) * 1e3:.0f} ms", "150 ms",

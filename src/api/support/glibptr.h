@@ -100,6 +100,7 @@ public:
     }
     ~GSignalConnection() { disconnect(); }
 
+    explicit operator bool() const { return m_object != nullptr; }
     void disconnect() {
         if (m_object)
             g_signal_handler_disconnect(m_object, m_id);
