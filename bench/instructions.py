@@ -126,7 +126,7 @@ def main():
         print(f"| instructions per request | {' | '.join(starts)} | ratio |")
         print("|---|" + "---|" * len(starts) + "---|")
         for work in make_works(folder, [Unmeasured()] * 4, 0):
-            if arguments.only not in work.title or "bare" not in work.compared:
+            if arguments.only not in work.title or work.title.startswith("upload") or "bare" not in work.compared:
                 continue
             figures = [count(name, work.title, folder, profiles, start)
                        for name, start in starts.items()]

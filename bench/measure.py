@@ -10,6 +10,7 @@ import argparse
 import os
 import platform
 import resource
+import signal
 import subprocess
 import sys
 import tempfile
@@ -17,7 +18,7 @@ import time
 from statistics import median
 
 from polls import Polls
-from servers import CLIENT_CORE, Bare, Device, Lighttpd, Nginx
+from servers import CLIENT_CORE, Bare, Device, Lighttpd, Nginx, start_updater
 from works import TRACK, answers_of_the_device, make_site, make_works
 
 LATENCY_LIMIT = 0.150
@@ -207,6 +208,7 @@ def main():
     with tempfile.TemporaryDirectory(dir=arguments.build) as folder:
         make_site(folder)
         servers = start_servers(arguments.build, folder)
+        updater = start_updater(folder)
         try:
             works = [work for work in make_works(folder, servers, arguments.seconds)
                      if arguments.only in work.title]
@@ -218,6 +220,8 @@ def main():
         finally:
             for server in servers:
                 server.stop()
+            os.killpg(updater.pid, signal.SIGKILL)
+            updater.wait()
 
 
 if __name__ == "__main__":

@@ -120,6 +120,13 @@ class Device(Server):
             return False
 
 
+def start_updater(folder):
+    """Reads and drops the images that the device writes into the updater's pipe."""
+    loop = f"while :; do cat {folder}/updater >/dev/null; done"
+    return subprocess.Popen(["sh", "-c", loop], preexec_fn=on_core(CLIENT_CORE),
+                            start_new_session=True)
+
+
 class Bare(Server):
     """One process for each of the two ports."""
 

@@ -86,23 +86,16 @@ def transfer(size, head=b"", body=b""):
         expected = b"HTTP/1.1 404" if body and server.name == "device" else b"HTTP/1.1 200"
         if first != expected or not body and received < size:
             sys.exit(f"{url}: {first!r} and {received} bytes")
-        sample = Sample(size / seconds, server.cpu() - cpu)
-        if body and server.name == "device":
-            await_image(server)
-        return sample
+        return Sample(size / seconds, server.cpu() - cpu)
     return run
 
 
-def await_image(device):
-    """Until the updater has the image safe on the disk, which is no part of the upload."""
-    node = device.url("/api/getData?path=firmware:update&roles=value")
-    deadline = time.monotonic() + 60
-    while (value := json.loads(fetch(node))[0])["state"] != "received":
-        if time.monotonic() > deadline:
-            sys.exit(f"the updater did not finish: {value}")
-        time.sleep(0.1)
-    if value["bytes"] != IMAGE:
-        sys.exit(f"the updater received {value}")
+def default_workers():
+    """Those of the default device but the simulated updater, which would share its time."""
+    path = os.path.join(os.path.dirname(__file__), "../src/host/default-device.json")
+    with open(path) as file:
+        workers = json.load(file)["workers"]
+    return [worker for worker in workers if worker["library"] != "plix_firmware"]
 
 
 def make_site(folder):
@@ -115,12 +108,15 @@ def make_site(folder):
     page = "".join(
         f"<tr><td>{number}</td><td><?plix getData path=\"player:player/volume\" roles=\"value\" "
         f"escape=\"html\"?></td></tr>\n" for number in range(INSTRUCTIONS))
+    os.mkfifo(f"{folder}/updater")
     write(f"{folder}/web/page.fcgi", f"<html><body><table>\n{page}</table></body></html>\n")
     rows = [{"title": f"Track {number}", "value": {"i32_": number}, "icon": f"cover-{number}.png",
              "description": "An artist whose name takes some room"} for number in range(ROWS)]
     value = lambda text: {"value": {"string_": text}}
     device = {
-        "platform": {"readPathPrefix": re.escape(f"{folder}/files/")},
+        "platform": {"readPathPrefix": re.escape(f"{folder}/files/"),
+                     "firmwareUpdateDataPipe": f"{folder}/updater"},
+        "workers": default_workers(),
         "nodes": {
             "bench:list": {"rows": rows},
             "bench:signal": {"value": {"i32_": 0}},
@@ -155,11 +151,9 @@ def make_works(folder, servers, seconds):
         Work("64 MiB file, one client", 1.0, wrk(seconds, 1),
              {"device": device.url(large), "nginx": nginx.url("/large.bin"),
               "lighttpd": lighttpd.url("/large.bin")}, compared=("nginx", "lighttpd")),
+        Work("upload to the updater", 0.8, transfer(IMAGE, *multipart()),
+             {"device": device.url("/?firmwareupdate"), "bare": bare.url("/discard?")}),
     ]
-    if device.offers("firmware:update"):
-        head, body = multipart()
-        works.append(Work("upload to the updater", 0.8, transfer(IMAGE, head, body),
-                          {"device": device.url("/?firmwareupdate"), "bare": bare.url("/discard?")}))
     if device.offers("media:/track.wav"):
         works.append(Work("pipe relay, one client", None, transfer(TRACK),
                           {"device": device.url("/api/stream/media:/track.wav?via=pipe")}))

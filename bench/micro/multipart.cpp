@@ -6,6 +6,8 @@ namespace {
 
 // As libsoup hands a body on.
 constexpr int chunkSize = 8192;
+// What may wait in the splitter, as in the server.
+constexpr int backlog = 64 * 1024;
 
 void splitMultipart(benchmark::State& state) {
     const QByteArray content = QByteArray(int(state.range(0)), 'x');
@@ -17,9 +19,9 @@ void splitMultipart(benchmark::State& state) {
             "\r\n--line", [](const QByteArray&) {},
             [&received](const char*, unsigned int size) { received += size; });
         for (int at = 0; at < body.size(); at += chunkSize) {
-            splitter.append(body.constData() + at,
-                            static_cast<unsigned int>(qMin(chunkSize, body.size() - at)));
-            while (splitter.step(false) > 0) {
+            const int size = qMin(chunkSize, body.size() - at);
+            splitter.append(body.constData() + at, static_cast<unsigned int>(size));
+            while (splitter.step(false) > backlog) {
             }
         }
         while (splitter.step(true) > 0) {
