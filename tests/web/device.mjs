@@ -70,11 +70,11 @@ export class Device {
     #arguments = [];
     #log = '';
 
-    /** @param {object} nodes further nodes of the device, as in a device file */
-    static async start(nodes = {}) {
+    /** @param {object} nodes, platform: of the device, as in a device file */
+    static async start(nodes = {}, platform = {}) {
         const device = new Device();
         const file = join(device.#state, 'device.json');
-        writeFileSync(file, JSON.stringify({ nodes }));
+        writeFileSync(file, JSON.stringify({ nodes, platform }));
         const [port, httpsPort] = [await freePort(), await freePort()];
         device.url = `https://127.0.0.1:${httpsPort}`;
         device.httpUrl = `http://127.0.0.1:${port}`;
