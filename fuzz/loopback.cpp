@@ -6,11 +6,15 @@
 #include <QCoreApplication>
 
 #include <arpa/inet.h>
+#include <cstdio>
+#include <cstdlib>
 #include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
+
+LoopbackAnswer lastAnswer;
 
 // Turns without anything, each of about a millisecond, after which nothing more is expected: what
 // has been sent arrives at once, but the kernel of a busy machine may leave it to another thread.
@@ -48,7 +52,8 @@ public:
     bool receive(LoopbackAnswer* answer) const {
         char buffer[65536];
         const ssize_t got = recv(m_socket, buffer, sizeof buffer, MSG_DONTWAIT);
-        answer->ended = answer->ended || got == 0 || (got < 0 && errno != EAGAIN);
+        answer->wasReset = got < 0 && errno != EAGAIN;
+        answer->ended = got == 0 || answer->wasReset;
         answer->bytes.append(buffer, static_cast<int>(std::max<ssize_t>(got, 0)));
         return got > 0;
     }
@@ -84,7 +89,8 @@ void startEventLoop() {
 }
 
 LoopbackAnswer exchange(int port, const QByteArray& bytes) {
-    LoopbackAnswer answer;
+    LoopbackAnswer& answer = lastAnswer;
+    answer = {};
     QByteArray left = bytes;
     {
         const Client client(port);
@@ -95,6 +101,13 @@ LoopbackAnswer exchange(int port, const QByteArray& bytes) {
     while (runOneTurn()) {
     }
     return answer;
+}
+
+void failed(const char* condition, const char* file, int line) {
+    std::fprintf(stderr, "%s:%d: does not hold: %s\n%s, %s\n", file, line, condition,
+                 lastAnswer.bytes.constData(),
+                 lastAnswer.wasReset ? "reset" : (lastAnswer.ended ? "ended" : "not ended"));
+    std::abort();
 }
 
 int lowestDescriptor() {

@@ -7,8 +7,9 @@ void startEventLoop();
 
 struct LoopbackAnswer {
     QByteArray bytes;
-    // Whether the server has ended the connection, or was left in the middle of something.
+    // Whether the server has ended the connection; by a reset, bytes may be missing.
     bool ended = false;
+    bool wasReset = false;
 };
 
 // Sends the bytes over a connection of their own to a server of this process, finishes sending, and

@@ -2,17 +2,17 @@
 
 #include <QByteArray>
 
-#include <cstdio>
-#include <cstdlib>
+#include <cstddef>
 
 // Ends the program, which libFuzzer reports as a finding, unless the condition holds.
 #define FUZZ_CHECK(condition)                                                                      \
     do {                                                                                           \
-        if (!(condition)) {                                                                        \
-            std::fprintf(stderr, "%s:%d: does not hold: %s\n", __FILE__, __LINE__, #condition);    \
-            std::abort();                                                                          \
-        }                                                                                          \
+        if (!(condition))                                                                          \
+            failed(#condition, __FILE__, __LINE__);                                                \
     } while (false)
+
+// Says what does not hold and what the last exchange(), if any, has brought.
+[[noreturn]] void failed(const char* condition, const char* file, int line);
 
 // A fuzz_NAME.cpp defines this one; it is called with each input.
 void fuzz(const QByteArray& input);
