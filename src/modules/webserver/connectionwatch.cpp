@@ -25,6 +25,9 @@ constexpr int sweepMs = 1000;
 constexpr int closeSweepMs = 200;
 // How long an answer may take to begin, or to go on, for a client that sends no more.
 constexpr int graceMs = 1000;
+// A socket that has been shut down is closed so much later: a thread that waits for it in a TLS
+// handshake has noticed the end by then, and would otherwise wait for ever.
+constexpr qint64 closeDelayMs = 1000;
 // Less of a body within the time allowed is a client that wants to hold the connection.
 constexpr qint64 minProgressBytes = 1024;
 constexpr int eventsPerTurn = 64;
@@ -103,6 +106,8 @@ ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
 }
 
 ConnectionWatch::~ConnectionWatch() {
+    for (const ClosingSocket& closing : m_closing)
+        g_socket_close(closing.socket.get(), nullptr);
     m_epollSource.reset();
     close(m_epoll);
 }
@@ -314,6 +319,12 @@ void ConnectionWatch::sweep() {
     m_lingering.remove_if([](const auto& lingering) { return lingering->isOver(); });
 
     const qint64 now = nowMs();
+    m_closing.remove_if([now](const ClosingSocket& closing) {
+        if (closing.deadline > now)
+            return false;
+        g_socket_close(closing.socket.get(), nullptr);
+        return true;
+    });
     bool someMayHaveGone = false;
     std::vector<SoupClientContext*> lost;
     for (const auto& [client, connection] : m_connections) {
@@ -324,7 +335,7 @@ void ConnectionWatch::sweep() {
     for (SoupClientContext* client : lost)
         end(client);
 
-    if (m_connections.empty() && m_lingering.empty())
+    if (m_connections.empty() && m_lingering.empty() && m_closing.empty())
         m_sweep.stop();
     else
         m_sweep.start(sweepInterval(someMayHaveGone));
@@ -339,20 +350,21 @@ void ConnectionWatch::end(SoupClientContext* client) {
         << soup_client_context_get_host(client)
         << (connection->phase == Phase::Answer ? ", which has left" : ", which sends nothing"));
     const GObjectPtr<GSocket> socket = connection->socket;
-    g_socket_shutdown(socket.get(), TRUE, TRUE, nullptr);
+    closeSoon(socket);
     soup_socket_disconnect(socketOf(client));
-    g_socket_close(socket.get(), nullptr);
+}
+
+// During a TLS handshake libsoup leaves the socket open for ever.
+void ConnectionWatch::closeSoon(const GObjectPtr<GSocket>& socket) {
+    g_socket_shutdown(socket.get(), TRUE, TRUE, nullptr);
+    m_closing.push_back({socket, nowMs() + closeDelayMs});
 }
 
 void ConnectionWatch::endAll(const std::function<void()>& disconnectAll) {
-    std::vector<GObjectPtr<GSocket>> sockets;
-    for (const auto& [client, connection] : m_connections) {
-        sockets.push_back(connection.socket);
-        g_socket_shutdown(connection.socket.get(), TRUE, TRUE, nullptr);
-    }
+    for (const auto& [client, connection] : m_connections)
+        closeSoon(connection.socket);
     disconnectAll();
-    // During a TLS handshake libsoup leaves the socket open for ever.
-    for (const auto& socket : sockets)
-        g_socket_close(socket.get(), nullptr);
+    if (!m_closing.empty())
+        m_sweep.start(sweepMs);
     m_lingering.clear();
 }

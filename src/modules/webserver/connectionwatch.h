@@ -75,6 +75,11 @@ private:
         GSignalConnection gotBody;
     };
 
+    struct ClosingSocket {
+        GObjectPtr<GSocket> socket;
+        qint64 deadline;
+    };
+
     Connection* find(SoupClientContext* client);
     Connection& open(SoupClientContext* client);
     void startRequest(SoupMessage* message, SoupClientContext* client);
@@ -88,6 +93,7 @@ private:
     void sweep();
     bool isLost(const Connection& connection, qint64 now) const;
     void end(SoupClientContext* client);
+    void closeSoon(const GObjectPtr<GSocket>& socket);
 
     static void on_requestStarted(SoupServer*, SoupMessage* message, SoupClientContext* client,
                                   ConnectionWatch* self);
@@ -102,6 +108,7 @@ private:
     // Nodes stay where they are: signal handlers point to them.
     std::unordered_map<SoupClientContext*, Connection> m_connections;
     std::list<std::unique_ptr<LingeringClose>> m_lingering;
+    std::list<ClosingSocket> m_closing;
     GSignalConnection m_requestStarted;
     GSignalConnection m_requestFinished;
     GSignalConnection m_requestAborted;

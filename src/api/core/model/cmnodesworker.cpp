@@ -144,10 +144,12 @@ void CMNodesWorker::getRowsRequest(const CMGetRowsRequest& request) {
         return;
     }
 
+    const int first = std::max(request.from, 0);
     const int last = std::min(request.to, found->rows.size() - 1);
     QVariantList rows;
-    rows.reserve(std::max(0, last - request.from + 1));
-    for (int index = std::max(request.from, 0); index <= last; ++index)
+    if (first <= last)
+        rows.reserve(last - first + 1);
+    for (int index = first; index <= last; ++index)
         rows.append(QVariant(pick(found->rows[index], request.roles)));
     PlixRowsRoles result;
     result.setRows(rows);
