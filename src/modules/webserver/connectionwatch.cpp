@@ -1,10 +1,9 @@
 #include "connectionwatch.h"
 
 #include "core/dbglog.h"
+#include "hangupwatch.h"
 #include "lingeringclose.h"
 #include "tunnelguard.h"
-
-#include <glib-unix.h>
 
 #include <algorithm>
 #include <cstring>
@@ -12,10 +11,8 @@
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <poll.h>
-#include <sys/epoll.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 namespace {
 
@@ -30,7 +27,6 @@ constexpr int graceMs = 1000;
 constexpr qint64 closeDelayMs = 1000;
 // Less of a body within the time allowed is a client that wants to hold the connection.
 constexpr qint64 minProgressBytes = 1024;
-constexpr int eventsPerTurn = 64;
 
 qint64 nowMs() {
     return g_get_monotonic_time() / microsecondsPerMs;
@@ -86,16 +82,20 @@ QByteArray answerTo(const Refusal& refusal) {
            QByteArray::number(body.size()) + "\r\n\r\n" + body;
 }
 
+GQuark watchQuark() {
+    static const GQuark quark = g_quark_from_static_string("plix-connection-watch");
+    return quark;
+}
+
 } // namespace
 
 ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
     : m_requestStarted(server, "request-started", G_CALLBACK(on_requestStarted), this),
-      m_epoll(epoll_create1(EPOLL_CLOEXEC)), m_epollSource(g_unix_fd_source_new(m_epoll, G_IO_IN)) {
+      m_ends([this](void* client) { noticeEnd(static_cast<SoupClientContext*>(client)); }) {
+    g_object_set_qdata(G_OBJECT(server), watchQuark(), this);
     guardAgainstTunnels();
     // Signals have numbers once their class is in use, which the guard has seen to.
     m_gotHeadersSignal = g_signal_lookup("got-headers", SOUP_TYPE_MESSAGE);
-    g_source_set_callback(m_epollSource.get(), G_SOURCE_FUNC(on_epoll), this, nullptr);
-    g_source_attach(m_epollSource.get(), nullptr);
     connect(&m_sweep, &QTimer::timeout, this, &ConnectionWatch::sweep);
     if (!https)
         return;
@@ -108,8 +108,10 @@ ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
 ConnectionWatch::~ConnectionWatch() {
     for (const ClosingSocket& closing : m_closing)
         g_socket_close(closing.socket.get(), nullptr);
-    m_epollSource.reset();
-    close(m_epoll);
+}
+
+ConnectionWatch* ConnectionWatch::of(SoupServer* server) {
+    return static_cast<ConnectionWatch*>(g_object_get_qdata(G_OBJECT(server), watchQuark()));
 }
 
 void ConnectionWatch::setPatience(int ms) {
@@ -128,10 +130,7 @@ ConnectionWatch::Connection& ConnectionWatch::open(SoupClientContext* client) {
     connection.socket = GObjectPtr<GSocket>::share(soup_client_context_get_gsocket(client));
     connection.disconnected = GSignalConnection(socketOf(client), "disconnected",
                                                 G_CALLBACK(on_disconnected), &connection);
-    epoll_event event{};
-    event.events = EPOLLRDHUP | EPOLLET;
-    event.data.ptr = client;
-    epoll_ctl(m_epoll, EPOLL_CTL_ADD, g_socket_get_fd(connection.socket.get()), &event);
+    m_ends.add(connection.socket.get(), client);
     if (!m_sweep.isActive())
         m_sweep.start(sweepInterval(false));
     return connection;
@@ -272,31 +271,34 @@ void ConnectionWatch::setHeld(SoupClientContext* client, bool held) {
     }
 }
 
+void ConnectionWatch::setHangUpWatch(SoupClientContext* client, HangUpWatch* watch) {
+    Connection* connection = find(client);
+    if (!connection)
+        return;
+    connection->hangUpWatch = watch;
+    if (watch && connection->endOfStream)
+        QMetaObject::invokeMethod(watch, &HangUpWatch::hungUp, Qt::QueuedConnection);
+}
+
 void ConnectionWatch::on_disconnected(SoupSocket*, Connection* connection) {
     connection->watch->m_connections.erase(connection->client);
 }
 
-gboolean ConnectionWatch::on_epoll(gint, GIOCondition, gpointer self) {
-    static_cast<ConnectionWatch*>(self)->noticeEnds();
-    return G_SOURCE_CONTINUE;
-}
-
-void ConnectionWatch::noticeEnds() {
-    epoll_event events[eventsPerTurn];
-    const int count = epoll_wait(m_epoll, events, eventsPerTurn, 0);
-    for (int i = 0; i < count; ++i) {
-        Connection* connection = find(static_cast<SoupClientContext*>(events[i].data.ptr));
-        if (!connection)
-            continue;
-        connection->endOfStream = true;
-        if (connection->phase == Phase::Answer)
-            connection->since = nowMs();
-        else if (connection->phase == Phase::Head)
-            endWithoutWaiting(*connection);
-        // Not put off by every client that leaves.
-        if (m_sweep.remainingTime() > closeSweepMs)
-            m_sweep.start(sweepInterval(true));
-    }
+void ConnectionWatch::noticeEnd(SoupClientContext* client) {
+    Connection* connection = find(client);
+    if (!connection)
+        return;
+    connection->endOfStream = true;
+    if (connection->phase == Phase::Answer)
+        connection->since = nowMs();
+    else if (connection->phase == Phase::Head)
+        endWithoutWaiting(*connection);
+    // Not put off by every client that leaves.
+    if (m_sweep.remainingTime() > closeSweepMs)
+        m_sweep.start(sweepInterval(true));
+    // Last: who hears of it may end the connection.
+    if (connection->hangUpWatch)
+        Q_EMIT connection->hangUpWatch->hungUp();
 }
 
 bool ConnectionWatch::isLost(const Connection& connection, qint64 now) const {

@@ -2,6 +2,7 @@
 
 #include "glibptr.h"
 #include "requestgate.h"
+#include "streamends.h"
 
 #include <QObject>
 #include <QTimer>
@@ -13,6 +14,7 @@
 #include <unordered_map>
 #include <vector>
 
+class HangUpWatch;
 class LingeringClose;
 
 // Watches over the connections of one libsoup server, and stands in front of all its handlers.
@@ -44,6 +46,9 @@ public:
     ConnectionWatch(SoupServer* server, bool https);
     ~ConnectionWatch() override;
 
+    // The one over this server's connections; null without one.
+    static ConnectionWatch* of(SoupServer* server);
+
     void setPatience(int ms);
 
     // False when the request must not be served; it has been answered then, and neither it nor the
@@ -51,6 +56,9 @@ public:
     bool admit(SoupClientContext* client);
     // While a request is held back by its handler, its client need not send.
     void setHeld(SoupClientContext* client, bool held);
+    // Has the exchange's watch told, from the event loop, when its client hangs up or has done so
+    // already; null takes back.
+    void setHangUpWatch(SoupClientContext* client, HangUpWatch* watch);
     // For the server's stop: makes sure that nothing waits for a client when its connection is
     // closed. disconnectAll() is libsoup's turn.
     void endAll(const std::function<void()>& disconnectAll);
@@ -66,6 +74,7 @@ private:
         Phase phase = Phase::Head;
         bool held = false;
         bool endOfStream = false;
+        HangUpWatch* hangUpWatch = nullptr;
         qint64 since = 0; // of the phase, or of the last progress in it
         qint64 progress = 0;
         Refusal refusal;
@@ -88,7 +97,7 @@ private:
     void countChunk(Connection* connection, qint64 length);
     void refuse(Connection* connection, const Refusal& refusal);
     void endWithoutWaiting(const Connection& connection);
-    void noticeEnds();
+    void noticeEnd(SoupClientContext* client);
     int sweepInterval(bool someMayHaveGone) const;
     void sweep();
     bool isLost(const Connection& connection, qint64 now) const;
@@ -103,7 +112,6 @@ private:
     static void on_gotChunk(SoupMessage*, SoupBuffer* chunk, Connection* connection);
     static void on_gotBody(SoupMessage*, Connection* connection);
     static void on_disconnected(SoupSocket*, Connection* connection);
-    static gboolean on_epoll(gint fd, GIOCondition condition, gpointer self);
 
     // Nodes stay where they are: signal handlers point to them.
     std::unordered_map<SoupClientContext*, Connection> m_connections;
@@ -113,10 +121,7 @@ private:
     GSignalConnection m_requestFinished;
     GSignalConnection m_requestAborted;
     guint m_gotHeadersSignal = 0;
-    // One descriptor for the ends of all streams, which costs a request nothing and the main loop
-    // one entry, however many clients wait.
-    int m_epoll;
-    GSourcePtr m_epollSource;
+    StreamEnds m_ends;
     QTimer m_sweep;
     int m_patienceMs = patienceMs;
 };

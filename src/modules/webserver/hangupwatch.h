@@ -1,9 +1,10 @@
 #pragma once
 
-#include "glibptr.h"
-
 #include <QObject>
+#include <QPointer>
+#include <libsoup/soup.h>
 
+class ConnectionWatch;
 class Message;
 
 // Tells when the client of a waiting exchange ends its side of the connection, or the connection
@@ -16,13 +17,13 @@ class HangUpWatch : public QObject {
 
 public:
     HangUpWatch(const Message& message, QObject* parent);
+    ~HangUpWatch() override;
 
 Q_SIGNALS:
     // Once, from the event loop. The receiver may delete the watch.
     void hungUp();
 
 private:
-    static gboolean on_source_dispatched(void* self);
-
-    GSourcePtr m_source;
+    QPointer<ConnectionWatch> m_connections;
+    SoupClientContext* m_client;
 };
