@@ -13,6 +13,7 @@
 #include <QRegExp>
 #include <glib-unix.h>
 
+#include <clocale>
 #include <csignal>
 #include <cstdio>
 
@@ -148,6 +149,9 @@ int run(const HostOptions& options) {
 
 int main(int argc, char** argv) {
     const QCoreApplication application(argc, argv);
+    // Every wait on a connection makes GLib look up the text of an error that nobody reads, which
+    // takes long in any other language.
+    std::setlocale(LC_MESSAGES, "C");
     QCoreApplication::setApplicationName(QStringLiteral("plixhost"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PLIX_VERSION));
 

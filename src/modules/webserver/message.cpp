@@ -1,6 +1,5 @@
 #include "message.h"
 
-#include "chunkedend.h"
 #include "core/dbglog.h"
 #include "deferreddeletion.h"
 
@@ -13,8 +12,6 @@ namespace {
 
 // As much of a body as a log line shows.
 constexpr int loggedBodyBytes = 20;
-
-using SoupBufferPtr = std::unique_ptr<SoupBuffer, GFree<soup_buffer_free>>;
 
 QString uriToString(SoupMessage* message) {
     const GCharPtr uri(soup_uri_to_string(soup_message_get_uri(message), FALSE));
@@ -265,11 +262,16 @@ void Message::setEncoding(Encoding encoding) {
             break;
         case SOUP_HTTP_1_1:
             soupEncoding = SOUP_ENCODING_CHUNKED;
-            endChunkedBodiesInPlace();
+            WholeBody::prepareLibsoup();
             break;
         }
     }
     soup_message_headers_set_encoding(m_data.message->response_headers, soupEncoding);
+}
+
+bool Message::isChunked() const {
+    return soup_message_headers_get_encoding(m_data.message->response_headers) ==
+           SOUP_ENCODING_CHUNKED;
 }
 
 void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
@@ -280,9 +282,15 @@ void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
 void Message::responseBodyAdd(const char* data, qint64 length) {
     if (!isOpen())
         return;
-    soup_message_body_append(m_data.message->response_body, SOUP_MEMORY_COPY, data,
-                             static_cast<gsize>(length));
-    unpause();
+    const bool isFirst = m_data.message->response_body->length == 0;
+    std::weak_ptr<WholeBody> piece;
+    SoupBufferPtr buffer;
+    if (isChunked())
+        buffer = WholeBody::newBuffer(data, length, &piece);
+    else
+        buffer.reset(soup_buffer_new(SOUP_MEMORY_COPY, data, static_cast<gsize>(length)));
+    m_onlyPiece = isFirst ? piece : std::weak_ptr<WholeBody>();
+    appendBuffer(buffer.get());
 }
 
 void Message::responseBodyAdd(const QByteArray& data) {
@@ -292,10 +300,14 @@ void Message::responseBodyAdd(const QByteArray& data) {
                            << (data.size() > loggedBodyBytes ? "..." : ""));
     if (data.isEmpty())
         return unpause();
+    if (isChunked() && data.size() <= WholeBody::maxLength)
+        return responseBodyAdd(data.constData(), data.size());
+    m_onlyPiece.reset();
     auto* owner = new QByteArray(data);
-    appendBuffer(
+    const SoupBufferPtr buffer(
         soup_buffer_new_with_owner(owner->constData(), static_cast<gsize>(owner->size()), owner,
                                    [](void* bytes) { delete static_cast<QByteArray*>(bytes); }));
+    appendBuffer(buffer.get());
 }
 
 void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length) {
@@ -303,14 +315,15 @@ void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length) {
         return;
     Q_ASSERT(start >= 0 && length > 0 &&
              static_cast<gsize>(start + length) <= g_mapped_file_get_length(file));
-    appendBuffer(soup_buffer_new_with_owner(
+    m_onlyPiece.reset();
+    const SoupBufferPtr buffer(soup_buffer_new_with_owner(
         g_mapped_file_get_contents(file) + start, static_cast<gsize>(length),
         g_mapped_file_ref(file),
         [](void* mapping) { g_mapped_file_unref(static_cast<GMappedFile*>(mapping)); }));
+    appendBuffer(buffer.get());
 }
 
 void Message::appendBuffer(SoupBuffer* buffer) {
-    const SoupBufferPtr owned(buffer);
     soup_message_body_append_buffer(m_data.message->response_body, buffer);
     unpause();
 }
@@ -328,6 +341,8 @@ void Message::setResponseBody(const QString& body, const QString& contentType) {
 void Message::responseBodyComplete() {
     if (!isOpen())
         return;
+    if (const auto piece = m_onlyPiece.lock())
+        piece->setComplete(m_data.message->response_body->length);
     soup_message_body_complete(m_data.message->response_body);
     cork();
     unpause();

@@ -2,6 +2,7 @@
 
 #include "core/plixurl.h"
 #include "glibptr.h"
+#include "wholebody.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -112,6 +113,7 @@ protected:
     void connectNotify(const QMetaMethod& signal) override;
 
 private:
+    bool isChunked() const;
     void appendBuffer(SoupBuffer* buffer);
     void cork();
     void uncork();
@@ -127,6 +129,7 @@ private:
     bool m_deletedWhenFinished = false;
     QString m_fullUri;
     mutable PlixUrl m_url;
+    std::weak_ptr<WholeBody> m_onlyPiece;
     // Made when somebody wants to hear of chunks: most exchanges end without.
     GSignalConnection m_gotChunk;
     GSignalConnection m_wroteChunk;

@@ -43,10 +43,21 @@ const char* reasonToHide(const QFileInfo& file, const QString& canonical,
     return nullptr;
 }
 
-// The system's functions take a name to end at a NUL, so that they would see another file than the
-// one whose name was checked.
-QString canonicalPath(const QFileInfo& file) {
-    return file.filePath().contains(QChar::Null) ? QString() : file.canonicalFilePath();
+bool hasParentComponent(const QString& path) {
+    return path.contains(QLatin1String("/../")) || path.endsWith(QLatin1String("/.."));
+}
+
+// The name to compare with the document root, and to open: without links and "..", so that it is
+// the same file both times. Empty when there is no such file.
+QString canonicalPath(const QFileInfo& file, const QString& documentRoot) {
+    // The system's functions take a name to end at a NUL, so that they would see another file than
+    // the one whose name was checked.
+    if (file.filePath().contains(QChar::Null))
+        return {};
+    // To resolve links asks the system about every folder above, in vain without a root.
+    if (documentRoot.isEmpty() && !hasParentComponent(file.filePath()))
+        return file.filePath();
+    return file.canonicalFilePath();
 }
 
 // Not QFileInfo's, which asks the system for its time zone each time.
@@ -56,10 +67,6 @@ QDateTime modificationTime(const QFileInfo& file) {
         return {};
     return QDateTime::fromMSecsSinceEpoch(
         qint64(status.st_mtim.tv_sec) * 1000 + status.st_mtim.tv_nsec / 1'000'000, Qt::UTC);
-}
-
-bool hasParentComponent(const QString& path) {
-    return path.contains(QLatin1String("/../")) || path.endsWith(QLatin1String("/.."));
 }
 
 void redirect(Message* message, const QString& path) {
@@ -240,7 +247,7 @@ void StaticHandler::serveFile(const QFileInfo& file, const QString& documentRoot
                               const QString& contentType) {
     dbglog_scopedFunction;
     message->setEncoding(Message::ContentLength);
-    const QString canonical = canonicalPath(file);
+    const QString canonical = canonicalPath(file, documentRoot);
     if (const char* reason = reasonToHide(file, canonical, documentRoot)) {
         dbglog_info("StaticHandler::handle: request for " << reason
                                                           << " file url: " << message->fullUri()

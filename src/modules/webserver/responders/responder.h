@@ -1,7 +1,8 @@
 #pragma once
 
+#include "responders/devicetextstream.h"
+
 #include <QObject>
-#include <QTextStream>
 
 class QIODevice;
 class Request;
@@ -34,8 +35,8 @@ Q_SIGNALS:
 protected:
     Request& request() const { return *m_request; }
 
-    QTextStream in;
-    QTextStream out;
+    DeviceTextStream in;
+    DeviceTextStream out;
 
 private:
     Request* m_request;

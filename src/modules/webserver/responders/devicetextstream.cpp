@@ -1,0 +1,23 @@
+#include "devicetextstream.h"
+
+#include <QTextCodec>
+
+void DeviceTextStream::setDevice(QIODevice* device) {
+    m_stream.reset();
+    m_device = device;
+}
+
+void DeviceTextStream::flush() {
+    if (m_stream)
+        m_stream->flush();
+}
+
+QTextStream& DeviceTextStream::stream() {
+    // Looking it up by name costs more than the rest.
+    static QTextCodec* const utf8 = QTextCodec::codecForName("UTF-8");
+    if (!m_stream) {
+        m_stream.emplace(m_device);
+        m_stream->setCodec(utf8);
+    }
+    return *m_stream;
+}
