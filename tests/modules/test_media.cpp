@@ -1,7 +1,7 @@
-#include "core/model/cmroot.h"
 #include "core/model/cmrootworker.h"
 #include "core/plixhttprequest.h"
 #include "core/plixnamedpipe.h"
+#include "datamodel.h"
 #include "mediaworker.h"
 #include "pipewriter.h"
 #include "wavformat.h"
@@ -9,21 +9,6 @@
 #include <QtTest>
 
 namespace {
-
-const QString directoryPath = QStringLiteral("settings:/media/directory");
-
-QVariantList rows(const QStringList& roles) {
-    const CMReply<PlixRowsRoles> reply;
-    CMRoot()->getRows(CMPath::fromEncoded("media:/"), 0, 100, -1, roles, reply);
-    return reply.value().rows().toList();
-}
-
-QStringList titles() {
-    QStringList list;
-    for (const QVariant& row : rows({"title"}))
-        list.append(row.toList().first().toString());
-    return list;
-}
 
 PlixHttpRequestReply ask(const QString& path, const QString& pipe = {}) {
     PlixHttpRequestData data;
@@ -34,12 +19,6 @@ PlixHttpRequestReply ask(const QString& path, const QString& pipe = {}) {
     const CMReply<QVariant> reply;
     CMRoot()->setData(CMPath::fromEncoded(path), "httpRequest", request.__variant(), reply);
     return PlixHttpRequestReply(reply.value().toHash());
-}
-
-void write(const QString& path, const QByteArray& content) {
-    QVERIFY(QDir().mkpath(QFileInfo(path).path()));
-    QFile file(path);
-    QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
 }
 
 // The reading end of a pipe such as the web server makes.
@@ -69,69 +48,59 @@ class TestMedia : public QObject {
 
 private Q_SLOTS:
     void init() { m_state = std::make_unique<QTemporaryDir>(); }
+
     void generatesTracks() {
         const MediaWorker worker(config());
-        QTRY_COMPARE(rows({}).size(), 6);
-        const QVariantList list = rows({"value", "icon", "maximum"});
-        for (const QVariant& entry : list) {
+        QTRY_COMPARE(rowsOf("media:/", {}).size(), 6);
+        for (const QVariant& entry : rowsOf("media:/", {"value", "icon", "maximum"})) {
             const QVariantList row = entry.toList();
             QVERIFY(row[2].toInt() >= 8000 && row[2].toInt() <= 20000);
             QCOMPARE(ask(row[1].toString()).contentType(), QStringLiteral("image/svg+xml"));
-            QFile file(ask(PlixValue(row[0].toHash()).string_()).localFile());
+            const QString track = PlixValue(row[0].toHash()).string_();
+            QFile file(ask(track).localFile());
             QVERIFY(file.open(QIODevice::ReadOnly));
             const auto info = WavFormat::read(file);
             QVERIFY(info && info->durationMs == row[2].toLongLong());
+
+            Reader reader;
+            const PlixHttpRequestReply reply = ask(track, reader.name());
+            QCOMPARE(reply.contentType(), QStringLiteral("audio/wav"));
+            QCOMPARE(reply.contentLength(), file.size());
+            QVERIFY(!reply.__contains(PlixHttpRequestReply::LocalFile()));
+            QByteArray bytes;
+            QTRY_VERIFY((bytes += reader.read()).size() >= file.size());
+            QVERIFY(file.seek(0) && bytes == file.readAll());
+            QTRY_VERIFY(!worker.findChild<PipeWriter*>());
         }
         QCOMPARE(QDir(path("media")).entryList(QDir::Files | QDir::Hidden).size(), 6);
     }
 
-    void followsDirectory() {
-        write(path("mine/My Song.mp3"), "x");
-        CMNodesWorker settings({}, "settings");
-        settings.setValue(directoryPath, PlixValue::fromScalar(path("mine")));
-        const MediaWorker worker(config());
-        QCOMPARE(titles(), QStringList{"My Song"});
-        write(path("mine/b.ogg"), "x");
-        write(path("mine/c.txt"), "x");
-        QTRY_COMPARE(titles(), (QStringList{"My Song", "b"}));
-        settings.setValue(directoryPath, PlixValue::fromScalar(path("none")));
-        QTRY_COMPARE(titles(), QStringList());
-    }
-
-    void answersForItsFilesOnly() {
+    void servesItsDirectoryOnly() {
+        QVERIFY(QDir(m_state->path()).mkpath("mine/covers/deep"));
+        QVERIFY(QDir(m_state->path()).mkpath("mine/folder.wav"));
         for (const char* file :
-             {"mine/a.wav", "mine/B.MP3", "mine/notes.txt", "mine/.hidden.wav", "mine/covers/a.png",
+             {"mine/a.wav", "mine/notes.txt", "mine/.hidden.wav", "mine/covers/a.png",
               "mine/covers/deep/a.png", "mine/folder.wav/a.wav", "secret.wav"})
-            write(path(file), "x");
+            addFile(file);
         QVERIFY(QFile::link(path("secret.wav"), path("mine/link.wav")));
         CMNodesWorker settings({}, "settings");
-        settings.setValue(directoryPath, PlixValue::fromScalar(path("mine")));
+        const auto setDirectory = [&](const char* name) {
+            settings.setValue("settings:/media/directory", PlixValue::fromScalar(path(name)));
+        };
+        setDirectory("mine");
         const MediaWorker worker(config());
-        for (const char* name : {"a.wav", "B.MP3", "covers/a.png"})
+        QCOMPARE(titlesOf("media:/"), QStringList{"a"});
+        addFile("mine/My Song.MP3");
+        QTRY_COMPARE(titlesOf("media:/"), (QStringList{"My Song", "a"}));
+        for (const char* name : {"a.wav", "My Song.MP3", "covers/a.png"})
             QVERIFY2(ask(QLatin1String("media:/") + name).status() == 200, name);
         for (const char* name :
              {"z.wav", "", "covers", "folder.wav", "notes.txt", "covers/deep/a.png",
               "../secret.wav", "covers/../a.wav", "/etc/passwd", ".hidden.wav", "link.wav"})
             QVERIFY2(ask(QLatin1String("media:/") + name).status() == 404, name);
         QCOMPARE(ask("media:/a.wav" + QString(QChar()) + ".wav").status(), 404);
-    }
-
-    void writesFileThroughPipe() {
-        const MediaWorker worker(config());
-        QTRY_VERIFY(worker.hasNode("media:/morning-tide.wav"));
-        QFile file(path("media/morning-tide.wav"));
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        const QByteArray expected = file.readAll();
-
-        Reader reader;
-        const PlixHttpRequestReply reply = ask("media:/morning-tide.wav", reader.name());
-        QCOMPARE(reply.contentType(), QStringLiteral("audio/wav"));
-        QCOMPARE(reply.contentLength(), qint64(expected.size()));
-        QVERIFY(!reply.__contains(PlixHttpRequestReply::LocalFile()));
-        QByteArray bytes;
-        QTRY_VERIFY((bytes += reader.read()).size() >= expected.size());
-        QVERIFY(bytes == expected);
-        QTRY_VERIFY(!worker.findChild<PipeWriter*>());
+        setDirectory("none");
+        QTRY_COMPARE(titlesOf("media:/"), QStringList());
     }
 
     void refusesForeignPipe() {
@@ -161,6 +130,10 @@ private Q_SLOTS:
 
 private:
     QString path(const char* name) const { return m_state->filePath(name); }
+    void addFile(const char* name) const {
+        QFile file(path(name));
+        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
+    }
     QVariantHash config() const { return {{"stateDir", m_state->path()}}; }
 
     CMRootWorker m_root;

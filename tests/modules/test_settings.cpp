@@ -1,7 +1,6 @@
-#include "core/model/cmroot.h"
 #include "core/model/cmrootworker.h"
-#include "core/plixjson.h"
 #include "core/plixpaths.h"
+#include "datamodel.h"
 #include "processhandler/plixprocesshandler.h"
 #include "settingsworker.h"
 
@@ -12,19 +11,16 @@ namespace {
 const QString certificatePath = PlixWebserverHttpsCertPath().toEncoded();
 const QString portPath = PlixWebserverPortPath().toEncoded();
 const QString languagePath = QStringLiteral("settings:/ui/language");
+const QString brightnessPath = QStringLiteral("settings:/brightness");
+const char certificateFile[] = "development-ca/ca.pem";
+const char keyFile[] = "development-ca/ca-key.pem";
 
 QVariantHash typedNode(const char* member, const QVariant& value) {
     return {{"value", QVariantHash{{QLatin1String(member), value}}}};
 }
 
-CMError write(const QString& path, const QVariant& value) {
-    const CMReply<QVariant> reply;
-    CMRoot()->setData(CMPath::fromEncoded(path), "value", value, reply);
-    return reply.error();
-}
-
 QString text(const QString& path) {
-    return plixValueToQString(PlixValue(CMRoot()->getValue(CMPath::fromEncoded(path)).toHash()));
+    return plixValueToQString(PlixValue(valueOf(path)));
 }
 
 } // namespace
@@ -34,82 +30,68 @@ class TestSettings : public QObject {
 
 private Q_SLOTS:
     void init() { m_state = std::make_unique<QTemporaryDir>(); }
+
     void keepsWrittenValues() {
         {
             SettingsWorker worker(config());
-            QVERIFY(!write(languagePath, "de"));
+            QCOMPARE(setData(languagePath, "value", "de"), QString());
             QTRY_VERIFY(!readStateFile("settings.json").isEmpty());
             // Still to be saved when the worker ends.
-            QVERIFY(!write("settings:/brightness", 70));
-            QVERIFY(!write("settings:/webserver/port", 1));
+            QCOMPARE(setData(brightnessPath, "value", 70), QString());
+            QCOMPARE(setData(portPath, "value", 1), QString());
         }
-        QCOMPARE(QFileInfo(stateFile("settings.json")).permissions() & 0x77, 0);
-        const SettingsWorker worker(config());
-        QCOMPARE(text(languagePath), QStringLiteral("de"));
-        QCOMPARE(text("settings:/brightness"), QStringLiteral("70"));
-        QCOMPARE(text(portPath), QStringLiteral("8080"));
-    }
-
-    void overrideWinsOverKeptValue() {
-        writeStateFile("settings.json", R"({"settings:/ui/language": {"string_": "de"}})");
-        const SettingsWorker worker(config({{"overrides", QStringList{languagePath}}}));
-        QCOMPARE(text(languagePath), QStringLiteral("en"));
-    }
-
-    void ignoresDamagedFile() {
-        for (const QByteArray content : {"{\"settings", "[]"}) {
-            writeStateFile("settings.json", content);
+        QVERIFY(isPrivate("settings.json"));
+        {
             const SettingsWorker worker(config());
-            QCOMPARE(text(languagePath), QStringLiteral("en"));
-            QCOMPARE(readStateFile("settings.json.damaged"), content);
+            QCOMPARE(values(), QStringLiteral("de 70 8080"));
         }
+        const SettingsWorker worker(config({{"overrides", QStringList{languagePath}}}));
+        QCOMPARE(values(), QStringLiteral("en 70 8080"));
     }
 
-    void ignoresKeptValueThatDoesNotFit() {
+    void ignoresWhatDoesNotFit() {
         writeStateFile("settings.json", R"({"settings:/ui/language": {"i32_": 1},
                                         "settings:/webserver/port": {"i32_": 1},
                                         "settings:/gone": {"i32_": 1},
                                         "settings:/brightness": {"i32_": 70}})");
-        const SettingsWorker worker(config());
-        QCOMPARE(text(languagePath), QStringLiteral("en"));
-        QCOMPARE(text(portPath), QStringLiteral("8080"));
-        QVERIFY(!worker.hasNode("settings:/gone"));
-        QVERIFY(worker.role("settings:/webserver/port", "internal").toBool());
-        QCOMPARE(text("settings:/brightness"), QStringLiteral("70"));
+        {
+            const SettingsWorker worker(config());
+            QCOMPARE(values(), QStringLiteral("en 70 8080"));
+            QVERIFY(!worker.hasNode("settings:/gone"));
+            QVERIFY(worker.role(portPath, "internal").toBool());
+        }
+        for (const QByteArray content : {"{\"settings", "[]"}) {
+            writeStateFile("settings.json", content);
+            const SettingsWorker worker(config());
+            QCOMPARE(values(), QStringLiteral("en 50 8080"));
+            QCOMPARE(readStateFile("settings.json.damaged"), content);
+        }
     }
 
     void makesDevelopmentCaOnce() {
         const QVariantHash withCa = config({{"developmentCa", true}});
-        QString certificate;
-        {
+        QByteArray certificate;
+        for (int start = 0; start < 2; ++start) {
             const SettingsWorker worker(withCa);
-            certificate = text(certificatePath);
-            QVERIFY(
-                worker.role(PlixWebserverHttpsPrivateKeyPath().toEncoded(), "internal").toBool());
+            QVERIFY(start == 0 || readStateFile(certificateFile) == certificate);
+            certificate = readStateFile(certificateFile);
+            QCOMPARE(text(certificatePath).toUtf8(), certificate);
+            const QString key = PlixWebserverHttpsPrivateKeyPath().toEncoded();
+            QVERIFY(worker.role(key, "internal").toBool());
         }
-        QCOMPARE(certificate.toUtf8(), readStateFile("development-ca/ca.pem"));
-        QCOMPARE(QFileInfo(stateFile("development-ca")).permissions() & 0x77, 0);
-        QCOMPARE(QFileInfo(stateFile("development-ca/ca-key.pem")).permissions() & 0x77, 0);
-        const auto shown = PlixProcessHandler::startSync(
-            "openssl", {"x509", "-noout", "-text", "-in", stateFile("development-ca/ca.pem")},
-            5000);
-        QVERIFY2(shown.getData().contains("CA:TRUE"), qPrintable(shown.getData()));
-        const SettingsWorker worker(withCa);
-        QCOMPARE(text(certificatePath), certificate);
+        QVERIFY(isPrivate("development-ca") && isPrivate(keyFile));
         QCOMPARE(QDir(m_state->path()).entryList(QDir::AllEntries | QDir::NoDotAndDotDot),
                  QStringList{"development-ca"});
-    }
-
-    void replacesDamagedDevelopmentCa() {
-        const QVariantHash withCa = config({{"developmentCa", true}});
-        delete new SettingsWorker(withCa);
-        for (const char* file : {"development-ca/ca.pem", "development-ca/ca-key.pem"}) {
-            const QByteArray previous = readStateFile("development-ca/ca.pem");
+        // A damaged one is replaced.
+        for (const char* file : {certificateFile, keyFile}) {
             writeStateFile(file, "damaged");
             const SettingsWorker worker(withCa);
-            QVERIFY(readStateFile("development-ca/ca.pem").startsWith("-----BEGIN CERTIFICATE"));
-            QVERIFY(readStateFile("development-ca/ca-key.pem").contains("PRIVATE KEY"));
-            QVERIFY(text(certificatePath).toUtf8() != previous);
+            QVERIFY(text(certificatePath).toUtf8() !=
+                    std::exchange(certificate, readStateFile(certificateFile)));
+            const auto shown = PlixProcessHandler::startSync(
+                "openssl", {"x509", "-noout", "-text", "-in", stateFile(certificateFile)}, 5000);
+            QVERIFY2(shown.getData().contains("CA:TRUE"), qPrintable(shown.getData()));
+            QVERIFY(readStateFile(keyFile).contains("PRIVATE KEY"));
         }
     }
 
@@ -124,13 +106,19 @@ private:
     QVariantHash config(const QVariantHash& more = {}) const {
         QVariantHash made{{"stateDir", m_state->path()},
                           {"nodes", QVariantHash{{languagePath, typedNode("string_", "en")},
-                                                 {"settings:/brightness", typedNode("i32_", 50)},
+                                                 {brightnessPath, typedNode("i32_", 50)},
                                                  {portPath, typedNode("i32_", 8080)}}}};
         for (auto member = more.begin(); member != more.end(); ++member)
             made.insert(member.key(), member.value());
         return made;
     }
     QString stateFile(const char* name) const { return m_state->filePath(QLatin1String(name)); }
+    static QString values() {
+        return QStringList{text(languagePath), text(brightnessPath), text(portPath)}.join(' ');
+    }
+    bool isPrivate(const char* name) const {
+        return (QFileInfo(stateFile(name)).permissions() & 0x77) == 0;
+    }
     void writeStateFile(const char* name, const QByteArray& content) const {
         QFile file(stateFile(name));
         QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
