@@ -3,8 +3,8 @@
 // ./test has installed what this needs and built the device.
 
 import { fileURLToPath } from 'node:url';
-import { desktop, launch, open, phone, profile, until } from '../tests/web/browser.mjs';
-import { Device } from '../tests/web/device.mjs';
+import { desktop, launch, open, phone, profile } from '../tests/web/browser.mjs';
+import { Device, until } from '../tests/web/device.mjs';
 
 const images = fileURLToPath(new URL('../docs/images/', import.meta.url));
 const SHOTS = [

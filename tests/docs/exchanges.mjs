@@ -5,11 +5,11 @@
 // next one is what it prints; "…" stands for any text. The commands of a document share one shell.
 
 import { spawn, spawnSync } from "node:child_process";
+import { once } from "node:events";
 import { mkdtempSync, readFileSync, rmSync } from "node:fs";
-import { createServer } from "node:net";
 import { tmpdir } from "node:os";
 import { join } from "node:path";
-import { createInterface } from "node:readline";
+import { freePort } from "../web/device.mjs";
 
 const documentedPorts = { http: "8080", https: "8443" };
 
@@ -24,24 +24,15 @@ function exchangesOf(text) {
     return exchanges;
 }
 
-function freePort() {
-    return new Promise((resolve) => {
-        const server = createServer().listen(0, () => {
-            const { port } = server.address();
-            server.close(() => resolve(String(port)));
-        });
-    });
-}
-
 async function startDevice(program, home, ports) {
     const device = spawn(
         program,
         ["--set", `settings:/webserver/port=${ports.http}`,
          "--set", `settings:/webserver/httpsPort=${ports.https}`],
         { env: { ...process.env, HOME: home, XDG_STATE_HOME: "" }, stdio: ["ignore", "pipe", "inherit"] });
-    for await (const line of createInterface({ input: device.stdout }))
-        if (line.startsWith("ready ")) return device;
-    throw new Error("the device ended before it was ready");
+    // It prints when it is ready, or ends.
+    await Promise.race([once(device.stdout, "data"), once(device, "exit")]);
+    return device;
 }
 
 // Runs the commands in one shell; gives what each has printed.
@@ -68,7 +59,7 @@ async function check(program, file) {
     const exchanges = exchangesOf(readFileSync(file, "utf8"));
     const printed = run(exchanges.map(({ command }) => command), home, ports);
     device.kill("SIGTERM");
-    await new Promise((resolve) => device.on("exit", resolve));
+    await once(device, "exit");
     rmSync(home, { recursive: true });
 
     let failures = 0;

@@ -36,23 +36,3 @@ export async function open(context, path = '/index.html') {
     await page.goto(path);
     return page;
 }
-
-const LIMIT_MS = 15_000;
-
-/** Waits until `condition` holds (is truthy and does not throw) and returns what it gave. */
-export async function until(condition, what, limit = LIMIT_MS) {
-    const deadline = Date.now() + limit;
-    let fault = 'it did not come about';
-    for (;;) {
-        try {
-            const result = await condition();
-            if (result)
-                return result;
-        } catch (error) {
-            fault = error.message;
-        }
-        if (Date.now() > deadline)
-            throw new Error(`waited for ${what}: ${fault}`);
-        await new Promise(resolve => setTimeout(resolve, 20));
-    }
-}

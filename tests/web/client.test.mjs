@@ -1,8 +1,7 @@
 import assert from 'node:assert/strict';
 import { after, before, describe, it } from 'node:test';
 import { Plix } from '../../web/plix.js';
-import { until } from './browser.mjs';
-import { Device } from './device.mjs';
+import { Device, until } from './device.mjs';
 
 // More than two requests' worth of rows.
 const QUEUE = Array.from({ length: 450 }, (_, index) => ({

@@ -2,27 +2,25 @@
 
 import { spawn } from 'node:child_process';
 import { once } from 'node:events';
-import { mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
+import { existsSync, mkdtempSync, readFileSync, rmSync, writeFileSync } from 'node:fs';
 import { createServer } from 'node:net';
 import { hostname, tmpdir } from 'node:os';
 import { fileURLToPath } from 'node:url';
 import { join } from 'node:path';
-import { Agent, request } from 'node:https';
+import { connect } from 'node:tls';
 
 const root = fileURLToPath(new URL('../..', import.meta.url));
 const program = process.env.PLIXHOST ?? join(root, 'build/bin/plixhost');
 // Generous for a sanitizer build on a busy machine; a test that passes never waits for it.
 const START_MS = 60_000;
-const HTTPS_MS = 15_000;
+const LIMIT_MS = 15_000;
 const ATTEMPTS = 3;
 const STOP_MS = 20_000;
-// The device's certificate is signed by its own development CA.
-const agent = new Agent({ rejectUnauthorized: false, keepAlive: false });
 
 export const webRoot = join(root, 'web');
 
-async function freePort() {
-    const server = createServer().listen(0, '127.0.0.1');
+export async function freePort() {
+    const server = createServer().listen();
     await once(server, 'listening');
     const { port } = server.address();
     server.close();
@@ -30,24 +28,41 @@ async function freePort() {
     return port;
 }
 
+/** Waits until `condition` holds (is truthy and does not throw) and returns what it gave. */
+export async function until(condition, what, limit = LIMIT_MS) {
+    const deadline = Date.now() + limit;
+    let fault = 'it did not come about';
+    for (;;) {
+        try {
+            const result = await condition();
+            if (result)
+                return result;
+        } catch (error) {
+            fault = error.message;
+        }
+        if (Date.now() > deadline)
+            throw new Error(`waited for ${what}: ${fault}`);
+        await new Promise(resolve => setTimeout(resolve, 20));
+    }
+}
+
 const lockFile = join(tmpdir(), 'plix-test.lock');
+
+/** The lock is a QLockFile's, which the other tests take; one that was abandoned is removed. */
+function takeLock() {
+    const holder = existsSync(lockFile) && parseInt(readFileSync(lockFile, 'utf8'));
+    if (holder && !existsSync(`/proc/${holder}`))
+        rmSync(lockFile, { force: true });
+    writeFileSync(lockFile, `${process.pid}\nnode\n${hostname()}\n`, { flag: 'wx' });
+    return true;
+}
 
 /**
  * Runs `work` while no other test makes a device certificate: those have their files under fixed
- * names. The lock is a QLockFile's, which the other tests take.
+ * names.
  */
 async function withCertificateLock(work) {
-    for (;;) {
-        try {
-            writeFileSync(lockFile, `${process.pid}\nnode\n${hostname()}\n`, { flag: 'wx' });
-            break;
-        } catch (error) {
-            if (error.code !== 'EEXIST')
-                throw error;
-            removeAbandonedLock();
-            await new Promise(resolve => setTimeout(resolve, 50));
-        }
-    }
+    await until(takeLock, 'other devices', Infinity);
     try {
         return await work();
     } finally {
@@ -55,17 +70,9 @@ async function withCertificateLock(work) {
     }
 }
 
-function removeAbandonedLock() {
-    try {
-        process.kill(parseInt(readFileSync(lockFile, 'utf8')), 0);
-    } catch (error) {
-        if (error.code === 'ESRCH')
-            rmSync(lockFile, { force: true });
-    }
-}
-
 export class Device {
     #process = null;
+    #ended = null;
     #state = mkdtempSync(join(tmpdir(), 'plix-web-test-'));
     #arguments = [];
     #log = '';
@@ -99,7 +106,7 @@ export class Device {
             for (let attempt = 1; ; attempt++) {
                 await this.#start();
                 try {
-                    return await this.#httpsAnswers();
+                    return await until(() => this.#hasHttps(), 'HTTPS');
                 } catch (error) {
                     // Any other device on this machine that starts at the same moment may have
                     // written the certificate's files in between; this one then stays without HTTPS.
@@ -115,46 +122,31 @@ export class Device {
         this.#process = spawn(program, this.#arguments, { stdio: ['ignore', 'pipe', 'pipe'] });
         const { stdout, stderr } = this.#process;
         stderr.on('data', data => { this.#log = (this.#log + data).slice(-4000); });
-        await new Promise((resolve, reject) => {
-            const fail = reason => reject(new Error(`${program}: ${reason}\n${this.#log}`));
-            const timer = setTimeout(() => fail('not ready in time'), START_MS);
-            this.#process.once('error', error => fail(error.message));
-            this.#process.once('exit', code => fail(`ended with status ${code}`));
-            let output = '';
-            stdout.on('data', data => {
-                output += data;
-                if (!output.startsWith('ready '))
-                    return;
-                clearTimeout(timer);
-                resolve();
-            });
-        });
+        this.#ended = once(this.#process, 'exit');
+        // The first that it prints is that it is ready.
+        const outcome = await Promise.race([
+            once(stdout, 'data', { signal: AbortSignal.timeout(START_MS) }), this.#ended,
+        ]);
+        if (!String(outcome).startsWith('ready '))
+            throw new Error(`${program} ended: ${outcome}\n${this.#log}`);
     }
 
     /** The HTTPS server comes back a moment after the start, with its certificate for this machine. */
-    async #httpsAnswers() {
-        const deadline = Date.now() + HTTPS_MS;
-        for (;;) {
-            try {
-                return await this.get('settings:/device/name');
-            } catch (error) {
-                if (Date.now() > deadline)
-                    throw new Error(`${program}: ${error.message}\n${this.#log}`);
-                await new Promise(resolve => setTimeout(resolve, 50));
-            }
-        }
+    async #hasHttps() {
+        const { hostname: host, port } = new URL(this.url);
+        // The certificate is signed by the device's own development CA.
+        const socket = connect({ host, port, rejectUnauthorized: false });
+        await once(socket, 'secureConnect');
+        return socket.destroy();
     }
 
     async stop() {
-        if (this.#process.exitCode !== null)
-            throw new Error(`plixhost ended by itself with ${this.#process.exitCode}`);
-        const ended = once(this.#process, 'exit');
-        const timer = setTimeout(() => this.#process.kill('SIGKILL'), STOP_MS);
-        this.#process.kill('SIGTERM');
-        const [code, signal] = await ended;
-        clearTimeout(timer);
+        const stopped = this.#process;
+        stopped.kill('SIGTERM');
+        setTimeout(() => stopped.kill('SIGKILL'), STOP_MS).unref();
+        const [code, signal] = await this.#ended;
         if (code !== 0)
-            throw new Error(`plixhost ended with ${signal ?? code}`);
+            throw new Error(`plixhost ended with ${signal ?? code}\n${this.#log}`);
     }
 
     async end() {
@@ -166,35 +158,30 @@ export class Device {
     }
 
     /** The value of a node, past the browser. */
-    get(path) {
-        return this.#ask(`/api/getData?path=${encodeURIComponent(path)}&roles=value`).then(([value]) => value);
+    async get(path) {
+        const [value] = await this.#ask(`getData?path=${encodeURIComponent(path)}&roles=value`);
+        return value;
     }
 
-    rows(path) {
-        return this.#ask(`/api/getRows?path=${encodeURIComponent(path)}&roles=title&from=0&to=99`)
-            .then(({ rows }) => rows.map(([title]) => title));
+    async titles(path) {
+        const { rows } = await this.#ask(`getRows?path=${path}&roles=title&from=0&to=99`);
+        return rows.map(([title]) => title);
     }
 
     set(path, value, role = 'value') {
-        return this.#ask('/api/setData', JSON.stringify({ path, role, value }));
+        const headers = { 'Content-Type': 'application/json' };
+        const body = JSON.stringify({ path, role, value });
+        return this.#ask('setData', { method: 'POST', headers, body });
     }
 
     activate(path, argument = true) {
         return this.set(path, argument, 'activate');
     }
 
-    #ask(path, body) {
-        return new Promise((resolve, reject) => {
-            const asking = request(this.url + path, {
-                agent, method: body ? 'POST' : 'GET', headers: { 'Content-Type': 'application/json' },
-            }, async response => {
-                let text = '';
-                for await (const data of response)
-                    text += data;
-                response.statusCode === 200 ? resolve(JSON.parse(text)) : reject(new Error(text));
-            });
-            asking.on('error', reject);
-            asking.end(body);
-        });
+    async #ask(question, options) {
+        const response = await fetch(`${this.httpUrl}/api/${question}`, options);
+        if (!response.ok)
+            throw new Error(await response.text());
+        return response.json();
     }
 }

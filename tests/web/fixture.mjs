@@ -1,0 +1,25 @@
+// What tests in a browser share: a device, a browser, and pages without faults.
+
+import assert from 'node:assert/strict';
+import { after, afterEach, before } from 'node:test';
+import { launch, profile } from './browser.mjs';
+import { Device } from './device.mjs';
+
+export let device, browser;
+
+before(async () => {
+    device = await Device.start();
+    browser = await launch();
+});
+after(async () => {
+    await browser?.close();
+    await device?.end();
+});
+afterEach(async () => {
+    const contexts = browser.contexts();
+    await Promise.all(contexts.map(context => context.close()));
+    assert.deepEqual(contexts.flatMap(({ faults }) => faults), []);
+});
+
+/** A browser profile that ends with the test. */
+export const newProfile = options => profile(browser, device, options);
