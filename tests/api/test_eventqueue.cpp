@@ -11,7 +11,6 @@
 #include <climits>
 #include <functional>
 #include <memory>
-#include <vector>
 
 namespace {
 
@@ -34,16 +33,6 @@ private:
     Reaction m_reaction;
 };
 
-PlixList<PlixEventSubscribe> entries(const QStringList& paths) {
-    PlixList<PlixEventSubscribe> list;
-    for (const QString& path : paths) {
-        PlixEventSubscribe entry;
-        entry.setPath(CMPath::fromEncoded(path));
-        list.append(entry);
-    }
-    return list;
-}
-
 QVariantHash typed(int value) {
     return PlixValue::fromScalar(value).__hash();
 }
@@ -55,25 +44,17 @@ QByteArray valueEvent(const QByteArray& path, int value) {
     return eventOf(path, R"("value":{"i32_":)" + QByteArray::number(value) + "}");
 }
 
-} // namespace
-
 // Answers reads only when told to.
 class LateWorker : public CMNodesWorker {
-    Q_OBJECT
-
 public:
     LateWorker() : CMNodesWorker({}, "late") {}
-    void getDataRequest(const CMGetDataRequest& request) override { m_held.push_back(request); }
-    void answerOne() {
-        const CMGetDataRequest request = m_held.front();
-        m_held.erase(m_held.begin());
-        CMNodesWorker::getDataRequest(request);
-    }
-    std::size_t held() const { return m_held.size(); }
+    void getDataRequest(const CMGetDataRequest& request) override { held.append(request); }
+    void answerOne() { CMNodesWorker::getDataRequest(held.takeFirst()); }
 
-private:
-    std::vector<CMGetDataRequest> m_held;
+    QList<CMGetDataRequest> held;
 };
+
+} // namespace
 
 class TestEventQueue : public QObject {
     Q_OBJECT
@@ -104,10 +85,7 @@ private Q_SLOTS:
                             R"({"index":0,"type":1},{"index":1,"type":1},)"
                             R"({"index":0,"toIndex":1,"type":4}],"value":{"i32_":3}}])"));
         QCOMPARE(poll(queue), QByteArray("[]"));
-    }
-
-    void givesUpLongHistories() {
-        CMEventQueue* queue = modify({}, {"lab:a"});
+        // A long history is given up: the client reads the list anew.
         for (int count = 0; count <= CMPendingEvent::maximumRowEvents; ++count)
             m_worker->insertRow("lab:a", 0, typed(count));
         QCOMPARE(poll(queue), eventOf("lab:a", R"("rowsEvents":[])"));
@@ -130,17 +108,17 @@ private Q_SLOTS:
         CMEventQueue* queue = modify({}, {"late:x"});
         for (int index = 0; index < 3; ++index)
             late.insertRow("late:x", index, typed(index));
-        QCOMPARE(late.held(), std::size_t(1));
+        QCOMPARE(late.held.size(), 1);
         late.answerOne();
         QCOMPARE(poll(queue), eventOf("late:x", R"("rowsEvents":[{"index":0,"type":1}])"));
         // The node becomes internal before the question about the later changes is answered.
         late.setRole("late:x", "internal", true);
         late.answerOne();
-        QCOMPARE(late.held(), std::size_t(0));
+        QCOMPARE(late.held.size(), 0);
         QCOMPARE(poll(queue), QByteArray("[]"));
     }
 
-    void keepsOnePollAtATime() {
+    void endsPolls() {
         CMEventQueue* queue = modify({}, {"lab:a"});
         QByteArray answers[2];
         auto* later = new Poll(&answers[1]);
@@ -151,42 +129,31 @@ private Q_SLOTS:
         QVERIFY(answers[1].isEmpty());
         queue->cancel(later);
         QCOMPARE(answers[1], QByteArray("gone"));
-    }
-
-    void timesOut() {
-        m_manager->setExpiry(1);
-        QSignalSpy expired(m_manager.get(), &CMEventQueueManager::expired);
-        QByteArray longer;
-        QByteArray shorter;
-        modify({}, {"lab:a"})->poll(new Poll(&longer), INT_MAX);
-        modify({}, {})->poll(new Poll(&shorter), 1);
-        QTRY_COMPARE(expired.size(), 1);
-        QCOMPARE(shorter, QByteArray("[]"));
-        QVERIFY(longer.isEmpty());
-        m_manager.reset();
-        QCOMPARE(longer, QByteArray("gone"));
+        QByteArray timedOut;
+        queue->poll(new Poll(&timedOut), 1);
+        QTRY_COMPARE(timedOut, QByteArray("[]"));
     }
 
     void expires() {
         QSignalSpy expired(m_manager.get(), &CMEventQueueManager::expired);
         const QString staying = modify({}, {"lab:a"})->id().toString();
         m_manager->setExpiry(1);
+        QByteArray waiting;
+        modify({}, {"lab:a"})->poll(new Poll(&waiting), INT_MAX);
         const QString id = modify({}, {"lab:a", "lab:b"})->id().toString();
         QTRY_COMPARE(expired.size(), 1);
         QCOMPARE(expired.at(0).at(0).toString(), id);
         // What others subscribed to is left.
-        QVERIFY(m_manager->getQueue(staying) && !m_manager->getQueue(id));
+        QVERIFY(waiting.isEmpty() && m_manager->getQueue(staying) && !m_manager->getQueue(id));
         QCOMPARE(m_root->changeNotifier()->size(), 1);
         // An identifier that is no more begins anew.
         QVERIFY(modify(id, {})->id().toString() != id);
+        m_manager.reset();
+        QCOMPARE(waiting, QByteArray("gone"));
     }
 
     void refusesBadSubscriptions() {
-        CMEventQueue* queue = modify({}, {"lab:a"});
-        const QString id = queue->id().toString();
-        PlixList<PlixEventSubscribe> none;
-        PlixList<PlixEventSubscribe> scalar(QVariantList{5});
-        QVERIFY(!m_manager->modifyQueue(id, scalar, none));
+        const QString id = modify({}, {"lab:a"})->id().toString();
         QVERIFY(!modify(id, {"lab:b", ""}, {"lab:a"}));
         QVERIFY(!modify(id, {QString(CMEventQueueManager::maximumPathLength + 1, 'x')}));
         QStringList many;
@@ -224,9 +191,15 @@ private Q_SLOTS:
 
 private:
     CMEventQueue* modify(const QString& id, const QStringList& add, const QStringList& drop = {}) {
-        PlixList<PlixEventSubscribe> subscribe = entries(add);
-        PlixList<PlixEventSubscribe> unsubscribe = entries(drop);
-        return m_manager->modifyQueue(id, subscribe, unsubscribe);
+        PlixList<PlixEventSubscribe> lists[2];
+        for (const QStringList* paths : {&add, &drop}) {
+            for (const QString& path : *paths) {
+                PlixEventSubscribe entry;
+                entry.setPath(CMPath::fromEncoded(path));
+                lists[paths == &drop].append(entry);
+            }
+        }
+        return m_manager->modifyQueue(id, lists[0], lists[1]);
     }
     QByteArray poll(CMEventQueue* queue) {
         QByteArray answer;

@@ -6,44 +6,39 @@ class TestProcessHandler : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void returnsTheOutput() {
-        const auto both = shell("echo err >&2; echo \xC3\xA4");
-        QVERIFY(both.finishedOk());
-        QCOMPARE(both.getData(), QStringLiteral("\u00e4\nerr\n"));
-        // Arguments reach the program as they are.
-        const auto printed = PlixProcessHandler::startSync(
-            QStringLiteral("printf"),
-            {QStringLiteral("%s|"), QStringLiteral("a b\"$HOME"), QString()}, 10000);
-        QCOMPARE(printed.getData(), QStringLiteral("a b\"$HOME||"));
-        // More than a pipe holds, on both channels.
-        QCOMPARE(shell("head -c 300000 /dev/zero; head -c 300000 /dev/zero >&2").getData().size(),
-                 600000);
+    void reports_data() {
+        QTest::addColumn<QStringList>("command");
+        QTest::addColumn<bool>("ok");
+        QTest::addColumn<QString>("begin");
+        QTest::addColumn<QString>("end");
+        const auto row = [](const char* name, const QStringList& command, bool ok,
+                            const QString& begin, const QString& end) {
+            QTest::newRow(name) << command << ok << begin << end;
+        };
+        const auto shell = [](const char* script) { return QStringList{"sh", "-c", script}; };
+        row("both channels", shell("echo err >&2; echo \xC3\xA4"), true, u8"\u00e4\n", "err\n");
+        row("arguments as they are", {"printf", "%s|", "a b\"$HOME", ""}, true, "a b\"$HOME||", "");
+        row("failure", shell("echo why >&2; exit 3"), false, "why\n", "");
+        row("crash", shell("echo before; kill -9 $$"), false, "before\n", "sh crashed");
+        row("no program", {"no-such-program"}, false, "no-such-program could not be started", "");
+        row("time-out", shell("echo begun; exec sleep 60"), false, "begun\n", "1000 ms");
     }
 
-    void reportsFailures() {
-        const auto failed = shell("echo why >&2; exit 3");
-        QVERIFY(!failed.finishedOk());
-        QCOMPARE(failed.getData(), QStringLiteral("why\n"));
-        const auto crashed = shell("echo before; kill -9 $$");
-        QVERIFY(!crashed.finishedOk());
-        QCOMPARE(crashed.getData(), QStringLiteral("before\nsh crashed"));
-        const auto missing =
-            PlixProcessHandler::startSync(QStringLiteral("no-such-program"), {}, 10000);
-        QVERIFY(!missing.finishedOk());
-        QVERIFY(missing.getData().contains(QStringLiteral("no-such-program could not be started")));
+    void reports() {
+        QFETCH(QStringList, command);
+        QFETCH(QString, begin);
+        QFETCH(QString, end);
+        const QString program = command.takeFirst();
+        const auto result = PlixProcessHandler::startSync(program, command, 1000);
+        QTEST(result.finishedOk(), "ok");
+        QVERIFY2(result.getData().startsWith(begin), qPrintable(result.getData()));
+        QVERIFY2(result.getData().contains(end), qPrintable(result.getData()));
     }
 
-    void endsAtTheTimeOut() {
-        const auto slow = shell("echo begun; exec sleep 60", 300);
-        QVERIFY(!slow.finishedOk());
-        QVERIFY(slow.getData().startsWith(QStringLiteral("begun\n")));
-        QVERIFY(slow.getData().contains(QStringLiteral("300 ms")));
-    }
-
-private:
-    static PlixProcessHandlerResult shell(const char* script, int timeoutMs = 10000) {
-        return PlixProcessHandler::startSync(
-            QStringLiteral("sh"), {QStringLiteral("-c"), QString::fromUtf8(script)}, timeoutMs);
+    void takesMoreThanAPipeHolds() {
+        const QString script = "head -c 300000 /dev/zero; head -c 300000 /dev/zero >&2";
+        const auto result = PlixProcessHandler::startSync("sh", {"-c", script}, 10000);
+        QCOMPARE(result.getData().size(), 600000);
     }
 };
 

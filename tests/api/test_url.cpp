@@ -18,8 +18,7 @@ private Q_SLOTS:
         row("http://h//etc/passwd", "//etc/passwd", nullptr);
         row("http://h/%2e%2E%2fetc%2Fpasswd", "/../etc/passwd", nullptr);
         row("http://h/a%00b", QString::fromLatin1("/a\0b", 4), nullptr);
-        row("http://h/%C3%A4%ff", QStringLiteral("/\u00e4\uFFFD"), nullptr);
-        row("http://h/%zz%41%4", "/%zzA%4", nullptr);
+        row("http://h/%zz%41%4%C3%A4%ff", QStringLiteral("/%zzA%4\u00e4\uFFFD"), nullptr);
         row("http://h/?%7e%41=%2B+#f?g", "/", "%7e%41=%2B+");
         // Hosts that the parser of QUrl rejects.
         row("http://a_b-.local/x?y", "/x", "y");

@@ -1,5 +1,5 @@
-#include "core/plixjson.h"
 #include "core/plixvalue.h"
+#include "datamodel.h"
 
 #include <QTest>
 
@@ -73,10 +73,6 @@ private Q_SLOTS:
     }
 
 private:
-    static QVariant json(const QByteArray& text) {
-        PlixError error;
-        return PlixJson::parse(text, error);
-    }
     static PlixValue record(const QByteArray& text) { return PlixValue(json(text).toHash()); }
 };
 
