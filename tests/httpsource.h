@@ -69,18 +69,17 @@ private:
 
     void makeCertificate() {
         const QTemporaryDir folder;
-        const QString key = folder.filePath(QStringLiteral("key.pem"));
-        const QString certificate = folder.filePath(QStringLiteral("cert.pem"));
+        const QString file = folder.filePath(QStringLiteral("both.pem"));
         QProcess openssl;
         openssl.start(QStringLiteral("openssl"),
                       {"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
                        "-nodes", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
-                       "-keyout", key, "-out", certificate});
+                       "-keyout", file, "-out", file});
         openssl.waitForFinished();
-        QFile keyFile(key);
-        keyFile.open(QIODevice::ReadOnly);
-        m_key = QSslKey(&keyFile, QSsl::Ec);
-        m_certificate = QSslCertificate::fromPath(certificate).value(0);
+        QFile both(file);
+        both.open(QIODevice::ReadOnly);
+        m_key = QSslKey(&both, QSsl::Ec);
+        m_certificate = QSslCertificate::fromPath(file).value(0);
     }
 
     QByteArray m_answer;

@@ -12,14 +12,14 @@ namespace {
 // Test programs are quiet unless PLIX_TEST_LOG names a level ("DEBUG"), which then goes to
 // standard error.
 [[maybe_unused]] const bool loggingConfigured = [] {
-    log4cplus::Logger root = log4cplus::Logger::getRoot();
     const QByteArray level = qgetenv("PLIX_TEST_LOG");
-    if (level.isEmpty()) {
-        root.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::NullAppender));
-        return true;
+    log4cplus::Logger root = log4cplus::Logger::getRoot();
+    log4cplus::SharedAppenderPtr appender(new log4cplus::NullAppender);
+    if (!level.isEmpty()) {
+        appender = new log4cplus::ConsoleAppender(true, true);
+        root.setLogLevel(log4cplus::getLogLevelManager().fromString(level.toStdString()));
     }
-    root.addAppender(log4cplus::SharedAppenderPtr(new log4cplus::ConsoleAppender(true, true)));
-    root.setLogLevel(log4cplus::getLogLevelManager().fromString(level.toStdString()));
+    root.addAppender(appender);
     return true;
 }();
 
