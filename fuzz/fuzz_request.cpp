@@ -15,21 +15,11 @@
 
 namespace {
 
-const QList<QByteArray> knownHeaders{"accept-ranges",
-                                     "allow",
-                                     "cache-control",
-                                     "connection",
-                                     "content-language",
-                                     "content-length",
-                                     "content-range",
-                                     "content-type",
-                                     "date",
-                                     "etag",
-                                     "expires",
-                                     "location",
-                                     "pragma",
-                                     "transfer-encoding",
-                                     "x-robots-tag"};
+const QList<QByteArray> knownHeaders =
+    QByteArray("accept-ranges allow cache-control connection content-language content-length "
+               "content-range content-type date etag expires location pragma transfer-encoding "
+               "x-robots-tag")
+        .split(' ');
 
 // Reads what uploads bring, and so ends none of them.
 class Updater {
@@ -54,12 +44,9 @@ private:
 int devicePort() {
     startEventLoop();
     static const Updater updater;
-    const auto text = [](const char* value) {
-        return QVariantHash{{"value", QVariantHash{{"string_", QString(value)}}}};
-    };
     static const TestDevice device(
-        {{"settings:/ui/language", text("en")},
-         {"player:player/title", text("A title")},
+        {{"settings:/ui/language", valueNode("string_", "en")},
+         {"player:player/title", valueNode("string_", "A title")},
          {"player:player/volume", QVariantHash{{"value", 30}, {"maximum", 100}}}});
     return device.port();
 }

@@ -2,6 +2,7 @@
 
 #include <QByteArray>
 
+#include <algorithm>
 #include <cstddef>
 
 // Ends the program, which libFuzzer reports as a finding, unless the condition holds.
@@ -13,6 +14,11 @@
 
 // Says what does not hold and what the last exchange(), if any, has brought.
 [[noreturn]] void failed(const char* condition, const char* file, int line);
+
+// Nothing in it breaks out of the line of a request.
+inline bool isPrintableAscii(const QByteArray& bytes) {
+    return std::all_of(bytes.begin(), bytes.end(), [](char c) { return c > ' ' && c < 127; });
+}
 
 // A fuzz_NAME.cpp defines this one; it is called with each input.
 void fuzz(const QByteArray& input);

@@ -120,18 +120,15 @@ private Q_SLOTS:
 
     void endsPolls() {
         CMEventQueue* queue = modify({}, {"lab:a"});
-        QByteArray answers[2];
+        QByteArray answers[3];
         auto* later = new Poll(&answers[1]);
         queue->poll(new Poll(&answers[0]), INT_MAX);
         queue->poll(later, INT_MAX);
         QCOMPARE(answers[0], QByteArray("[]"));
-        queue->cancel(nullptr);
-        QVERIFY(answers[1].isEmpty());
         queue->cancel(later);
         QCOMPARE(answers[1], QByteArray("gone"));
-        QByteArray timedOut;
-        queue->poll(new Poll(&timedOut), 1);
-        QTRY_COMPARE(timedOut, QByteArray("[]"));
+        queue->poll(new Poll(&answers[2]), 1);
+        QTRY_COMPARE(answers[2], QByteArray("[]"));
     }
 
     void expires() {
@@ -190,16 +187,16 @@ private Q_SLOTS:
     }
 
 private:
+    static PlixList<PlixEventSubscribe> entries(const QStringList& paths) {
+        QVariantList list;
+        for (const QString& path : paths)
+            list.append(QVariantHash{{"path", path}});
+        return PlixList<PlixEventSubscribe>(list);
+    }
     CMEventQueue* modify(const QString& id, const QStringList& add, const QStringList& drop = {}) {
-        PlixList<PlixEventSubscribe> lists[2];
-        for (const QStringList* paths : {&add, &drop}) {
-            for (const QString& path : *paths) {
-                PlixEventSubscribe entry;
-                entry.setPath(CMPath::fromEncoded(path));
-                lists[paths == &drop].append(entry);
-            }
-        }
-        return m_manager->modifyQueue(id, lists[0], lists[1]);
+        auto subscribe = entries(add);
+        auto unsubscribe = entries(drop);
+        return m_manager->modifyQueue(id, subscribe, unsubscribe);
     }
     QByteArray poll(CMEventQueue* queue) {
         QByteArray answer;

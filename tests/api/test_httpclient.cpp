@@ -104,14 +104,6 @@ private Q_SLOTS:
         }
     }
 
-    void certificatesAreVerified() {
-        HttpSource source(HttpSource::ok("secret"), {}, true);
-        QCOMPARE(Fetch(m_client, source.url()).answer(), QByteArray("0"));
-        QCOMPARE(source.requests().size(), 0);
-        HttpClient trusting(nullptr, HttpClient::Http11, false);
-        QCOMPARE(Fetch(trusting, source.url()).answer(), QByteArray("200secret"));
-    }
-
     void contextAndClientEndTheFetch() {
         HttpSource silent("");
         const auto fail = [](const HttpClient::Result&) { QFAIL("called back"); };

@@ -27,9 +27,6 @@ private Q_SLOTS:
         read("beyond u64", "18446744073709551616", "18446744073709551616");
         read("largest double", "1.7976931348623157e308", "1.7976931348623157e+308");
         read("exponent beyond an int", "0.0000000001e-2147483639", "0");
-        read("escapes", "\"\\u0022\\\\\\/\\b\\f\\n\\r\\t\\u00e4\"",
-             "\"\\\"\\\\/\\b\\f\\n\\r\\t\xC3\xA4\"");
-        read("surrogate pair", R"("\ud83d\ude00")", "\"\xF0\x9F\x98\x80\"");
         read("NUL in a string", R"("a\u0000b")", R"("a\u0000b")");
         read("byte order mark in a string", R"("\ufeffa")", "\"\xEF\xBB\xBF\x61\"");
         read("repeated name", R"({"a":1,"a":2})", R"({"a":2})");
@@ -38,15 +35,10 @@ private Q_SLOTS:
             QTest::newRow(name) << text << QByteArray() << position;
         };
         refuse("nothing", "", 0);
-        refuse("cut off in a string", "\"abc", 4);
-        refuse("text behind the value", "1 2", 2);
         refuse("raw NUL in a string", QByteArray("\"a\0\"", 4), 2);
         refuse("byte order mark", "\xEF\xBB\xBF{}", 0);
         refuse("overflow", "1e999", 0);
         refuse("cut off in a character", "\"\xE2\x82", 1);
-        refuse("comma at the end", "[1,]", 3);
-        refuse("leading zero", "01", 1);
-        refuse("NaN", "NaN", 0);
         refuse("high surrogate alone", R"("\ud800x")", 1);
         refuse("low surrogate alone", R"(["\udc00"])", 9);
         refuse("overlong UTF-8", "\"\xC0\xAF\"", 1);
