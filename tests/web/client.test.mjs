@@ -1,7 +1,7 @@
 import assert from 'node:assert/strict';
 import { after, before, describe, it } from 'node:test';
 import { Plix } from '../../web/plix.js';
-import { Device, until } from './device.mjs';
+import { Device } from './device.mjs';
 
 // More than two requests' worth of rows.
 const QUEUE = Array.from({ length: 450 }, (_, index) => ({
@@ -46,20 +46,5 @@ describe('plix.js', () => {
         } finally {
             globalThis.fetch = fetch;
         }
-    });
-
-    it('follows values and lists until it is stopped', async () => {
-        const volumes = [];
-        let rows = 0;
-        const stops = [
-            plix.watch('player:player/volume', volume => volumes.push(volume)),
-            plix.watchList('player:queue', ['title'], list => { rows = list.length; }),
-        ];
-        await until(() => volumes.length === 1 && rows === QUEUE.length - 1, 'the first values');
-        await plix.set('player:player/volume', 5);
-        await plix.activate('player:queue/remove', { index: 3 });
-        await until(() => volumes.at(-1) === 5 && rows === QUEUE.length - 2, 'the changes');
-        stops.forEach(stop => stop());
-        await until(() => plix.connection === 'idle', 'the end of polling');
     });
 });
