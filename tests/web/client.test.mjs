@@ -24,7 +24,7 @@ describe('plix.js', () => {
             { title: 'Language', value: { string_: 'en' } });
         assert.equal((await plix.get('player:player/volume', '@all')).maximum, 100);
         await assert.rejects(plix.get('nobody:x'), { name: 'workerNotFound', status: 500 });
-        await assert.rejects(plix.set('player:player/volume', { i32_: 101 }), { name: 'outOfRange' });
+        await assert.rejects(plix.set('player:player/volume', 101), { name: 'outOfRange' });
         await assert.rejects(plix.activate('player:player/seek', 'x'), { status: 500 });
         await assert.rejects(nowhere.get('player:player/volume'), { name: 'offline', status: 0 });
         for (const secret of ['documentRoot', 'httpsPrivateKey', 'port'])

@@ -109,7 +109,7 @@ export class Device {
                     return await until(() => this.#hasHttps(), 'HTTPS');
                 } catch (error) {
                     // Any other device on this machine that starts at the same moment may have
-                    // written the certificate's files in between; this one then stays without HTTPS.
+                    // written the certificate's files meanwhile; this one then has no HTTPS.
                     if (attempt === ATTEMPTS)
                         throw error;
                     await this.stop();
@@ -131,7 +131,7 @@ export class Device {
             throw new Error(`${program} ended: ${outcome}\n${this.#log}`);
     }
 
-    /** The HTTPS server comes back a moment after the start, with its certificate for this machine. */
+    /** The HTTPS server comes back a moment after the start, with a certificate of its own. */
     async #hasHttps() {
         const { hostname: host, port } = new URL(this.url);
         // The certificate is signed by the device's own development CA.

@@ -58,8 +58,8 @@ test('a tapped track plays, its position moves, and it is heard', async () => {
 test('a tap shows in another browser within a quarter of a second', async test => {
     const there = await openOnline(await newProfile(phone));
     for (const [button, attribute] of [['#play', 'aria-label'], ['#mute', 'aria-pressed']]) {
-        // Both clocks are this machine's; the mutation is stamped by the page that shows it, and the
-        // tap in its page: the driver's own way to it does not count.
+        // Both clocks are this machine's; the mutation is stamped by the page that shows it, the
+        // tap by its own: the driver's way to it does not count.
         const seen = there.evaluate(([target, name]) => new Promise(resolve => {
             new MutationObserver(() => resolve(Date.now())).observe(document.querySelector(target),
                 { attributes: true, attributeFilter: [name] });
