@@ -48,26 +48,16 @@ export async function until(condition, what, limit = LIMIT_MS) {
 
 const lockFile = join(tmpdir(), 'plix-test.lock');
 
-/** The lock is a QLockFile's, which the other tests take; one that was abandoned is removed. */
+/**
+ * Held while a device makes its certificate, whose files have fixed names. The lock is a QLockFile's,
+ * which the other tests take; one that was abandoned is removed.
+ */
 function takeLock() {
     const holder = existsSync(lockFile) && parseInt(readFileSync(lockFile, 'utf8'));
     if (holder && !existsSync(`/proc/${holder}`))
         rmSync(lockFile, { force: true });
     writeFileSync(lockFile, `${process.pid}\nnode\n${hostname()}\n`, { flag: 'wx' });
     return true;
-}
-
-/**
- * Runs `work` while no other test makes a device certificate: those have their files under fixed
- * names.
- */
-async function withCertificateLock(work) {
-    await until(takeLock, 'other devices', Infinity);
-    try {
-        return await work();
-    } finally {
-        rmSync(lockFile, { force: true });
-    }
 }
 
 export class Device {
@@ -101,21 +91,23 @@ export class Device {
     }
 
     /** Starts it (again), at the same ports and with the same state. */
-    resume() {
-        return withCertificateLock(async () => {
+    async resume() {
+        await until(takeLock, 'other devices', Infinity);
+        try {
             for (let attempt = 1; ; attempt++) {
                 await this.#start();
-                try {
-                    return await until(() => this.#hasHttps(), 'HTTPS');
-                } catch (error) {
-                    // Any other device on this machine that starts at the same moment may have
-                    // written the certificate's files meanwhile; this one then has no HTTPS.
-                    if (attempt === ATTEMPTS)
-                        throw error;
-                    await this.stop();
-                }
+                const hasHttps = await until(() => this.#hasHttps(), 'HTTPS').catch(error => error);
+                if (hasHttps === true)
+                    return;
+                // Any other device on this machine that starts at the same moment may have
+                // written the certificate's files meanwhile; this one then has no HTTPS.
+                if (attempt === ATTEMPTS)
+                    throw hasHttps;
+                await this.stop();
             }
-        });
+        } finally {
+            rmSync(lockFile, { force: true });
+        }
     }
 
     async #start() {
@@ -137,7 +129,8 @@ export class Device {
         // The certificate is signed by the device's own development CA.
         const socket = connect({ host, port, rejectUnauthorized: false });
         await once(socket, 'secureConnect');
-        return socket.destroy();
+        socket.destroy();
+        return true;
     }
 
     async stop() {
