@@ -190,7 +190,8 @@ def parse_arguments():
     parser.add_argument("--only", default="", help="works whose title contains this, nothing else")
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--seconds", type=int, default=2, help="of each work in a round")
-    parser.add_argument("--renewals", type=int, default=50, help="further wakes of the first polls")
+    parser.add_argument("--renewals", type=int, default=720,
+                        help="of the first polls; at the usual time-out an hour brings so many")
     arguments = parser.parse_args()
     arguments.polls = [1000, 10000]
     if arguments.quick:
