@@ -9,81 +9,51 @@
 #include <QtTest>
 
 #include <csignal>
-#include <fcntl.h>
+#include <future>
 #include <poll.h>
 #include <sys/stat.h>
-#include <thread>
-#include <unistd.h>
 
 namespace {
 
 // A worker that answers HTTP requests as the test says, and writes into the pipe from a thread of
 // its own.
-class Producer : public CMNodesWorker {
-public:
+struct Producer : CMNodesWorker {
     Producer() : CMNodesWorker({}, QStringLiteral("producer")) {}
-    ~Producer() override { join(); }
 
     void setDataRequest(const CMSetDataRequest& request) override {
         last = request;
         pipe = PlixHttpRequest(request.value.toHash()).pipe();
-        struct stat status {};
-        stat(qPrintable(pipe), &status);
-        mode = int(status.st_mode);
         if (write)
-            m_thread = std::thread([this, write = write] {
-                const int descriptor = ::open(qPrintable(pipe), O_WRONLY | O_CLOEXEC);
-                write(descriptor);
-                ::close(descriptor);
-                done = true;
+            writing = std::async(std::launch::async, [write = write, file = pipe] {
+                QFile opened(file);
+                opened.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+                write(opened);
             });
         if (answers)
             request.reply.finish(reply);
     }
-    void join() {
-        if (m_thread.joinable())
-            m_thread.join();
-    }
 
     QVariantHash reply{{"status", 200}};
     bool answers = true;
-    std::function<void(int descriptor)> write;
+    std::function<void(QFile& pipe)> write;
+    std::future<void> writing;
     CMSetDataRequest last;
     QString pipe;
-    int mode = 0;
-    std::atomic<bool> done = false;
-
-private:
-    std::thread m_thread;
 };
-
-bool writeAll(int descriptor, const QByteArray& bytes, int step = 65536) {
-    for (int at = 0; at < bytes.size();) {
-        const ssize_t count =
-            ::write(descriptor, bytes.constData() + at, size_t(qMin(step, bytes.size() - at)));
-        if (count < 0)
-            return false;
-        at += int(count);
-    }
-    return true;
-}
-
-QByteArray noise(int size) {
-    QByteArray bytes(size, Qt::Uninitialized);
-    quint32 state = 1;
-    for (char& byte : bytes)
-        byte = char((state = state * 1664525 + 1013904223) >> 24);
-    return bytes;
-}
 
 const QByteArray target = "/api/stream/producer:/x";
 
-// A producer, a device that relays its streams, and a client.
+// A producer, a server that relays its streams, and a client.
 struct Relay {
-    TestDevice device;
+    CMRootWorker root;
     Producer producer;
-    RawClient client{device.port()};
+    TestServer server;
+    RawClient client{server.port()};
 
+    explicit Relay(int patienceMs = StreamResponder::defaultPatienceMs) {
+        server.add("/", new ResponderHandler(
+                            makeDefaultResponderFactory<StreamResponder>(patienceMs), {}, nullptr));
+    }
     void send(const QByteArray& method = "GET") {
         client.send(RawClient::requestBytes(method, target));
     }
@@ -91,6 +61,7 @@ struct Relay {
         send();
         return client.readReply();
     }
+    bool hasPipe() const { return QFileInfo::exists(producer.pipe); }
 };
 
 } // namespace
@@ -104,22 +75,16 @@ private Q_SLOTS:
         QTest::addColumn<int>("written");
         QTest::addColumn<int>("step");
         QTest::addColumn<QVariant>("announced");
-        const auto row = [](const char* name, int written, int step,
-                            const QVariant& announced = {}) {
-            QTest::newRow(name) << written << step << announced;
-        };
-        row("megabytes in chunks", 4 << 20, 65536);
-        row("megabytes of known length", 4 << 20, 65536, 4 << 20);
-        row("one byte at a time", 3000, 1);
-        row("one chunk exactly", 1024, 1024, 1024);
-        row("closed at once", 0, 1);
-        row("dies at once", 0, 1, 10);
-        row("dies in the middle", 50000, 65536, 100000);
-        row("more than announced", 500000, 65536, 1500);
-        row("more than announced, within a chunk", 20, 65536, 10);
-        row("negative length", 1500, 65536, -5);
+        QTest::newRow("megabytes in chunks") << (4 << 20) << 65536 << QVariant();
+        QTest::newRow("megabytes of known length") << (4 << 20) << 65536 << QVariant(4 << 20);
+        QTest::newRow("one byte at a time") << 3000 << 1 << QVariant();
+        QTest::newRow("closed at once") << 0 << 1 << QVariant();
+        QTest::newRow("dies at once") << 0 << 1 << QVariant(10);
+        QTest::newRow("dies in the middle") << 50000 << 65536 << QVariant(100000);
+        QTest::newRow("more than announced") << 500000 << 65536 << QVariant(1500);
+        QTest::newRow("more than announced, within a chunk") << 20 << 65536 << QVariant(10);
+        QTest::newRow("negative length") << 1500 << 65536 << QVariant(-5);
     }
-
     void relaysBytes() {
         QFETCH(int, written);
         QFETCH(int, step);
@@ -128,7 +93,10 @@ private Q_SLOTS:
         const bool hasLength = announced.isValid() && announced.toInt() >= 0;
         for (const QByteArray version : {"1.1", "1.0"}) {
             Relay relay;
-            relay.producer.write = [&](int descriptor) { writeAll(descriptor, bytes, step); };
+            relay.producer.write = [&](QFile& pipe) {
+                for (int at = 0; at < bytes.size(); at += step)
+                    pipe.write(bytes.mid(at, step));
+            };
             if (announced.isValid())
                 relay.producer.reply.insert("contentLength", announced);
             relay.client.send("GET " + target + " HTTP/" + version + "\r\nHost: localhost\r\n\r\n");
@@ -137,10 +105,8 @@ private Q_SLOTS:
             QCOMPARE(reply.isChunked(), !hasLength && version == "1.1");
             QCOMPARE(reply.header("Content-Length"),
                      hasLength ? announced.toByteArray() : QByteArray());
-            QCOMPARE(reply.header("Content-Type"), QByteArray("application/octet-stream"));
             QVERIFY(reply.body == (hasLength ? bytes.left(announced.toInt()) : bytes));
-            relay.producer.join();
-            QTRY_VERIFY(!QFileInfo::exists(relay.producer.pipe));
+            QTRY_VERIFY(!relay.hasPipe());
             // Only a connection whose response is whole may go on.
             if (version == "1.0" || (hasLength && written < announced.toInt())) {
                 QVERIFY(relay.client.waitForClose());
@@ -153,111 +119,79 @@ private Q_SLOTS:
 
     void asksTheWorker() {
         Relay relay;
-        relay.producer.reply["status"] = 404;
+        relay.producer.answers = false;
         relay.client.send(RawClient::requestBytes("POST", "/api/stream/producer:/a%20b?c=d+e",
                                                   "Content-Type: application/json\r\n",
                                                   R"({"f": 1})"));
-        QCOMPARE(relay.client.readReply().status, 404);
+        QTRY_VERIFY(relay.hasPipe());
+        QVERIFY((QFileInfo(relay.producer.pipe).permissions() & QFile::Permissions(0x77)) == 0);
         QCOMPARE(relay.producer.last.path.toEncoded(), QString("producer:/a b"));
         QCOMPARE(relay.producer.last.role, PlixRoles::HttpRequest());
         const PlixHttpRequest request(relay.producer.last.value.toHash());
         QCOMPARE(request.data().variable("QUERY_STRING").toString(), QString("c=d%20e"));
         QCOMPARE(request.data().variable("REMOTE_ADDR").toString(), QString("127.0.0.1"));
         QCOMPARE(request.data().params().value("f").toInt(), 1);
-        QVERIFY(request.hasStreamPipe());
-        QCOMPARE(relay.producer.mode, S_IFIFO | 0600);
+        relay.producer.last.reply.finish(QVariantHash{{"status", 404}});
+        QCOMPARE(relay.client.readReply().status, 404);
     }
 
-    void setsHeaders() {
-        const QVector<std::tuple<QString, QVariant, QByteArray>> rows{
-            {"X-Track", "one\ttwo", "one\ttwo"},
-            {"X-Track", 7, "7"},
-            {"X-Track", "a\r\nX-Evil: 1", {}},
-            {"X-Track", "a\nX-Evil: 1", {}},
-            {"X-Track", QString::fromLatin1("a\0b", 3), {}},
-            {"X-Track: a\r\nX-Evil", "1", {}},
-            {"X-Evil: 1 X-Track", "1", {}},
-            {"", "X-Evil: 1", {}},
-            {"content-LENGTH", "1", {}},
-            {"Connection", "close", {}}};
-        for (const auto& [name, value, sent] : rows) {
-            Relay relay;
-            relay.producer.write = [](int descriptor) { writeAll(descriptor, "body"); };
-            relay.producer.reply.insert("headers", QVariantHash{{name, value}});
-            const HttpReply reply = relay.get();
-            QCOMPARE(reply.body, QByteArray("body"));
-            QCOMPARE(reply.header(name.toUtf8()), sent);
-            QVERIFY(!reply.head.contains("X-Track: a"));
-            QVERIFY(!reply.head.contains("X-Evil"));
-        }
-    }
-
-    void answersWithoutABody_data() {
-        QTest::addColumn<QVariantHash>("workerReply");
-        QTest::addColumn<QByteArray>("method");
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("type");
-        const auto row = [](const char* name, const QVariantHash& reply, int status,
-                            const char* method = "GET",
-                            const char* type = "application/octet-stream") {
-            QTest::newRow(name) << reply << QByteArray(method) << status << QByteArray(type);
+    void setsStatusAndHeaders() {
+        const auto with = [](const QString& name, const QVariant& value) {
+            return QVariantHash{
+                {"status", 200}, {"contentLength", 0}, {"headers", QVariantHash{{name, value}}}};
         };
-        row("not found", {{"status", 404}, {"contentType", "a/b"}}, 404, "GET", "a/b");
-        row("line break in type", {{"status", 404}, {"contentType", "a\r\nX-Evil: 1"}}, 404);
-        row("no content", {{"status", 204}}, 204);
-        row("length of nothing", {{"status", 200}, {"contentLength", 0}}, 200);
-        row("HEAD", {{"status", 200}}, 200, "HEAD");
-        row("interim status", {{"status", 100}}, 502, "GET", "");
-        row("status beyond all", {{"status", 1000}}, 502, "GET", "");
+        const QVector<std::tuple<QByteArray, QVariantHash, int, QByteArray, QByteArray>> rows{
+            {"GET", {{"status", 404}, {"contentType", "a/b"}}, 404, "Content-Type", "a/b"},
+            {"GET", {{"status", 404}, {"contentType", "a\r\nX-Evil: 1"}}, 404, "X-Evil", {}},
+            {"GET", with("X-Track", "one\ttwo"), 200, "X-Track", "one\ttwo"},
+            {"GET", with("X-Track", "a\r\nX-Evil: 1"), 200, "X-Track", {}},
+            {"GET", with("X-Track", "a\nX-Evil: 1"), 200, "X-Track", {}},
+            {"GET", with("X-Track", QString::fromLatin1("a\0b", 3)), 200, "X-Track", {}},
+            {"GET", with("X-Track: a\r\nX-Evil", "1"), 200, "X-Track", {}},
+            {"GET", with("X-Evil: 1 X-Track", "1"), 200, "X-Evil", {}},
+            {"GET", with("", "X-Evil: 1"), 200, "", {}},
+            {"GET", with("content-LENGTH", "1"), 200, "Content-Length", "0"},
+            {"GET", with("Connection", "close"), 200, "Connection", {}},
+            {"GET", {{"status", 204}}, 204, "Content-Length", {}},
+            {"HEAD", {{"status", 200}}, 200, "Content-Type", "application/octet-stream"},
+            {"GET", {{"status", 100}}, 502, "Content-Type", {}},
 #ifdef QT_NO_DEBUG // asserted against otherwise
-        row("nothing", {}, 502, "GET", "");
-        row("status that is no number", {{"status", QVariantHash()}}, 502, "GET", "");
+            {"GET", {}, 502, "Content-Type", {}},
 #endif
-    }
-
-    void answersWithoutABody() {
-        QFETCH(QByteArray, method);
-        QFETCH(QVariantHash, workerReply);
-        Relay relay;
-        relay.producer.reply = workerReply;
-        // The second request shows that nothing of the first answer is left on the connection.
-        for (int i = 0; i < 2; ++i) {
-            relay.send(method);
-            const HttpReply reply = relay.client.readReply(method == "HEAD");
-            QTEST(reply.status, "status");
-            QTEST(reply.header("Content-Type"), "type");
-            QCOMPARE(reply.body, QByteArray());
-            QTRY_VERIFY(!QFileInfo::exists(relay.producer.pipe));
-        }
-    }
-
-    void reportsRequestsThatFail() {
-        TestDevice device({{"plain:/node", QVariantHash{{"title", "Plain"}}}});
-        for (const char* path : {"", "nobody:/x", "plain:/none", "plain:/node"}) {
-            const HttpReply reply =
-                RawClient::get(device.port(), QByteArray("/api/stream/") + path);
-            QCOMPARE(reply.status, 501);
-            QCOMPARE(reply.body, QByteArray());
+        };
+        for (const auto& [method, answer, status, name, value] : rows) {
+            Relay relay;
+            relay.producer.reply = answer;
+            // The second request shows that nothing of the first answer is left behind.
+            for (int i = 0; i < 2; ++i) {
+                relay.send(method);
+                const HttpReply reply = relay.client.readReply(method == "HEAD");
+                QCOMPARE(reply.status, status);
+                QCOMPARE(reply.header(name), value);
+                QVERIFY(!reply.head.contains("X-Evil"));
+                QCOMPARE(reply.body, QByteArray());
+                QTRY_VERIFY(!relay.hasPipe());
+            }
         }
     }
 
     void servesLocalFile() {
+        const QTemporaryDir folder;
+        writeFile(folder.filePath("track.bin"), "local");
         Relay relay;
-        relay.device.writeFile("track.bin", "local");
-        relay.producer.reply.insert("localFile", relay.device.root() + "/track.bin");
+        relay.producer.reply.insert("localFile", folder.filePath("track.bin"));
         relay.producer.reply.insert("contentType", "audio/x-test");
         const HttpReply reply = relay.get();
-        QCOMPARE(reply.status, 200);
         QCOMPARE(reply.body, QByteArray("local"));
         QCOMPARE(reply.header("Content-Type"), QByteArray("audio/x-test"));
-        QTRY_VERIFY(!QFileInfo::exists(relay.producer.pipe));
+        QTRY_VERIFY(!relay.hasPipe());
     }
 
     void clientStopsProducer() {
-        Relay relay;
         std::atomic<qint64> written = 0;
-        relay.producer.write = [&, bytes = noise(65536)](int descriptor) {
-            while (writeAll(descriptor, bytes))
+        Relay relay;
+        relay.producer.write = [&, bytes = noise(65536)](QFile& pipe) {
+            while (pipe.write(bytes) == bytes.size())
                 written += bytes.size();
         };
         relay.client.socket().setReadBufferSize(1);
@@ -271,34 +205,26 @@ private Q_SLOTS:
         QTRY_VERIFY_WITH_TIMEOUT(stands(), 20000);
         QVERIFY2(written < 20 << 20, qPrintable(QString::number(written)));
         relay.client.abort();
-        QTRY_VERIFY(relay.producer.done);
-        QVERIFY(!QFileInfo::exists(relay.producer.pipe));
+        QTRY_VERIFY(!relay.hasPipe());
+        relay.producer.writing.wait();
     }
 
     void serverEnds() {
         // While streaming, and before the answer.
         for (const bool answers : {true, false}) {
-            CMRootWorker root;
-            Producer producer;
-            producer.answers = answers;
-            producer.write = [](int descriptor) {
-                while (writeAll(descriptor, noise(100)))
+            Relay relay;
+            relay.producer.answers = answers;
+            relay.producer.write = [](QFile& pipe) {
+                while (pipe.write(noise(100)) > 0)
                     continue;
             };
-            ResponderHandler handler(makeDefaultResponderFactory<StreamResponder>(), {}, nullptr);
-            auto server = std::make_unique<Server>(0, QString(), QString(), false, nullptr);
-            server->addHandler("/", &handler);
-            server->start();
-            RawClient client(server->listeningPort());
-            client.send(RawClient::requestBytes("GET", target));
-            QTRY_VERIFY(!producer.pipe.isEmpty());
-            client.read(answers ? 5000 : 0);
-            server.reset();
+            relay.send();
+            QTRY_VERIFY(!relay.producer.pipe.isEmpty());
+            relay.client.read(answers ? 5000 : 0);
+            relay.server.server().stop();
             // Without another turn of the event loop, as when the device stops.
-            QVERIFY(!QFileInfo::exists(producer.pipe));
-            producer.last.reply.finish(producer.reply);
-            producer.join();
-            settle();
+            QVERIFY(!relay.hasPipe());
+            relay.producer.last.reply.finish(relay.producer.reply);
         }
     }
 
@@ -307,47 +233,40 @@ private Q_SLOTS:
         using Case = std::pair<bool, bool>;
         for (const auto& [answers, writes] :
              {Case(false, false), Case(true, false), Case(true, true)}) {
-            CMRootWorker root;
-            Producer producer;
-            producer.answers = answers;
+            Relay relay(200);
+            relay.producer.answers = answers;
             if (writes)
-                producer.write = [](int descriptor) {
-                    pollfd reader{descriptor, 0, 0};
+                relay.producer.write = [](QFile& pipe) {
+                    pollfd reader{pipe.handle(), 0, 0};
                     poll(&reader, 1, 5000);
                 };
-            TestServer server;
-            server.add("/", new ResponderHandler(makeDefaultResponderFactory<StreamResponder>(200),
-                                                 QString(), nullptr));
-            RawClient client(server.port());
-            client.send(RawClient::requestBytes("GET", target));
+            relay.send();
             if (writes)
-                QTRY_VERIFY(!producer.pipe.isEmpty());
+                QTRY_VERIFY(!relay.producer.pipe.isEmpty());
             else
-                QCOMPARE(client.readReply().status, 504);
-            client.abort();
-            QTRY_VERIFY(!QFileInfo::exists(producer.pipe));
-            producer.last.reply.finish(producer.reply);
+                QCOMPARE(relay.client.readReply().status, 504);
+            relay.client.abort();
+            QTRY_VERIFY(!relay.hasPipe());
+            relay.producer.last.reply.finish(relay.producer.reply);
         }
     }
 
     void waitsForLateWriter() {
         Relay relay;
         relay.send();
-        QTRY_VERIFY(!relay.producer.pipe.isEmpty());
+        QTRY_VERIFY(relay.hasPipe());
         // Some turns of the event loop in which a reader would see an end of file.
         settle();
-        const int descriptor =
-            ::open(qPrintable(relay.producer.pipe), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
-        QVERIFY(descriptor >= 0);
+        QFile pipe(relay.producer.pipe);
+        QVERIFY(pipe.open(QIODevice::WriteOnly));
         settle();
-        QVERIFY(writeAll(descriptor, "late"));
-        ::close(descriptor);
+        pipe.write("late");
+        pipe.close();
         QCOMPARE(relay.client.readReply().body, QByteArray("late"));
     }
 
     void refusesForeignPipe() {
         Relay relay;
-        relay.producer.reply["status"] = 404;
         srandom(1);
         const QString foreign = PlixHttpRequest::pipePrefix() + QString::number(random());
         QCOMPARE(mkfifo(qPrintable(foreign), 0666), 0);
@@ -357,7 +276,6 @@ private Q_SLOTS:
         QCOMPARE(reply.body, QByteArray("ERROR: Unable to create pipe\n"));
         QVERIFY(reply.status >= 500);
         QVERIFY(relay.producer.pipe.isEmpty());
-        QCOMPARE(relay.get().status, 404);
     }
 };
 

@@ -7,6 +7,7 @@
 #include <QCoreApplication>
 #include <QDir>
 #include <QProcess>
+#include <QRandomGenerator>
 #include <QTcpServer>
 #include <QTest>
 
@@ -73,6 +74,13 @@ QPair<QString, QString> authority() {
 QVariantHash valueNode(const char* type, const QVariant& value, QVariantHash more) {
     more.insert("value", QVariantHash{{type, value}});
     return more;
+}
+
+QByteArray noise(int size) {
+    QByteArray bytes(size, Qt::Uninitialized);
+    QRandomGenerator generator(1);
+    std::generate(bytes.begin(), bytes.end(), [&] { return char(generator.generate()); });
+    return bytes;
 }
 
 void writeFile(const QString& path, const QByteArray& content) {

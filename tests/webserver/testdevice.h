@@ -28,6 +28,9 @@ private:
 // The roles of a node, the value of which is a PlixValue of the given type.
 QVariantHash valueNode(const char* type, const QVariant& value, QVariantHash more = {});
 
+// Bytes without a pattern, the same ones each time.
+QByteArray noise(int size);
+
 // Makes the folders too.
 void writeFile(const QString& path, const QByteArray& content);
 
