@@ -26,7 +26,7 @@ struct Producer : CMNodesWorker {
         if (write)
             writing = std::async(std::launch::async, [write = write, file = pipe] {
                 QFile opened(file);
-                opened.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+                opened.open(QIODevice::WriteOnly | QIODevice::ExistingOnly | QIODevice::Unbuffered);
                 write(opened);
             });
         if (answers)
