@@ -25,12 +25,9 @@ private Q_SLOTS:
         const QVector<std::tuple<QByteArray, QByteArray, QByteArray>> rows{
             {"modifyqueue", {}, "Not implemented!\n"},
             {"modifyQueue?subscribe=%5B", {}, data},
-            {"modifyQueue?subscribe=%7B%7D", {}, data},
             {"modifyQueue", "{'subscribe':'[]'}", data},
             {"modifyQueue", "{'unsubscribe':['ui:a']}", data},
-            {"modifyQueue", "{'queueId':5}", data},
             {"modifyQueue", "{'subscribe':[{}]}", "Unable to subscribe or unsubscribe paths!\n"},
-            {"pollQueue?timeout=5s", {}, lists},
             {"pollQueue?timeout=99999999999", {}, lists},
             {"pollQueue", "{'timeout':1.5}", lists},
             {"pollQueue?queueId={x}", {}, "Unknown queue id!\n"}};
@@ -40,7 +37,6 @@ private Q_SLOTS:
             QCOMPARE(reply.status, reply.body == "Not implemented!\n" ? 501 : 400);
             QCOMPARE(reply.header("Content-Type"), QByteArray("text/plain"));
         }
-        QCOMPARE(RawClient::request(m_device->port(), "PUT", "/api/event/pollQueue").status, 501);
     }
 
     void createsAndChangesQueues() {
@@ -58,7 +54,6 @@ private Q_SLOTS:
                  created.body);
         setVolume(32);
         QCOMPARE(poll(queue), QByteArray("[]\n"));
-        QVERIFY(request("modifyQueue", "{\"queueId\":\"unknown\"}").body != created.body);
     }
 
     void deliversToAWaitingPoll() {
@@ -92,26 +87,24 @@ private Q_SLOTS:
     }
 
     void clientThatLeavesLosesNoEvents() {
-        using Leave = void (*)(RawClient&);
-        const Leave reset = [](RawClient& client) { client.abort(); };
-        const Leave closeBehindAnotherRequest = [](RawClient& client) {
-            client.send(RawClient::requestBytes("GET", "/"));
-            client.socket().close();
-        };
-        // It may still read, and is told at once that there is nothing.
-        const Leave halfClose = [](RawClient& client) {
-            client.halfClose();
-            QCOMPARE(client.readReply().body, QByteArray("[]\n"));
-        };
         const QByteArray queue = subscribe("player:player/volume");
         int volume = 50;
-        for (const Leave leave : {reset, closeBehindAnotherRequest, halfClose}) {
+        for (const char* manner : {"reset", "close behind another request", "half-close"}) {
             RawClient client(m_device->port());
             startPoll(client, queue);
-            leave(client);
+            if (*manner == 'r') {
+                client.abort();
+            } else if (*manner == 'c') {
+                client.send(RawClient::requestBytes("GET", "/"));
+                client.socket().close();
+            } else {
+                // It may still read, and is told at once that there is nothing.
+                client.halfClose();
+                QCOMPARE(client.readReply().body, QByteArray("[]\n"));
+            }
             settle();
             setVolume(++volume);
-            QVERIFY(poll(queue).contains(QByteArray::number(volume)));
+            QVERIFY2(poll(queue).contains(QByteArray::number(volume)), manner);
         }
     }
 

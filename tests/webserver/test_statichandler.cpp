@@ -6,7 +6,6 @@
 #include <QTest>
 
 #include <sys/stat.h>
-#include <unistd.h>
 
 namespace {
 
@@ -140,28 +139,6 @@ private Q_SLOTS:
             QVERIFY(!tags.contains(reply.header("ETag")));
             tags << reply.header("ETag");
         }
-    }
-
-    void refusesUnreadableFiles() {
-        // Root reads everything: the server runs as nobody for this request.
-        QFile(m_base.path()).setPermissions(QFile::Permissions(0x5555));
-        QFile(m_root.filePath("empty")).setPermissions(QFile::Permissions());
-        const uid_t root = getuid();
-        const uid_t user = root ? root : 65534;
-        QCOMPARE(setresuid(user, user, root), 0);
-        const HttpReply reply = RawClient::get(m_server->port(), "/empty");
-        QCOMPARE(setresuid(root, root, root), 0);
-        QCOMPARE(reply.status, 403);
-        QVERIFY(reply.body == "You don't have permission to access 'http://localhost/empty'.");
-    }
-
-    void upgradesRequestsOfSecurePages() {
-        m_server.reset();
-        TestDevice device(TestDevice::httpsNodes());
-        device.writeFile("page.html", "page");
-        const HttpReply reply = RawClient::get(device.httpsPort(), "/page.html", {}, true);
-        QCOMPARE(reply.body, QByteArray("page"));
-        QCOMPARE(reply.header("Content-Security-Policy"), QByteArray("upgrade-insecure-requests"));
     }
 };
 
