@@ -1,23 +1,23 @@
 #include "rawclient.h"
 
+#include <QCoreApplication>
 #include <QDeadlineTimer>
-#include <QEventLoop>
-#include <QSslConfiguration>
 #include <QTimer>
 
 #include <sys/socket.h>
 
 namespace {
 
-// Runs the event loop until one of the socket's signals has been emitted, or for the time given.
-template <typename Signal>
-void waitFor(QSslSocket& socket, Signal signal, int timeoutMs) {
-    QEventLoop loop;
-    QTimer::singleShot(timeoutMs, &loop, &QEventLoop::quit);
-    QObject::connect(&socket, signal, &loop, &QEventLoop::quit);
-    QObject::connect(&socket, &QAbstractSocket::disconnected, &loop, &QEventLoop::quit);
-    QObject::connect(&socket, &QAbstractSocket::errorOccurred, &loop, &QEventLoop::quit);
-    loop.exec();
+// Runs the event loop until the condition holds, or for the time given. It is looked at after each
+// event, not now and then: thousands of small waits must not take long.
+template <typename Condition>
+bool waitFor(Condition condition, int timeoutMs) {
+    QTimer limit;
+    limit.setSingleShot(true);
+    limit.start(timeoutMs);
+    while (!condition() && limit.isActive())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return condition();
 }
 
 } // namespace
@@ -31,14 +31,13 @@ QByteArray HttpReply::header(const QByteArray& name) const {
 }
 
 RawClient::RawClient(int port, bool tls) {
-    if (tls) {
-        m_socket.setPeerVerifyMode(QSslSocket::VerifyNone);
+    m_socket.setPeerVerifyMode(QSslSocket::VerifyNone);
+    if (tls)
         m_socket.connectToHostEncrypted(QStringLiteral("127.0.0.1"), static_cast<quint16>(port));
-        waitFor(m_socket, &QSslSocket::encrypted, defaultTimeoutMs);
-    } else {
+    else
         m_socket.connectToHost(QStringLiteral("127.0.0.1"), static_cast<quint16>(port));
-        waitFor(m_socket, &QAbstractSocket::connected, defaultTimeoutMs);
-    }
+    if (!waitFor([=] { return tls ? m_socket.isEncrypted() : isConnected(); }, defaultTimeoutMs))
+        qWarning() << "No connection:" << m_socket.errorString();
 }
 
 void RawClient::send(const QByteArray& bytes) {
@@ -47,14 +46,14 @@ void RawClient::send(const QByteArray& bytes) {
 }
 
 void RawClient::halfClose() {
-    while (isConnected() && m_socket.bytesToWrite() > 0)
-        waitFor(m_socket, &QIODevice::bytesWritten, defaultTimeoutMs);
-    ::shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
+    if (waitFor([this] { return m_socket.bytesToWrite() == 0; }, defaultTimeoutMs))
+        ::shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
 }
 
 bool RawClient::readMore(int timeoutMs) {
-    if (m_socket.bytesAvailable() == 0 && isConnected())
-        waitFor(m_socket, &QIODevice::readyRead, timeoutMs);
+    const auto isOver = [this] { return m_socket.bytesAvailable() > 0 || !isConnected(); };
+    if (!waitFor(isOver, timeoutMs))
+        return false;
     const QByteArray bytes = m_socket.readAll();
     m_buffer += bytes;
     return !bytes.isEmpty();
@@ -125,11 +124,7 @@ QByteArray RawClient::readToEnd(int timeoutMs) {
 }
 
 bool RawClient::waitForClose(int timeoutMs) {
-    const QDeadlineTimer deadline(timeoutMs);
-    while (isConnected() && !deadline.hasExpired())
-        waitFor(m_socket, &QAbstractSocket::disconnected,
-                static_cast<int>(deadline.remainingTime()));
-    return !isConnected();
+    return waitFor([this] { return !isConnected(); }, timeoutMs);
 }
 
 QByteArray RawClient::requestBytes(const QByteArray& method, const QByteArray& target,

@@ -141,33 +141,6 @@ private Q_SLOTS:
         QTRY_COMPARE(server.count(), 1);
         QCOMPARE(server.messages[0]->requestBody().size(), 10000);
     }
-
-    void heldUploadIsKept() {
-        QPointer<Message> held;
-        qint64 received = 0;
-        TestServer server;
-        server.server().setPatience(300);
-        server.addEarly("/", new FunctionHandler([&](Message* message) {
-                            message->setAccumulate(false);
-                            held = message;
-                            connect(message, &Message::gotChunk, [&](const char*, unsigned size) {
-                                if (received == 0)
-                                    server.server().pauseMessage(true, held);
-                                received += size;
-                            });
-                        }));
-        server.add("/", [](Message* message) { message->setStatus(204, QString()); });
-        // More than may be kept in memory.
-        constexpr int bytes = 20 * 1024 * 1024;
-        RawClient client(server.port());
-        client.send(RawClient::requestBytes("POST", "/", {}, QByteArray(bytes, 'x')));
-        QTRY_VERIFY(received > 0);
-        QTest::qWait(1000);
-        QVERIFY(held);
-        server.server().pauseMessage(false, held);
-        QTRY_COMPARE(received, bytes);
-        QCOMPARE(client.readReply().status, 204);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestConnections)

@@ -176,44 +176,6 @@ private Q_SLOTS:
         QVERIFY(copy->requestBody().isEmpty());
         QVERIFY(!ServerMessageDevice(copy.get(), nullptr).open(QIODevice::WriteOnly));
     }
-
-    void deviceAccountsForChunks() {
-        TestServer server;
-        std::unique_ptr<Message> message;
-        server.add("/", [&](Message* handled) {
-            message = std::make_unique<Message>(*handled);
-            message->setStatus(200, QString());
-            message->pause();
-        });
-        RawClient client(server.port());
-        client.send(get);
-        QTRY_VERIFY(message);
-        ServerMessageDevice device(message.get(), nullptr);
-        QVERIFY(device.open(QIODevice::WriteOnly));
-
-        QSignalSpy written(&device, &QIODevice::bytesWritten);
-        device.write("one");
-        device.write("three");
-        QCOMPARE(device.bytesToWrite(), 8);
-        // What is added behind the device's back is reported as no bytes of its own.
-        message->responseBodyAdd(QByteArray("aside"));
-        QTRY_COMPARE(written, (QList<QVariantList>{{3LL}, {5LL}, {0LL}}));
-        QCOMPARE(device.bytesToWrite(), 0);
-
-        device.write("late");
-        server.server().stop();
-        QCOMPARE(written.last().first().toLongLong(), 0);
-        QCOMPARE(device.bytesToWrite(), 0);
-        QCOMPARE(device.write("z"), -1);
-    }
-
-    void secondServerOnThePortFails() {
-        TestServer server;
-        Server second(server.port(), QString(), QString(), false, nullptr);
-        second.start();
-        QVERIFY(!second.isRunning());
-        QVERIFY(!Server(0, "no certificate", "no key", false, nullptr).ok());
-    }
 };
 
 QTEST_GUILESS_MAIN(TestExchange)
