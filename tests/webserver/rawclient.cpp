@@ -15,8 +15,11 @@ bool waitFor(Condition condition, int timeoutMs) {
     QTimer limit;
     limit.setSingleShot(true);
     limit.start(timeoutMs);
-    while (!condition() && limit.isActive())
+    while (!condition() && limit.isActive()) {
         QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        // Outside QEventLoop::exec() nothing else does this.
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    }
     return condition();
 }
 
