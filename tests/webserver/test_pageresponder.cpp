@@ -1,10 +1,12 @@
 #include "handlers/responderhandler.h"
+#include "pageexpressions.h"
 #include "rawclient.h"
 #include "responders/pageresponder.h"
 #include "responders/responderfactory.h"
 #include "testdevice.h"
 
 #include <QElapsedTimer>
+#include <QRandomGenerator>
 #include <QTest>
 
 #include <sys/stat.h>
@@ -64,9 +66,6 @@ private Q_SLOTS:
         row("no roles", "<get text'?>!", "[[getData: Error: missing parameters!]]!");
         row("html", "1<get text' roles='value' escape='html'?>2", "1&lt;a&amp;b&gt;2");
         row("js", "<get text' roles='title' escape='js'?>", "\\\"it\\'s\\\"");
-        row("no escape means html", "<get text' roles='title'?>", "&quot;it's&quot;");
-        row("first of several roles", "<get number' roles='maximum,value'?>", "100");
-        row("onError", "<get x' roles='value' onError='<o>'?>", "&lt;o&gt;");
         row("setData", "<set number' type='int' value='7'?><get number' roles='value'?>", "7");
         row("onSuccess", "<set number' type='int' value='7' onSuccess='<ok>' escape='none'?>",
             "<ok>");
@@ -148,6 +147,39 @@ private Q_SLOTS:
         pages.server.server().stop();
         pages.answer();
         settle();
+    }
+
+    void matchesTheExpressions() {
+        // The language of the instructions is what the expressions say.
+        QRandomGenerator random(20261121);
+        const QString alphabet = QStringLiteral("ab\\\\\"\"\"==  $$.\n\u00e9\u0301");
+        for (int run = 0; run < 30000; ++run) {
+            QString text = run % 2 ? QStringLiteral("c a=\"") : QString();
+            for (int length = random.bounded(24); length > 0; --length)
+                text += alphabet[random.bounded(alphabet.size())];
+            QVERIFY2(PageExpressions::matchesExpressions(text), qPrintable(text));
+        }
+    }
+
+    void buildsValues() {
+        const QVector<std::tuple<const char*, const char*, QVariant>> rows{
+            {"string", "5", "5"},
+            {"int", "5", 5},
+            {"INT", "5", QVariant()},
+            {"float", "2.5", 2.5},
+            {"json", "[true]", QVariantList{true}},
+            {"PlixValue:bool_", "TRUE", QVariantHash{{"bool_", false}}},
+            {"PlixValue:bool_", "1", QVariantHash{{"bool_", true}}},
+            {"PlixValue:i32_", "99999999999", QVariantHash{{"i32_", 0}}},
+            {"PlixValue:double_", "-2.9", QVariantHash{{"i64_", -2LL}}},
+            {"PlixValue:double_", "1e300", QVariantHash{{"i64_", LLONG_MAX}}},
+            {"PlixValue:double_", "nan", QVariantHash{{"i64_", 0LL}}},
+            {"PlixValue:other", "5", QVariantHash()}};
+        for (const auto& [type, text, value] : rows) {
+            PlixError error;
+            const QVariant actual = PageTemplate::toValue(type, text, &error);
+            QVERIFY2(actual == value && actual.type() == value.type() && error.isEmpty(), type);
+        }
     }
 };
 

@@ -1,3 +1,4 @@
+#include "byteranges.h"
 #include "handlers/statichandler.h"
 #include "rawclient.h"
 #include "testdevice.h"
@@ -24,7 +25,6 @@ invalid range     |GET |/ten.txt|Range: bytes=4-3|200|TEN|Content-Range
 If-Range          |GET |/ten.txt|Range: bytes=9-;If-Range: TAG|206|9|Content-Length: 1
 stale If-Range    |GET |/ten.txt|Range: bytes=99-;If-Range: x|200|TEN|Content-Range
 not modified      |GET |/ten.txt|If-None-Match: x;If-None-Match: W/"TAG"|304||Content-Length: 10
-any version       |HEAD|/ten.txt|If-None-Match: *|304||ETag
 If-Match          |PUT |/ten.txt|If-Match: "x"|412||ETag
 missing           |GET |/%251.txt||404|404|Content-Type: text/plain
 slash after a file|GET |/ten.txt/||404|404|ETag
@@ -35,13 +35,11 @@ beside the root   |GET |/..%2fwww-old/secret||404|404|ETag
 above the root    |GET |/..%2f..%2f..%2f..%2fetc/passwd||404|404|ETag
 link to outside   |GET |/link||404|404|ETag
 parent of a link  |GET |/deep/..%2f..%2fsecret||200|inside|Content-Length: 6
-root page         |GET |/||301||Location: URL/start.html
 index page        |GET |/sub/||200|index|Content-Type: text/html
 no index page     |GET |/a/?q=1||301||Location: URL/a/index.fcgi?q=1
 no slash          |GET |//sub||301||Location: URL//sub/
 line break        |GET |/x%0D%0AY:%20z||301||Location: URL/x%0D%0AY:%20z/
 prefix            |GET |/ui/ten.txt||200|TEN|ETag: TAG
-other prefix      |GET |/u/ten.txt||500||Content-Type
 root behind a link|GET |/linked/ten.txt||404|404|ETag
 root of everything|GET |/all/etc/passwd|Range: bytes=0-4|206|root:|Content-Length: 5
 no root           |GET |/none/||404|404|ETag
@@ -53,6 +51,22 @@ QByteArray expanded(QByteArray text, const QByteArray& target) {
         .replace("404", "The requested url 'URL" + target + "' was not found.")
         .replace("URL", "http://localhost");
 }
+
+const QByteArray huge(500, '9');
+
+// Header values, and what they ask of ten bytes.
+const QVector<QPair<QByteArray, QByteArrayList>> ranges{
+    {"0-0", {"bytes=0-0", "bytes=, 0-00 ,\t", "Bytes=0000-0"}},
+    {"9-9", {"bytes=9-", "bytes=-1", "bytes=9-10", "bytes=9-" + huge}},
+    {"5-9", {"bytes=5-9223372036854775808", "bytes=5-18446744073709551617"}},
+    {"0-9", {"bytes=0-", "bytes=-11", "bytes=-18446744073709551615", "bytes=-" + huge}},
+    {"outside", {"bytes=-0", "bytes=10-", "bytes=9223372036854775808-", "bytes=" + huge + "-"}},
+    {"outside", {"bytes=18446744073709551615-18446744073709551615", "bytes=18446744073709551616-"}},
+    {"several", {"bytes=0-4,3-9", "bytes=90-,-0"}},
+    {"whole", {"", "bytes", "bytes=", "bytes=,", "bytes=-", "bytes=1", "bytes=2-1", "bytes=a-b"}},
+    {"whole", {"bytes=1-2x", "bytes=+1-2", "bytes=--1", "bytes=1--2", "bytes=1 - 2", "bytes 1-2"}},
+    {"whole", {"lines=1-2", "bytes=0-1,x", "bytes=x,0-1"}},
+};
 
 } // namespace
 
@@ -123,6 +137,18 @@ private Q_SLOTS:
         // What belongs to the answer has been read: the connection goes on with the next one.
         client.send(RawClient::requestBytes("GET", "/ten.txt"));
         QCOMPARE(client.readReply().body, QByteArray("0123456789"));
+    }
+
+    void rangesAreParsed() {
+        for (const auto& [expected, values] : ranges) {
+            for (const QByteArray& value : values) {
+                const RangeRequest range = parseRange(value, 10);
+                const QByteArray limits =
+                    QByteArray::number(range.first) + '-' + QByteArray::number(range.last);
+                const QByteArray texts[] = {"whole", limits, "outside", "several"};
+                QCOMPARE(value + " asks for " + texts[range.kind], value + " asks for " + expected);
+            }
+        }
     }
 
     void noticesChangedFiles() {
