@@ -138,26 +138,6 @@ private Q_SLOTS:
             QTRY_VERIFY(updater.images() == images + QByteArrayList{"next"});
         }
     }
-
-    void throughTheUrlMap() {
-        const TestDevice device(TestDevice::httpsNodes());
-        device.writeFile("update.fcgi", "page");
-        const Updater updater({});
-        const QByteArray image = noise(2000000);
-        const auto upload = [&](bool tls, const QByteArray& path) {
-            return RawClient::request(tls ? device.httpsPort() : device.port(), "POST",
-                                      path + "?firmwareupdate=1", multipartType,
-                                      multipartBody({image}), tls)
-                .status;
-        };
-        QCOMPARE(upload(true, "/update.fcgi"), 200);
-        QTRY_COMPARE(updater.images().size(), 1);
-        // HTTP offers no pages: the image is taken all the same, there is only none to tell so.
-        QCOMPARE(upload(false, "/update.fcgi"), 404);
-        QTRY_VERIFY(updater.images() == (QByteArrayList{image, image}));
-        QCOMPARE(upload(false, "/api/getData"), 500);
-        QCOMPARE(updater.images().size(), 2);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestFirmwareUpdate)

@@ -152,15 +152,6 @@ private Q_SLOTS:
         if (reply.status != 200)
             QVERIFY(client.waitForClose() || client.readToEnd().isEmpty());
     }
-
-    void rangesAreNotCutFromMemory() {
-        EchoServer server;
-        for (const QByteArray range : {"bytes=-99999999", "bytes=0-0,0-0", "bytes=9-"}) {
-            const HttpReply reply = RawClient::get(server.port(), "/", "Range: " + range + "\r\n");
-            QCOMPARE(reply.status, 200);
-            QCOMPARE(reply.body, QByteArray("."));
-        }
-    }
 };
 
 QTEST_GUILESS_MAIN(TestMalformed)

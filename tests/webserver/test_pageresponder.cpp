@@ -19,6 +19,22 @@ QVariantHash nodes() {
             {"ui:json", QVariantHash{{"value", QVariantList{}}}}};
 }
 
+// Behaviour, page, form fields, and the body of the answer. Apostrophes stand for the quotes of
+// attributes; "get" and "set" for the first words of an instruction.
+const char instructions[] = R"(
+unknown command|<?plix GetData?>||[[Error: unknown command: GetData]]
+no roles       |<get text'?>!||[[getData: Error: missing parameters!]]!
+html           |1<get text' roles='value' escape='html'?>2||1&lt;a&amp;b&gt;2
+js             |<get text' roles='title' escape='js'?>||\"it\'s\"
+setData        |<set number' type='int' value='7'?><get number' roles='value'?>||7
+onSuccess      |<set number' type='int' value='7' onSuccess='<ok>' escape='none'?>||<ok>
+onSuccessReply |<set number' type='int' value='7' onSuccess='a' onSuccessReply='b'?>||7
+no JSON        |1<set json' type='json' value='[' onError='e'?>2||12
+form fields    |<set $n' type='$t' value='$v$none' onSuccessReply='1'?>|n=number&t=int&v=12&value=5|12
+dollar signs   |<set x' onError='$a $$a $$ $value'?>|a=%3C&value=%24n|&lt; $&lt; $$ $n
+field in JSON  |<set json' type='$t' value='[\'$v\']'?>|t=json&v=%22%2C%22|
+)";
+
 // A model and a server whose pages lie in the folder `www` of `root`.
 struct Pages {
     CMRootWorker model;
@@ -50,34 +66,18 @@ class TestPageResponder : public QObject {
 private Q_SLOTS:
     void renders_data() {
         QTest::addColumn<QByteArray>("page");
-        QTest::addColumn<QByteArray>("body");
         QTest::addColumn<QByteArray>("form");
-
-        // Apostrophes stand for the quotes of attributes; "get" and "set" for the first words.
-        const auto row = [](const char* name, QByteArray page, const char* body,
-                            const char* form = nullptr) {
-            page.replace('\'', '"').replace("<get ", "<?plix getData path=\"ui:");
-            page.replace("<set ", "<?plix setData role=\"value\" path=\"ui:");
-            QTest::newRow(name) << page << QByteArray(body) << QByteArray(form);
-        };
-        row("ends at a NUL", QByteArray("a\r\n\0b", 5), "a\r\n");
-        row("byte-order mark goes, invalid UTF-8 is replaced", "\xef\xbb\xbf\xff", "\xef\xbf\xbd");
-        row("unknown command", "<?plix GetData?>", "[[Error: unknown command: GetData]]");
-        row("no roles", "<get text'?>!", "[[getData: Error: missing parameters!]]!");
-        row("html", "1<get text' roles='value' escape='html'?>2", "1&lt;a&amp;b&gt;2");
-        row("js", "<get text' roles='title' escape='js'?>", "\\\"it\\'s\\\"");
-        row("setData", "<set number' type='int' value='7'?><get number' roles='value'?>", "7");
-        row("onSuccess", "<set number' type='int' value='7' onSuccess='<ok>' escape='none'?>",
-            "<ok>");
-        row("onSuccessReply",
-            "<set number' type='int' value='7' onSuccess='a' onSuccessReply='b'?>", "7");
-        row("json that does not parse", "1<set json' type='json' value='[' onError='e'?>2", "12");
-        row("form fields", "<set $n' type='$t' value='$v$none' onSuccessReply='1'?>", "12",
-            "n=number&t=PlixValue:i32_&v=12&value=5");
-        row("dollar signs", "<set x' onError='$a $$a $$ $value'?>", "&lt; $&lt; $$ $n",
-            "a=%3C&value=%24n");
-        row("form fields stay within a JSON text", "<set json' type='$t' value='[\\'$v\\']'?>", "",
-            "t=json&v=%22%2C%22");
+        QTest::addColumn<QByteArray>("body");
+        for (const QByteArray& line : QByteArray(instructions).trimmed().split('\n')) {
+            QByteArrayList fields = line.split('|');
+            fields[1].replace('\'', '"').replace("<get ", "<?plix getData path=\"ui:");
+            fields[1].replace("<set ", "<?plix setData role=\"value\" path=\"ui:");
+            QTest::newRow(fields[0].trimmed().constData()) << fields[1] << fields[2] << fields[3];
+        }
+        const QByteArray none;
+        QTest::newRow("NUL") << QByteArray("a\r\n\0b", 5) << none << QByteArray("a\r\n");
+        QTest::newRow("byte-order mark")
+            << QByteArray("\xef\xbb\xbf\xff") << none << QByteArray("\xef\xbf\xbd");
     }
 
     void renders() {
@@ -168,7 +168,6 @@ private Q_SLOTS:
             {"INT", "5", QVariant()},
             {"float", "2.5", 2.5},
             {"json", "[true]", QVariantList{true}},
-            {"PlixValue:bool_", "TRUE", QVariantHash{{"bool_", false}}},
             {"PlixValue:bool_", "1", QVariantHash{{"bool_", true}}},
             {"PlixValue:i32_", "99999999999", QVariantHash{{"i32_", 0}}},
             {"PlixValue:double_", "-2.9", QVariantHash{{"i64_", -2LL}}},
