@@ -25,14 +25,6 @@ bool waitFor(Condition condition, int timeoutMs) {
 
 } // namespace
 
-QByteArray HttpReply::header(const QByteArray& name) const {
-    for (const auto& [key, value] : headers) {
-        if (key.compare(name, Qt::CaseInsensitive) == 0)
-            return value;
-    }
-    return {};
-}
-
 RawClient::RawClient(int port, bool tls) {
     m_socket.setPeerVerifyMode(QSslSocket::VerifyNone);
     if (tls)
@@ -102,9 +94,10 @@ HttpReply RawClient::readReply(bool toHead, int timeoutMs) {
     const QByteArray statusLine = lines.takeFirst().trimmed();
     reply.status = statusLine.mid(9, 3).toInt();
     reply.reason = statusLine.mid(13);
-    for (const QByteArray& line : lines) {
+    while (!lines.isEmpty()) {
+        const QByteArray line = lines.takeLast();
         const int colon = line.indexOf(':');
-        reply.headers.append({line.left(colon), line.mid(colon + 1).trimmed()});
+        reply.headers.insert(line.left(colon).toLower(), line.mid(colon + 1).trimmed());
     }
 
     if (toHead || reply.status == 304 || reply.status == 204 || reply.status < 200)

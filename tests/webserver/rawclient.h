@@ -1,8 +1,7 @@
 #pragma once
 
 #include <QByteArray>
-#include <QList>
-#include <QPair>
+#include <QHash>
 #include <QSslSocket>
 #include <QString>
 
@@ -10,12 +9,12 @@
 struct HttpReply {
     int status = 0; // 0: no complete response arrived
     QByteArray reason;
-    QByteArray head; // status line and headers, with the empty line
-    QByteArray body; // decoded
-    QList<QPair<QByteArray, QByteArray>> headers;
+    QByteArray head;                       // status line and headers, with the empty line
+    QByteArray body;                       // decoded
+    QHash<QByteArray, QByteArray> headers; // by name in lower case, the first of several
 
-    // Case-insensitive; null when absent. The first of several.
-    QByteArray header(const QByteArray& name) const;
+    // Case-insensitive; null when absent.
+    QByteArray header(const QByteArray& name) const { return headers.value(name.toLower()); }
     bool isChunked() const { return header("Transfer-Encoding") == "chunked"; }
 };
 

@@ -87,9 +87,8 @@ private Q_SLOTS:
         match->addHandler(QStringLiteral("/hidden"), answer(206));
         server.add("/", match);
         for (const auto& [path, status] :
-             {std::pair("/a/b.fcgi?y=1", 201), std::pair("/a.FCGI", 203),
-              std::pair("/index.fcgi.bak", 203), std::pair("/a/12", 202), std::pair("/a/12/", 203),
-              std::pair("/x/%2e.fcgi", 201), std::pair("/hidden", 203)})
+             {std::pair("/a/b.fcgi?y=1", 201), std::pair("/a.FCGI", 203), std::pair("/a/12", 202),
+              std::pair("/a/12/", 203), std::pair("/x/%2e.fcgi", 201), std::pair("/hidden", 203)})
             QVERIFY2(RawClient::get(server.port(), path).status == status, path);
     }
 

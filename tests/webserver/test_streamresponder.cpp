@@ -1,4 +1,3 @@
-#include "core/model/cmroles.h"
 #include "core/plixhttprequest.h"
 #include "handlers/responderhandler.h"
 #include "rawclient.h"
@@ -143,13 +142,11 @@ private Q_SLOTS:
             {"GET", {{"status", 404}, {"contentType", "a\r\nX-Evil: 1"}}, 404, "X-Evil", {}},
             {"GET", with("X-Track", "one\ttwo"), 200, "X-Track", "one\ttwo"},
             {"GET", with("X-Track", "a\r\nX-Evil: 1"), 200, "X-Track", {}},
-            {"GET", with("X-Track", "a\nX-Evil: 1"), 200, "X-Track", {}},
             {"GET", with("X-Track", QString::fromLatin1("a\0b", 3)), 200, "X-Track", {}},
             {"GET", with("X-Track: a\r\nX-Evil", "1"), 200, "X-Track", {}},
             {"GET", with("X-Evil: 1 X-Track", "1"), 200, "X-Evil", {}},
             {"GET", with("", "X-Evil: 1"), 200, "", {}},
             {"GET", with("content-LENGTH", "1"), 200, "Content-Length", "0"},
-            {"GET", with("Connection", "close"), 200, "Connection", {}},
             {"GET", {{"status", 204}}, 204, "Content-Length", {}},
             {"HEAD", {{"status", 200}}, 200, "Content-Type", "application/octet-stream"},
             {"GET", {{"status", 100}}, 502, "Content-Type", {}},

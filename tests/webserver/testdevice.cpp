@@ -42,13 +42,6 @@ void warmUp() {
     Q_UNUSED(done)
 }
 
-QByteArray run(const QString& program, const QStringList& arguments) {
-    QProcess process;
-    process.start(program, arguments);
-    process.waitForFinished();
-    return process.readAllStandardOutput();
-}
-
 QVariantHash text(const QString& value) {
     return valueNode("string_", value, {{"internal", true}});
 }
@@ -59,9 +52,11 @@ QPair<QString, QString> authority() {
     static const QPair<QString, QString> texts = [] {
         const QTemporaryDir folder;
         const QString key = folder.filePath("key.pem");
-        run("openssl", {"genrsa", "-out", key});
-        const QByteArray certificate = run("openssl", {"req", "-x509", "-new", "-key", key, "-subj",
-                                                       "/C=AT/O=Test Works/CN=Test authority"});
+        QProcess openssl;
+        openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key,
+                                  "-subj", "/C=AT/O=Test Works/CN=Test authority"});
+        openssl.waitForFinished();
+        const QByteArray certificate = openssl.readAllStandardOutput();
         QFile keyFile(key);
         keyFile.open(QIODevice::ReadOnly);
         return qMakePair(QString::fromUtf8(certificate), QString::fromUtf8(keyFile.readAll()));
