@@ -53,6 +53,27 @@ private Q_SLOTS:
         }
     }
 
+    void transfers() {
+        const QByteArrayList parts{noise(300000), "second"};
+        const QByteArray body = multipartBody(parts);
+        const QByteArray size = QByteArray::number(body.size());
+        const QByteArray chunk = QByteArray::number(body.size(), 16) + "\r\n" + body;
+        for (const auto& [headers, bytes] :
+             {std::pair(QByteArray("Transfer-Encoding: chunked"), chunk + "\r\n0\r\n\r\n"),
+              std::pair("Expect: 100-continue\r\nContent-Length: " + size, body)}) {
+            const UploadServer server;
+            const Updater updater({});
+            RawClient client(server.port());
+            client.send("POST /?firmwareupdate HTTP/1.1\r\nHost: localhost\r\n" + multipartType +
+                        headers + "\r\n\r\n");
+            if (headers.startsWith("Expect"))
+                QCOMPARE(client.readReply().status, 100);
+            client.send(bytes);
+            QCOMPARE(client.readReply().status, 404);
+            QTRY_VERIFY(updater.images() == parts);
+        }
+    }
+
     void slowUpdaterStallsTheClient() {
         UploadServer server;
         // A client that is held back is not one that keeps silent.
@@ -115,17 +136,20 @@ private Q_SLOTS:
     void brokenUpload() {
         const QByteArray image = noise(100000);
         const QByteArray part = "--XyZ\r\nA: b\r\n\r\n" + image;
-        const QByteArray noBoundary = "Content-Type: multipart/form-data\r\n";
         const QVector<std::tuple<QByteArray, int, QByteArrayList>> rows{
-            {multipartType, 1000000, {image}},           // a client that leaves in the midst
-            {multipartType, 50015, {image.left(50000)}}, // longer than the length says
-            {noBoundary, part.size(), {}}};
+            {"form-data; boundary=XyZ", 1000000, {image}},           // a client that leaves
+            {"form-data; boundary=XyZ", 50015, {image.left(50000)}}, // longer than it says
+            {"form-data; boundary=\"XyZ\"", part.size(), {}},        // taken as it stands
+            {"form-data; boundary=", part.size(), {}},
+            {"form-data", part.size(), {}},
+            {"mixed; boundary=XyZ", part.size(), {}}};
         for (const auto& [type, length, images] : rows) {
             const UploadServer server;
             const Updater updater({0, 5});
             RawClient client(server.port());
-            client.send("POST /u?firmwareupdate HTTP/1.1\r\nHost: localhost\r\n" + type +
-                        "Content-Length: " + QByteArray::number(length) + "\r\n\r\n" + part);
+            client.send("POST /u?firmwareupdate HTTP/1.1\r\nHost: localhost\r\nContent-Length: " +
+                        QByteArray::number(length) + "\r\nContent-Type: multipart/" + type +
+                        "\r\n\r\n" + part);
             client.halfClose();
             client.readToEnd(500);
             client.abort();

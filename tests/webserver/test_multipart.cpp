@@ -1,10 +1,5 @@
-#include "handlers/multiparthandler.h"
 #include "handlers/multipartsplitter.h"
-#include "message.h"
 #include "multipartbody.h"
-#include "responders/multipartresponder.h"
-#include "responders/multipartresponderfactory.h"
-#include "testdevice.h"
 
 #include <QTest>
 
@@ -33,37 +28,6 @@ Parts split(const QByteArrayList& pieces) {
     }
     return parts;
 }
-
-struct Upload {
-    Parts parts;
-    int finished = 0;
-} upload;
-
-struct RecordingResponder : MultipartResponder {
-    RecordingResponder(Request& request, const QString& documentRoot, Message*, Server*)
-        : MultipartResponder(request, documentRoot, nullptr) {}
-    void respond() override {}
-    void newPart(const QByteArray& header) override { upload.parts += Parts{header, ""}; }
-    void partData(const char* data, unsigned size) override {
-        upload.parts.last() += QByteArray(data, int(size));
-    }
-    void finish() override { ++upload.finished; }
-};
-
-// Answers with what has arrived by then.
-struct UploadServer : TestServer {
-    UploadServer() {
-        upload = Upload();
-        add("/", [](Message* message) {
-            message->setStatus(200, QString());
-            message->setResponseBody(QByteArray::number(upload.parts.size() / 2) + " parts, body " +
-                                         QByteArray::number(message->requestBody().size()),
-                                     "text/plain");
-        });
-        addEarly("/", new MultipartHandler(new DefaultMultipartResponderFactory<RecordingResponder>,
-                                           QString(), &server(), nullptr));
-    }
-};
 
 } // namespace
 
@@ -113,44 +77,6 @@ private Q_SLOTS:
             splitter.append(QByteArray(1024, 'x').constData(), 1024);
             splitter.step(false);
             QVERIFY(splitter.size() < 2 * MultipartSplitter::maximumHeaderSize);
-        }
-    }
-
-    void uploads() {
-        const QByteArray content(300000, 'x');
-        const QByteArray body = multipartBody({content, "second"});
-        const QByteArray size = QByteArray::number(body.size());
-        const QByteArray chunk = QByteArray::number(body.size(), 16) + "\r\n" + body;
-        const QVector<std::pair<QByteArray, QByteArray>> rows{
-            {"Content-Length: " + size, body},
-            {"Transfer-Encoding: chunked", chunk + "\r\n0\r\n\r\n"},
-            {"Content-Length: " + size + "\r\nExpect: 100-continue", body}};
-        for (const auto& [headers, bytes] : rows) {
-            const UploadServer server;
-            RawClient client(server.port());
-            client.send("POST /form HTTP/1.1\r\nHost: localhost\r\n" + multipartType + headers +
-                        "\r\n\r\n");
-            if (headers.endsWith("continue"))
-                QCOMPARE(client.readReply().status, 100);
-            client.send(bytes);
-            // The page is made when the parts have arrived, and sees no body.
-            QCOMPARE(client.readReply().body, QByteArray("2 parts, body 0"));
-            QCOMPARE(upload.parts, (Parts{firstLines, content, lines, "second"}));
-            QCOMPARE(upload.finished, 1);
-        }
-    }
-
-    void badTypes() {
-        // A boundary is taken as it stands, with the quotes.
-        for (const QByteArray type : {"form-data", "form-data; boundary=",
-                                      "form-data; boundary=\"XyZ\"", "mixed; boundary=XyZ"}) {
-            const UploadServer server;
-            const HttpReply reply = RawClient::request(server.port(), "POST", "/form",
-                                                       "Content-Type: multipart/" + type + "\r\n",
-                                                       multipartBody({"alpha"}));
-            QCOMPARE(reply.status, 200);
-            QTRY_COMPARE(upload.finished, type.startsWith("form") ? 1 : 0);
-            QCOMPARE(upload.parts, Parts());
         }
     }
 };
