@@ -54,9 +54,9 @@ bool RawClient::readMore(int timeoutMs) {
     return !bytes.isEmpty();
 }
 
-bool RawClient::readUntil(const QByteArray& mark, int timeoutMs) {
+bool RawClient::readUntil(const QByteArray& mark) {
     while (!m_buffer.contains(mark)) {
-        if (!readMore(timeoutMs))
+        if (!readMore())
             return false;
     }
     return true;
@@ -70,25 +70,25 @@ QByteArray RawClient::read(int count, int timeoutMs) {
     return taken;
 }
 
-QByteArray RawClient::readChunks(int timeoutMs) {
+QByteArray RawClient::readChunks() {
     QByteArray body;
-    while (readUntil("\r\n", timeoutMs)) {
+    while (readUntil("\r\n")) {
         const int lineEnd = m_buffer.indexOf("\r\n");
         const int size = m_buffer.left(lineEnd).toInt(nullptr, 16);
         m_buffer.remove(0, lineEnd + 2);
-        body += read(size, timeoutMs);
-        read(2, timeoutMs);
+        body += read(size);
+        read(2);
         if (size == 0)
             break;
     }
     return body;
 }
 
-HttpReply RawClient::readReply(bool toHead, int timeoutMs) {
+HttpReply RawClient::readReply(bool toHead) {
     HttpReply reply;
-    if (!readUntil("\r\n\r\n", timeoutMs))
+    if (!readUntil("\r\n\r\n"))
         return reply;
-    reply.head = read(m_buffer.indexOf("\r\n\r\n") + 4, timeoutMs);
+    reply.head = read(m_buffer.indexOf("\r\n\r\n") + 4);
 
     QList<QByteArray> lines = reply.head.trimmed().split('\n');
     const QByteArray statusLine = lines.takeFirst().trimmed();
@@ -104,11 +104,11 @@ HttpReply RawClient::readReply(bool toHead, int timeoutMs) {
         return reply;
     const QByteArray length = reply.header("Content-Length");
     if (reply.isChunked())
-        reply.body = readChunks(timeoutMs);
+        reply.body = readChunks();
     else if (!length.isNull())
-        reply.body = read(length.toInt(), timeoutMs);
+        reply.body = read(length.toInt());
     else
-        reply.body = readToEnd(timeoutMs);
+        reply.body = readToEnd();
     return reply;
 }
 

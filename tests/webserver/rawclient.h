@@ -37,7 +37,7 @@ public:
     void abort() { m_socket.abort(); }
 
     // Reads one response. `toHead`: it has no body whatever its headers say.
-    HttpReply readReply(bool toHead = false, int timeoutMs = defaultTimeoutMs);
+    HttpReply readReply(bool toHead = false);
     // Everything up to the end of the connection, or up to the time limit.
     QByteArray readToEnd(int timeoutMs = defaultTimeoutMs);
     // So many bytes, fewer at the end of the connection or at the time limit.
@@ -60,9 +60,9 @@ public:
 
 private:
     // Reads more into the buffer. False at the end of the connection or after the time limit.
-    bool readMore(int timeoutMs);
-    bool readUntil(const QByteArray& mark, int timeoutMs);
-    QByteArray readChunks(int timeoutMs);
+    bool readMore(int timeoutMs = defaultTimeoutMs);
+    bool readUntil(const QByteArray& mark);
+    QByteArray readChunks();
 
     QSslSocket m_socket;
     QByteArray m_buffer;

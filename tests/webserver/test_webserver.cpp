@@ -37,18 +37,16 @@ private Q_SLOTS:
     }
 
     void deviceCertificateFollowsTheAddresses() {
-        QVariantHash nodes = TestDevice::httpsNodes();
         {
-            TestDevice device(nodes);
+            TestDevice device(TestDevice::httpsNodes());
             device.writeFile("index.html", "page");
             const int port = device.httpsPort();
             const HttpReply reply = RawClient::get(port, "/index.html", {}, true);
             QCOMPARE(reply.body, QByteArray("page"));
             QCOMPARE(reply.header("Content-Security-Policy"),
                      QByteArray("upgrade-insecure-requests"));
-            QCOMPARE(QFileInfo(DeviceCertificate::keyFile()).permissions() &
-                         (QFile::ReadGroup | QFile::ReadOther),
-                     QFile::Permissions());
+            const auto permissions = QFileInfo(DeviceCertificate::keyFile()).permissions();
+            QVERIFY((permissions & QFile::Permissions(0x77)) == 0);
 
             const QSslCertificate first = servedCertificate(port);
             QCOMPARE(first.subjectDisplayName(), QString("Corvalink-device"));
@@ -95,8 +93,7 @@ private Q_SLOTS:
         device.writeFile("index.html", "page");
         const int port = device.httpsPort();
         QVERIFY(RawClient::get(port, "/index.html", {}, true).body.contains("HTTPS ?"));
-        QCOMPARE(servedCertificate(port).subjectInfo(QSslCertificate::CommonName),
-                 QStringList{"Test authority"});
+        QCOMPARE(servedCertificate(port).subjectDisplayName(), QString("Test authority"));
     }
 
     void failuresLeaveHttp() {

@@ -8,9 +8,9 @@
 
 #include <atomic>
 #include <fcntl.h>
+#include <future>
 #include <poll.h>
 #include <sys/stat.h>
-#include <thread>
 #include <unistd.h>
 
 // The firmware updater of a test: makes the updater's FIFO and reads image after image from it, on
@@ -28,14 +28,14 @@ public:
         mkfifo(m_path.constData(), 0600);
         plixSetPlatformPaths(QString(), QString::fromUtf8(m_path));
         if (m_manners.openDelayMs >= 0)
-            m_thread = std::thread([this] { run(); });
+            m_run = std::async(std::launch::async, [this] { run(); });
     }
     ~Updater() {
         m_stop = true;
         // Wakes a thread that waits for a writer.
         const int descriptor = ::open(m_path.constData(), O_RDWR | O_NONBLOCK);
-        if (m_thread.joinable())
-            m_thread.join();
+        if (m_run.valid())
+            m_run.wait();
         ::close(descriptor);
     }
 
@@ -89,5 +89,5 @@ private:
     QByteArrayList m_images;
     std::atomic<qint64> m_bytes{0};
     std::atomic<bool> m_stop{false};
-    std::thread m_thread;
+    std::future<void> m_run;
 };
