@@ -1,7 +1,6 @@
 #include "rawclient.h"
 
 #include <QCoreApplication>
-#include <QDeadlineTimer>
 #include <QTimer>
 
 #include <sys/socket.h>
@@ -72,14 +71,11 @@ QByteArray RawClient::read(int count, int timeoutMs) {
 
 QByteArray RawClient::readChunks() {
     QByteArray body;
-    while (readUntil("\r\n")) {
-        const int lineEnd = m_buffer.indexOf("\r\n");
-        const int size = m_buffer.left(lineEnd).toInt(nullptr, 16);
-        m_buffer.remove(0, lineEnd + 2);
+    int size = -1;
+    while (size != 0 && readUntil("\r\n")) {
+        size = read(m_buffer.indexOf("\r\n") + 2).trimmed().toInt(nullptr, 16);
         body += read(size);
         read(2);
-        if (size == 0)
-            break;
     }
     return body;
 }
@@ -91,9 +87,7 @@ HttpReply RawClient::readReply(bool toHead) {
     reply.head = read(m_buffer.indexOf("\r\n\r\n") + 4);
 
     QList<QByteArray> lines = reply.head.trimmed().split('\n');
-    const QByteArray statusLine = lines.takeFirst().trimmed();
-    reply.status = statusLine.mid(9, 3).toInt();
-    reply.reason = statusLine.mid(13);
+    reply.status = lines.takeFirst().mid(9, 3).toInt();
     while (!lines.isEmpty()) {
         const QByteArray line = lines.takeLast();
         const int colon = line.indexOf(':');
@@ -113,9 +107,8 @@ HttpReply RawClient::readReply(bool toHead) {
 }
 
 QByteArray RawClient::readToEnd(int timeoutMs) {
-    const QDeadlineTimer deadline(timeoutMs);
-    while (!deadline.hasExpired() && readMore(static_cast<int>(deadline.remainingTime()))) {
-    }
+    waitForClose(timeoutMs);
+    m_buffer += m_socket.readAll();
     return std::exchange(m_buffer, QByteArray());
 }
 

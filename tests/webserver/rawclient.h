@@ -7,8 +7,7 @@
 
 // One HTTP response as it came over the wire.
 struct HttpReply {
-    int status = 0; // 0: no complete response arrived
-    QByteArray reason;
+    int status = 0;                        // 0: no complete response arrived
     QByteArray head;                       // status line and headers, with the empty line
     QByteArray body;                       // decoded
     QHash<QByteArray, QByteArray> headers; // by name in lower case, the first of several
@@ -26,8 +25,6 @@ public:
 
     explicit RawClient(int port, bool tls = false);
     ~RawClient() { m_socket.abort(); }
-    RawClient(const RawClient&) = delete;
-    RawClient& operator=(const RawClient&) = delete;
 
     bool isConnected() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
     void send(const QByteArray& bytes);

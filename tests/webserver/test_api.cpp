@@ -32,7 +32,6 @@ rows            |getRows?LIST,value&from=0&to=1||ROWS["One","a"],[HIDDEN,null]EN
 rows by role    |getRows?LIST&type=structure&from=2&to=2||ROWS{"title":"Three"}END
 no rows         |getRows?path=/ui/list&roles=title&from=2&to=1||ROWSEND
 other case      |getdata?FREE&roles=value||#Error#Error: wrong method!
-prefix of events|eventx||#Error#Error: wrong method!
 no roles        |getData?FREE||#Error#missing path or roles!
 no value        |setData?FREE&role=value||#Error#missing path or role or value!
 beyond 32 bits  |getRows?LIST&from=0&to=4294967296||#Error#invalid from or to or version!
@@ -43,8 +42,6 @@ post            |getData|{"path":"ui:free","roles":["value","title"]}|["text",nu
 posted numbers  |getRows|{LISTED,"from":"0","to":0,"version":1}|ROWS["One"]END
 posted fraction |getRows|{LISTED,"from":0.5,"to":1}|#Error#invalid from or to or version!
 deprecated name |setData|{"path":"ui:free","roles":"value","value":[1]}|[1]
-posted null     |setData|{"path":"ui:free","role":"value","value":null}|null
-cut off         |setData|{"path":"ui:free","ro|#Error#missing path or role or value!
 bare number     |SET=25&VOLUME||{"i32_":25}
 wider type      |SET=%7B%22i64_%22:26%7D&path=/player/volume||{"i32_":26}
 read back       |getData?VOLUME&roles=value||[{"i32_":26}]

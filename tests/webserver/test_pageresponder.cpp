@@ -153,8 +153,6 @@ private Q_SLOTS:
             {"string", "5", "5"},
             {"int", "5", 5},
             {"INT", "5", QVariant()},
-            {"float", "2.5", 2.5},
-            {"json", "[true]", QVariantList{true}},
             {"PlixValue:bool_", "1", QVariantHash{{"bool_", true}}},
             {"PlixValue:i32_", "99999999999", QVariantHash{{"i32_", 0}}},
             {"PlixValue:double_", "-2.9", QVariantHash{{"i64_", -2LL}}},
