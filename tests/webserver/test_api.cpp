@@ -33,9 +33,7 @@ rows by role    |getRows?LIST&type=structure&from=2&to=2||ROWS{"title":"Three"}E
 no rows         |getRows?path=/ui/list&roles=title&from=2&to=1||ROWSEND
 other case      |getdata?FREE&roles=value||#Error#Error: wrong method!
 no roles        |getData?FREE||#Error#missing path or roles!
-no value        |setData?FREE&role=value||#Error#missing path or role or value!
 beyond 32 bits  |getRows?LIST&from=0&to=4294967296||#Error#invalid from or to or version!
-no number       |getRows?LIST&from=0&to=1&version=x||#Error#invalid from or to or version!
 internal node   |getData?path=ui:secret&roles=value||#getData failed#Node is internal
 internal, set   |SET=1&path=ui:secret||#setData failed#Node is internal
 post            |getData|{"path":"ui:free","roles":["value","title"]}|["text",null]

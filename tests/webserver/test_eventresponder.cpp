@@ -26,7 +26,6 @@ private Q_SLOTS:
             {"modifyqueue", {}, "Not implemented!\n"},
             {"modifyQueue?subscribe=%5B", {}, data},
             {"modifyQueue", "{'subscribe':'[]'}", data},
-            {"modifyQueue", "{'unsubscribe':['ui:a']}", data},
             {"modifyQueue", "{'subscribe':[{}]}", "Unable to subscribe or unsubscribe paths!\n"},
             {"pollQueue?timeout=99999999999", {}, lists},
             {"pollQueue", "{'timeout':1.5}", lists},
@@ -35,7 +34,6 @@ private Q_SLOTS:
             const HttpReply reply = request(target, QByteArray(body).replace('\'', '"'));
             QCOMPARE(target + body + reply.body, target + body + answer);
             QCOMPARE(reply.status, reply.body == "Not implemented!\n" ? 501 : 400);
-            QCOMPARE(reply.header("Content-Type"), QByteArray("text/plain"));
         }
     }
 

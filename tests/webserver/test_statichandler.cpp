@@ -147,17 +147,16 @@ private Q_SLOTS:
 
     void noticesChangedFiles() {
         // Of the same size, and of the same time.
-        const QList<QPair<QByteArray, int>> versions{{"one", 1}, {"two", 2}, {"three", 2}};
         QByteArrayList tags;
-        for (const auto& [content, seconds] : versions) {
+        for (const auto& [content, seconds] :
+             {std::pair("one", 1), std::pair("two", 2), std::pair("three", 2)}) {
             write("changing", content);
             QFile file(m_root.filePath("changing"));
             QVERIFY(file.open(QIODevice::ReadWrite));
             file.setFileTime(QDateTime::fromSecsSinceEpoch(seconds), QFile::FileModificationTime);
-            const HttpReply reply = RawClient::get(m_server->port(), "/changing");
-            QCOMPARE(reply.body, content);
-            QVERIFY(!tags.contains(reply.header("ETag")));
-            tags << reply.header("ETag");
+            const QByteArray tag = RawClient::get(m_server->port(), "/changing").header("ETag");
+            QVERIFY(!tags.contains(tag));
+            tags << tag;
         }
     }
 };

@@ -174,10 +174,8 @@ private Q_SLOTS:
         QElapsedTimer time;
         for (const bool isUpdate : {true, false}) {
             time.start();
-            QCOMPARE(RawClient::request(server.port(), "POST", isUpdate ? "/?firmwareupdate" : "/",
-                                        multipartType, multipartBody({noise(99999), "", "x"}))
-                         .status,
-                     404);
+            RawClient::request(server.port(), "POST", isUpdate ? "/?firmwareupdate" : "/",
+                               multipartType, multipartBody({noise(99999), "", "x"}));
             // Five attempts, whatever the number of parts, and only for an update.
             QVERIFY2((time.elapsed() >= 500) == isUpdate && time.elapsed() < 900,
                      qPrintable(QString::number(time.elapsed())));

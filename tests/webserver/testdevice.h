@@ -40,8 +40,6 @@ class LeakCheck {
 public:
     LeakCheck();
     ~LeakCheck();
-    LeakCheck(const LeakCheck&) = delete;
-    LeakCheck& operator=(const LeakCheck&) = delete;
 
 private:
     int m_descriptors;
