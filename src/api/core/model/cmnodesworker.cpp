@@ -10,6 +10,9 @@
 
 namespace {
 
+// Longer answers are made anew each time: their memory is worth more than the time.
+constexpr int maximumKeptRows = 1000;
+
 CMError nodeNotFound(const CMPath& path) {
     return CMError::fromName(CMErrorNames::nodeNotFound(),
                              QStringLiteral("There is no node \"%1\"").arg(path.toEncoded()));
@@ -23,6 +26,22 @@ QVariantList pick(const QVariantHash& values, const QStringList& roles) {
         picked.append(found == values.constEnd() ? QVariant() : *found);
     }
     return picked;
+}
+
+PlixRowsRoles pickRows(const QVector<QVariantHash>& rows, qint64 version,
+                       const CMGetRowsRequest& request) {
+    const int first = std::max(request.from, 0);
+    const int last = std::min(request.to, rows.size() - 1);
+    QVariantList picked;
+    if (first <= last)
+        picked.reserve(last - first + 1);
+    for (int index = first; index <= last; ++index)
+        picked.append(QVariant(pick(rows[index], request.roles)));
+    PlixRowsRoles result;
+    result.setRows(picked);
+    result.setCount(rows.size());
+    result.setVersion(version);
+    return result;
 }
 
 // Null when no host is there to announce anything to. Asked for anew each time, because whoever
@@ -144,18 +163,10 @@ void CMNodesWorker::getRowsRequest(const CMGetRowsRequest& request) {
         return;
     }
 
-    const int first = std::max(request.from, 0);
-    const int last = std::min(request.to, found->rows.size() - 1);
-    QVariantList rows;
-    if (first <= last)
-        rows.reserve(last - first + 1);
-    for (int index = first; index <= last; ++index)
-        rows.append(QVariant(pick(found->rows[index], request.roles)));
-    PlixRowsRoles result;
-    result.setRows(rows);
-    result.setCount(found->rows.size());
-    result.setVersion(found->version);
-    request.reply.finish(result);
+    const auto pick = [&] { return pickRows(found->rows, found->version, request); };
+    const bool isLong = std::min(qint64(request.to) - request.from + 1,
+                                 qint64(found->rows.size())) > maximumKeptRows;
+    request.reply.finish(isLong ? pick() : m_rowsAnswers.answer(request, found->version, pick));
 }
 
 void CMNodesWorker::setDataRequest(const CMSetDataRequest& request) {

@@ -2,6 +2,7 @@
 
 #include "core/model/cmabstractworker.h"
 #include "core/model/cmevents.h"
+#include "core/model/cmrowsanswers.h"
 
 #include <QHash>
 #include <QVariantHash>
@@ -82,4 +83,5 @@ private:
     QHash<QString, Node> m_nodes;
     // The version that lists of new nodes start with: no list of a removed node had a greater one.
     qint64 m_firstVersion = 0;
+    CMRowsAnswers m_rowsAnswers;
 };

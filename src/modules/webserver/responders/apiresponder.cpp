@@ -52,11 +52,12 @@ QVariant formatted(const QStringList& roles, const QVariantList& values,
 }
 
 // Takes the last value, the internal role, off the row; leaves of an internal row nothing but its
-// place.
-void makePublic(QVariantList* row, const QStringList& roles) {
+// place. True when it was internal.
+bool makePublic(QVariantList* row, const QStringList& roles) {
     if (row->isEmpty())
-        return;
-    if (row->constLast().toBool()) {
+        return false;
+    const bool isInternal = row->constLast().toBool();
+    if (isInternal) {
         dbglog_warning("Private row: " << *row << " will be excluded from the response");
         std::fill(row->begin(), row->end(), QVariant());
         const int title = roles.indexOf(PlixRoles::Title());
@@ -64,16 +65,33 @@ void makePublic(QVariantList* row, const QStringList& roles) {
             (*row)[title] = QStringLiteral("(Node is internal)");
     }
     row->removeLast();
+    return isInternal;
 }
 
-// In place, because a row of its own for each would double the work.
-void makePublicRow(QVariant* row, const QStringList& roles, ApiResponder::ResponseFormat format) {
+// In place, because a row of its own for each would double the work. True when it was internal.
+bool makePublicRow(QVariant* row, const QStringList& roles, ApiResponder::ResponseFormat format) {
     if (row->userType() != QMetaType::QVariantList)
         *row = row->toList();
     auto* values = static_cast<QVariantList*>(row->data());
-    makePublic(values, roles);
+    const bool isInternal = makePublic(values, roles);
     if (format != ApiResponder::Values)
         *row = formatted(roles, *values, format);
+    return isInternal;
+}
+
+struct RowsText {
+    QByteArray text;
+    bool hasInternal;
+};
+
+RowsText toText(PlixRowsRoles answer, const QStringList& roles,
+                ApiResponder::ResponseFormat format) {
+    QVariantList rows = answer.takeRows();
+    bool hasInternal = false;
+    for (QVariant& row : rows)
+        hasInternal |= makePublicRow(&row, roles, format);
+    answer.setRows(rows);
+    return {PlixJson::serialize(answer.__variant()), hasInternal};
 }
 
 } // namespace
@@ -325,12 +343,23 @@ void ApiResponder::on_getRows_finished(const CMVoidReply& reply, ResponseFormat 
     if (const CMError error = reply.error())
         return respondWithError(error);
     roles.removeLast();
-    PlixRowsRoles result = CMReply<PlixRowsRoles>::from(reply).take();
-    QVariantList rows = result.takeRows();
-    for (QVariant& row : rows)
-        makePublicRow(&row, roles, type);
-    result.setRows(rows);
-    respondWithValue(result.__variant());
+    PlixRowsRoles answer = CMReply<PlixRowsRoles>::from(reply).take();
+    // A record that nobody else holds cannot come again, and is changed without a copy.
+    respondWithText(answer.__hash().isDetached() ? toText(std::move(answer), roles, type).text
+                                                 : sharedText(answer, roles, type));
+}
+
+QByteArray ApiResponder::sharedText(const PlixRowsRoles& answer, const QStringList& roles,
+                                    ResponseFormat format) {
+    RowsTexts& texts = *m_configuration.rowsTexts;
+    const QByteArray known = texts.find(answer, roles, format);
+    if (!known.isNull())
+        return known;
+    const RowsText made = toText(answer, roles, format);
+    // Every request that meets internal rows is to be logged.
+    if (!made.hasInternal)
+        texts.keep(answer, roles, format, made.text);
+    return made.text;
 }
 
 void ApiResponder::on_setData_finished(const CMVoidReply& reply) {
@@ -341,8 +370,12 @@ void ApiResponder::on_setData_finished(const CMVoidReply& reply) {
 }
 
 void ApiResponder::respondWithValue(const QVariant& value) {
+    respondWithText(PlixJson::serialize(value));
+}
+
+void ApiResponder::respondWithText(const QByteArray& json) {
     request().setStatus(200, QString());
-    request().setResponseBody(PlixJson::serialize(value), MimeTypes::Application::json());
+    request().setResponseBody(json, MimeTypes::Application::json());
     Q_EMIT finished(request().requestId());
 }
 

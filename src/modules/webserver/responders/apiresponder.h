@@ -55,7 +55,12 @@ private:
                        const QString& role, const QVariant& value);
     void write(const CMPath& path, const QString& role, const QVariant& value);
 
+    // The text of an answer that others hold too, and that may come again.
+    QByteArray sharedText(const PlixRowsRoles& answer, const QStringList& roles,
+                          ResponseFormat format);
+
     void respondWithValue(const QVariant& value);
+    void respondWithText(const QByteArray& json);
     void respondWithError(const CMError& error);
     // Answers with an error of the default name; false, so that parsers can return it.
     bool failWith(const QString& message);
