@@ -2,12 +2,11 @@
 
 #include "core/dbglog.h"
 
-#include <QDeadlineTimer>
 #include <QMetaMethod>
 #include <QPointer>
 #include <QThread>
 
-#include <limits>
+#include <chrono>
 #include <utility>
 
 namespace {
@@ -26,31 +25,27 @@ bool isDirect(const QObject* context, Qt::ConnectionType type) {
            (type == Qt::AutoConnection && context->thread() == QThread::currentThread());
 }
 
-QDeadlineTimer deadlineIn(unsigned long milliseconds) {
-    constexpr auto longest = std::numeric_limits<qint64>::max();
-    return milliseconds >= quint64(longest) ? QDeadlineTimer(QDeadlineTimer::Forever)
-                                            : QDeadlineTimer(qint64(milliseconds));
-}
+// Longer waits have no end, because the time of theirs might have no representation.
+constexpr unsigned long longestWaitMs = INT_MAX;
 
 } // namespace
 
 bool CMReplyAbstractData::isFinished() const {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_finished;
 }
 
 CMError CMReplyAbstractData::error() const {
-    const QMutexLocker lock(&m_mutex);
+    const std::lock_guard lock(m_mutex);
     return m_error;
 }
 
 bool CMReplyAbstractData::waitForFinished(unsigned long milliseconds) const {
-    const QDeadlineTimer deadline = deadlineIn(milliseconds);
-    const QMutexLocker lock(&m_mutex);
-    while (!m_finished) {
-        if (!m_condition.wait(&m_mutex, deadline))
-            return m_finished;
-    }
+    std::unique_lock lock(m_mutex);
+    const auto isFinished = [this] { return m_finished; };
+    if (milliseconds < longestWaitMs)
+        return m_condition.wait_for(lock, std::chrono::milliseconds(milliseconds), isFinished);
+    m_condition.wait(lock, isFinished);
     return true;
 }
 
@@ -71,8 +66,10 @@ bool CMVoidReply::addWatcher(QObject* receiver, const char* slot, Qt::Connection
 
 void CMVoidReply::addWatcher(QObject* context, std::function<void(const CMVoidReply&)> callback,
                              Qt::ConnectionType type) const {
-    const auto watcher = [guard = QPointer<QObject>(context), callback = std::move(callback),
-                          type](const CMVoidReply& reply) {
+    if (context && isFinished() && isDirect(context, type))
+        return callback(*this);
+    auto watcher = [guard = QPointer<QObject>(context), callback = std::move(callback),
+                    type](const CMVoidReply& reply) {
         if (!guard)
             return;
         if (isDirect(guard, type))
@@ -81,7 +78,7 @@ void CMVoidReply::addWatcher(QObject* context, std::function<void(const CMVoidRe
             QMetaObject::invokeMethod(
                 guard, [callback, reply] { callback(reply); }, type);
     };
-    addWatcher(watcher);
+    addWatcher(std::move(watcher));
 }
 
 void CMVoidReply::addWatcher(std::function<void(const CMVoidReply&)> callback,
@@ -89,7 +86,7 @@ void CMVoidReply::addWatcher(std::function<void(const CMVoidReply&)> callback,
     if (!m_data)
         return;
     {
-        const QMutexLocker lock(&m_data->m_mutex);
+        const std::lock_guard lock(m_data->m_mutex);
         if (!m_data->m_finished) {
             m_data->m_watchers.push_back(std::move(callback));
             return;
@@ -105,13 +102,13 @@ void CMVoidReply::finishWith(const CMError& error) const {
     const CMVoidReply self = *this;
     std::vector<CMReplyAbstractData::Watcher> watchers;
     {
-        const QMutexLocker lock(&self.m_data->m_mutex);
+        const std::lock_guard lock(self.m_data->m_mutex);
         if (self.m_data->m_finished)
             return;
         self.m_data->m_finished = true;
         self.m_data->m_error = error;
         watchers.swap(self.m_data->m_watchers);
-        self.m_data->m_condition.wakeAll();
+        self.m_data->m_condition.notify_all();
     }
     for (const auto& watcher : watchers)
         watcher(self);
