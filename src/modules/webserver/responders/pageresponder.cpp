@@ -22,6 +22,22 @@ namespace {
 // long enough that pages whose replies come quickly go out in few chunks.
 constexpr int flushDelayMs = 50;
 
+const QString keyPath = QStringLiteral("path");
+const QString keyRole = QStringLiteral("role");
+const QString keyRoles = QStringLiteral("roles");
+const QString keyType = QStringLiteral("type");
+const QString keyValue = QStringLiteral("value");
+const QString keyEscape = QStringLiteral("escape");
+const QString keyOnError = QStringLiteral("onError");
+const QString keyOnSuccess = QStringLiteral("onSuccess");
+const QString keyOnSuccessReply = QStringLiteral("onSuccessReply");
+
+// All responders run on one thread.
+PageCache& pageCache() {
+    static PageCache cache;
+    return cache;
+}
+
 QString typedValueText(const QVariant& record) {
     return plixValueToQString(PlixValue(record.toHash()));
 }
@@ -46,6 +62,9 @@ void PageResponder::respond() {
     dbglog_debug("PageResponder: request " << request().requestId() << ": '" << request().fullUri()
                                            << "'");
     const QString fileName = getFileName();
+    // A page that is kept was inside the document root when it was read, and is the same file.
+    if (const PageCache::PagePtr page = pageCache().find(fileName))
+        return processPage(page);
     if (!isInsideDocumentRoot(fileName))
         return refuse(404, QStringLiteral("No such file"));
     processFile(fileName);
@@ -73,9 +92,19 @@ void PageResponder::processFile(const QString& fileName) {
     if (!info.isFile() || !file.open(QIODevice::ReadOnly))
         return refuse(403, QStringLiteral("Cannot open file for reading:") + fileName);
 
+    struct stat state = {};
+    const bool hasState = fstat(file.handle(), &state) == 0;
     const QByteArray bytes = file.readAll();
-    m_content = QString::fromUtf8(
+    const QString content = QString::fromUtf8(
         bytes.constData(), static_cast<int>(qstrnlen(bytes.constData(), uint(bytes.size()))));
+    const auto page = std::make_shared<const PageTemplate::Page>(PageTemplate::parsePage(content));
+    if (hasState)
+        pageCache().keep(fileName, state, page);
+    processPage(page);
+}
+
+void PageResponder::processPage(const PageCache::PagePtr& page) {
+    m_page = page;
     m_position = 0;
     request().setStatus(200, QString());
     request().setContentType(MimeTypes::Text::html());
@@ -95,17 +124,16 @@ void PageResponder::processChunk() {
         return;
     m_isProcessing = true;
     while (!m_isWaiting && !isOver())
-        processNextPiece();
+        processNextPart();
     m_isProcessing = false;
     if (m_isWaiting && !m_flushTimer.isActive())
         m_flushTimer.start();
 }
 
-void PageResponder::processNextPiece() {
-    const PageTemplate::Piece piece = PageTemplate::nextPiece(m_content, m_position);
-    m_position = piece.next;
-    out << piece.text;
-    switch (piece.end) {
+void PageResponder::processNextPart() {
+    const PageTemplate::Page::Part& part = m_page->parts.at(m_position++);
+    out << part.text;
+    switch (part.end) {
     case PageTemplate::Piece::Page:
         m_isComplete = true;
         out.flush();
@@ -116,18 +144,17 @@ void PageResponder::processNextPiece() {
         qFatal("PageResponder: Wrong input file");
         break;
     case PageTemplate::Piece::Instruction:
-        processCommand(piece.instruction);
+        processCommand(part.command);
         break;
     }
 }
 
-void PageResponder::processCommand(QStringView instruction) {
-    PageTemplate::Command command = PageTemplate::parseInstruction(instruction);
+void PageResponder::processCommand(const PageTemplate::Command& command) {
     if (command.name.isEmpty()) {
         out << "[[Error: unrecognized command]]";
         return;
     }
-    m_params = std::move(command.attributes);
+    m_params = command.attributes;
     executeCommand(command.name);
 }
 
@@ -143,29 +170,30 @@ void PageResponder::executeCommand(const QString& command) {
 }
 
 void PageResponder::executeGetData() {
-    if (!hasParam("path") || !hasParam("roles")) {
+    const auto path = m_params.constFind(keyPath);
+    const auto roles = m_params.constFind(keyRoles);
+    if (path == m_params.constEnd() || roles == m_params.constEnd()) {
         out << "[[getData: Error: missing parameters!]]";
         return;
     }
     const CMReply<QList<QVariant>> reply;
     m_isWaiting = true;
-    CMRoot()->getData(CMPath::fromEncoded(param("path")), param("roles").split(QLatin1Char(',')),
-                      reply);
+    CMRoot()->getData(CMPath::fromEncoded(*path), roles->split(QLatin1Char(',')), reply);
     reply.addWatcher(this, [this](const CMVoidReply& finished) { on_getData_finished(finished); });
 }
 
 void PageResponder::executeSetData() {
     substituteFormFields();
     PlixError error;
-    const QVariant value = PageTemplate::toValue(param("type"), param("value"), &error);
+    const QVariant value = PageTemplate::toValue(param(keyType), param(keyValue), &error);
     if (!error.isEmpty()) {
         dbglog_error("json type: failed to parse: " << error.message());
-        dbglog_error("json type: data: " << param("value"));
+        dbglog_error("json type: data: " << param(keyValue));
         return;
     }
     const CMReply<QVariant> reply;
     m_isWaiting = true;
-    CMRoot()->setData(CMPath::fromEncoded(param("path")), param("role"), value, reply);
+    CMRoot()->setData(CMPath::fromEncoded(param(keyPath)), param(keyRole), value, reply);
     reply.addWatcher(this, [this](const CMVoidReply& finished) { on_setData_finished(finished); });
 }
 
@@ -175,13 +203,13 @@ void PageResponder::substituteFormFields() {
     const auto jsonField = [&field](const QString& name) { return PlixJson::escape(field(name)); };
 
     // The type first: a field must not break out of a JSON text by naming the type itself.
-    QString& type = m_params[QStringLiteral("type")];
+    QString& type = m_params[keyType];
     type = PageTemplate::substitute(type, field);
     const bool isJson = type == QLatin1String("json");
     for (auto attribute = m_params.begin(); attribute != m_params.end(); ++attribute) {
-        if (attribute.key() == QLatin1String("type"))
+        if (attribute.key() == keyType)
             continue;
-        const bool needsEscape = isJson && attribute.key() == QLatin1String("value");
+        const bool needsEscape = isJson && attribute.key() == keyValue;
         *attribute = needsEscape ? PageTemplate::substitute(*attribute, jsonField)
                                  : PageTemplate::substitute(*attribute, field);
     }
@@ -192,10 +220,10 @@ void PageResponder::on_getData_finished(const CMVoidReply& reply) {
     data->waitForFinished(ULONG_MAX);
     const QList<QVariant> values = data->value();
     if (values.isEmpty())
-        return finishCommand(hasParam("onError")
-                                 ? escaped(param("onError"))
+        return finishCommand(hasParam(keyOnError)
+                                 ? escaped(param(keyOnError))
                                  : QStringLiteral("[[getData: Error retrieving values!]]"));
-    const bool isTyped = param("roles") == PlixRolesType::Value();
+    const bool isTyped = param(keyRoles) == PlixRolesType::Value();
     finishCommand(
         escaped(isTyped ? typedValueText(values.constFirst()) : values.constFirst().toString()));
 }
@@ -208,12 +236,12 @@ void PageResponder::on_setData_finished(const CMVoidReply& reply) {
     const CMVariantReply result(reply);
     if (result.error()) {
         dbglog_error("PageRespoder setData error, params: " << debugText(m_params));
-        return finishCommand(hasParam("onError") ? escaped(param("onError"))
-                                                 : QStringLiteral("[[setData: Error!]]"));
+        return finishCommand(hasParam(keyOnError) ? escaped(param(keyOnError))
+                                                  : QStringLiteral("[[setData: Error!]]"));
     }
     // The text of onSuccessReply is a switch only.
-    finishCommand(escaped(param("onSuccessReply").isEmpty() ? param("onSuccess")
-                                                            : typedValueText(result.value())));
+    finishCommand(escaped(param(keyOnSuccessReply).isEmpty() ? param(keyOnSuccess)
+                                                             : typedValueText(result.value())));
 }
 
 void PageResponder::finishCommand(const QString& output) {
@@ -231,7 +259,7 @@ void PageResponder::on_flushTimer_timeout() {
 }
 
 QString PageResponder::escaped(const QString& value) const {
-    return escapeString(value, param("escape"));
+    return escapeString(value, param(keyEscape));
 }
 
 QString PageResponder::escapeString(const QString& value, const QString& mode) const {

@@ -1,11 +1,11 @@
 #pragma once
 
 #include "core/model/cmreply.h"
+#include "responders/pagecache.h"
 #include "responders/responder.h"
 
 #include <QHash>
 #include <QString>
-#include <QStringView>
 #include <QTimer>
 
 // Answers a request with a template page: the file's text with each instruction (pagetemplate.h)
@@ -30,14 +30,15 @@ private:
     QString getFileName() const;
     bool isInsideDocumentRoot(const QString& fileName) const;
     void processFile(const QString& fileName);
+    void processPage(const PageCache::PagePtr& page);
     void refuse(int status, const QString& text);
 
     // Goes on until the page is complete or a reply has to be awaited.
     void processChunk();
-    void processNextPiece();
+    void processNextPart();
     // These write what the command yields, or set m_isWaiting and send a request whose reply
     // completes the command, perhaps at once.
-    void processCommand(QStringView instruction);
+    void processCommand(const PageTemplate::Command& command);
     void executeCommand(const QString& command);
     void executeGetData();
     void executeSetData();
@@ -47,12 +48,13 @@ private:
     // Anything but the names of the modes means HTML.
     QString escapeString(const QString& value, const QString& mode) const;
     QString escaped(const QString& value) const;
-    bool hasParam(const char* name) const { return m_params.contains(QLatin1String(name)); }
-    QString param(const char* name) const { return m_params.value(QLatin1String(name)); }
+    bool hasParam(const QString& name) const { return m_params.contains(name); }
+    QString param(const QString& name) const { return m_params.value(name); }
     bool isOver() const;
 
-    QString m_content;
+    PageCache::PagePtr m_page;
     QHash<QString, QString> m_params;
+    // Of the part of the page that comes next.
     int m_position = 0;
     bool m_isProcessing = false;
     bool m_isWaiting = false;

@@ -2,6 +2,7 @@
 
 #include "core/plixvalue.h"
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 
@@ -132,7 +133,24 @@ PageTemplate::Command PageTemplate::parseInstruction(QStringView instruction) {
     return {instruction.mid(begin, end - begin).toString(), parseAttributes(instruction.mid(end))};
 }
 
+PageTemplate::Page PageTemplate::parsePage(const QString& content) {
+    Page page{content, {}};
+    int position = 0;
+    Piece piece;
+    do {
+        piece = nextPiece(page.content, position);
+        position = piece.next;
+        const bool isClosed = piece.end == Piece::Instruction;
+        page.parts.append(
+            {piece.text, isClosed ? parseInstruction(piece.instruction) : Command(), piece.end});
+    } while (piece.end == Piece::Instruction);
+    return page;
+}
+
 QString PageTemplate::escapeHtml(const QString& text) {
+    const auto isSpecial = [](QChar character) { return !htmlEntity(character).isEmpty(); };
+    if (std::none_of(text.begin(), text.end(), isSpecial))
+        return text;
     QString result;
     result.reserve(text.size());
     for (const QChar character : text) {

@@ -6,6 +6,7 @@
 #include <QString>
 #include <QStringView>
 #include <QVariant>
+#include <QVector>
 
 #include <functional>
 
@@ -47,6 +48,22 @@ struct Command {
 };
 
 Command parseInstruction(QStringView instruction);
+
+// A whole page. The texts point into its content.
+struct Page {
+    struct Part {
+        QStringView text;
+        // What stands behind the text: empty where the page ends or an instruction is not closed.
+        Command command;
+        Piece::End end;
+    };
+
+    QString content;
+    // The last one is the page's end, or an instruction that is not closed.
+    QVector<Part> parts;
+};
+
+Page parsePage(const QString& content);
 
 // For element content and quoted attributes, and for quoted strings of a script.
 QString escapeHtml(const QString& text);

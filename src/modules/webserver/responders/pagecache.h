@@ -1,0 +1,41 @@
+#pragma once
+
+#include "responders/pagetemplate.h"
+
+#include <QCache>
+
+#include <memory>
+#include <sys/stat.h>
+
+// The template pages that were asked for lately, parsed. A page is found by its file's name, as
+// long as that names the very file that was read and nothing has been written to it.
+class PageCache {
+public:
+    using PagePtr = std::shared_ptr<const PageTemplate::Page>;
+
+    PageCache();
+
+    // Null when the page is not kept, or not the file's present one.
+    PagePtr find(const QString& fileName);
+    // `file` is what fstat() said before the page was read from it.
+    void keep(const QString& fileName, const struct stat& file, const PagePtr& page);
+
+private:
+    // Of a file. The time of its last change comes from the system alone: unlike that of the last
+    // modification nobody can set it back.
+    struct Version {
+        dev_t device;
+        ino_t inode;
+        off_t size;
+        timespec changed;
+
+        static Version of(const struct stat& file);
+        bool operator==(const Version& other) const;
+    };
+    struct Entry {
+        Version version;
+        PagePtr page;
+    };
+
+    QCache<QString, Entry> m_entries;
+};
