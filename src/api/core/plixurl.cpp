@@ -70,17 +70,21 @@ int schemeLength(const QByteArray& url) {
     return colon > 0 && (slash < 0 || colon < slash) ? colon : 0;
 }
 
+// `end` when there is none.
+const char* findByte(const char* begin, const char* end, char byte) {
+    const void* const found = std::memchr(begin, byte, static_cast<size_t>(end - begin));
+    return found ? static_cast<const char*>(found) : end;
+}
+
 // The undecoded value of the first item of that name; null when there is none.
 QByteArray queryItem(const QByteArray& query, const QString& name) {
-    for (int begin = 0; begin < query.size();) {
-        int end = query.indexOf('&', begin);
-        if (end < 0)
-            end = query.size();
-        int equals = query.indexOf('=', begin);
-        if (equals < 0 || equals > end)
-            equals = end;
-        if (isNamed(query.constData() + begin, equals - begin, name))
-            return equals < end ? query.mid(equals + 1, end - equals - 1) : QByteArray("");
+    const char* const queryEnd = query.constData() + query.size();
+    for (const char* begin = query.constData(); begin < queryEnd;) {
+        const char* const end = findByte(begin, queryEnd, '&');
+        const char* const equals = findByte(begin, end, '=');
+        if (isNamed(begin, static_cast<int>(equals - begin), name))
+            return equals < end ? QByteArray(equals + 1, static_cast<int>(end - equals - 1))
+                                : QByteArray("");
         begin = end + 1;
     }
     return QByteArray();

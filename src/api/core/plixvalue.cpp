@@ -84,6 +84,34 @@ bool toDouble(const QVariant& value, double* result) {
     return true;
 }
 
+// What the typed members hold; the type's zero value where they hold anything else.
+
+QString textOf(const QVariant& value) {
+    return value.userType() == QMetaType::QString ? value.toString() : QString();
+}
+
+bool truthOf(const QVariant& value) {
+    return value.userType() == QMetaType::Bool && value.toBool();
+}
+
+qint32 i32Of(const QVariant& value) {
+    qint32 number = 0;
+    toI32(value, &number);
+    return number;
+}
+
+qint64 i64Of(const QVariant& value) {
+    qint64 number = 0;
+    toI64(value, &number);
+    return number;
+}
+
+double realOf(const QVariant& value) {
+    double number = 0;
+    toDouble(value, &number);
+    return number;
+}
+
 // The record of the named type with the scalar as its value. False when the scalar is of another
 // type or would lose something.
 bool makeRecord(const QString& type, const QVariant& scalar, PlixValue* result) {
@@ -126,31 +154,23 @@ QString realToText(double number) {
 } // namespace
 
 QString PlixValue::string_() const {
-    const QVariant value = member(stringName());
-    return value.userType() == QMetaType::QString ? value.toString() : QString();
+    return textOf(member(stringName()));
 }
 
 bool PlixValue::bool_() const {
-    const QVariant value = member(boolName());
-    return value.userType() == QMetaType::Bool && value.toBool();
+    return truthOf(member(boolName()));
 }
 
 qint32 PlixValue::i32_() const {
-    qint32 number = 0;
-    toI32(member(i32Name()), &number);
-    return number;
+    return i32Of(member(i32Name()));
 }
 
 qint64 PlixValue::i64_() const {
-    qint64 number = 0;
-    toI64(member(i64Name()), &number);
-    return number;
+    return i64Of(member(i64Name()));
 }
 
 double PlixValue::double_() const {
-    double number = 0;
-    toDouble(member(doubleName()), &number);
-    return number;
+    return realOf(member(doubleName()));
 }
 
 void PlixValue::setString_(const QString& value) {
@@ -208,17 +228,16 @@ bool PlixValue::convert(const QVariant& value, PlixValue* result) const {
 
 QString plixValueToQString(const PlixValue& value) {
     const QString type = value.type();
+    if (type.isNull())
+        return QString();
+    const QVariant& scalar = *value.__hash().cbegin();
     if (type == stringName())
-        return value.string_();
+        return textOf(scalar);
     if (type == boolName())
-        return value.bool_() ? QStringLiteral("true") : QStringLiteral("false");
-    if (type == i32Name())
-        return QString::number(value.i32_());
-    if (type == i64Name())
-        return QString::number(value.i64_());
+        return truthOf(scalar) ? QStringLiteral("true") : QStringLiteral("false");
     if (type == doubleName())
-        return realToText(value.double_());
-    return QString();
+        return realToText(realOf(scalar));
+    return QString::number(type == i32Name() ? i32Of(scalar) : i64Of(scalar));
 }
 
 int plixToInt(const QVariant& value, bool* ok) {

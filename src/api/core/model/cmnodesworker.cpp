@@ -23,7 +23,10 @@ QVariantList pick(const QVariantHash& values, const QStringList& roles) {
     picked.reserve(roles.size());
     for (const QString& role : roles) {
         const auto found = values.constFind(role);
-        picked.append(found == values.constEnd() ? QVariant() : *found);
+        if (found == values.constEnd())
+            picked.append(QVariant());
+        else
+            picked.append(*found);
     }
     return picked;
 }

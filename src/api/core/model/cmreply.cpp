@@ -2,11 +2,12 @@
 
 #include "core/dbglog.h"
 
+#include <QDeadlineTimer>
 #include <QMetaMethod>
 #include <QPointer>
 #include <QThread>
 
-#include <chrono>
+#include <limits>
 #include <utility>
 
 namespace {
@@ -25,27 +26,33 @@ bool isDirect(const QObject* context, Qt::ConnectionType type) {
            (type == Qt::AutoConnection && context->thread() == QThread::currentThread());
 }
 
-// Longer waits have no end, because the time of theirs might have no representation.
-constexpr unsigned long longestWaitMs = INT_MAX;
+QDeadlineTimer deadlineIn(unsigned long milliseconds) {
+    constexpr auto longest = std::numeric_limits<qint64>::max();
+    return milliseconds >= quint64(longest) ? QDeadlineTimer(QDeadlineTimer::Forever)
+                                            : QDeadlineTimer(qint64(milliseconds));
+}
 
 } // namespace
 
 bool CMReplyAbstractData::isFinished() const {
-    const std::lock_guard lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     return m_finished;
 }
 
 CMError CMReplyAbstractData::error() const {
-    const std::lock_guard lock(m_mutex);
+    const QMutexLocker lock(&m_mutex);
     return m_error;
 }
 
 bool CMReplyAbstractData::waitForFinished(unsigned long milliseconds) const {
-    std::unique_lock lock(m_mutex);
-    const auto isFinished = [this] { return m_finished; };
-    if (milliseconds < longestWaitMs)
-        return m_condition.wait_for(lock, std::chrono::milliseconds(milliseconds), isFinished);
-    m_condition.wait(lock, isFinished);
+    const QDeadlineTimer deadline = deadlineIn(milliseconds);
+    const QMutexLocker lock(&m_mutex);
+    if (!m_finished && !m_condition)
+        m_condition = std::make_unique<QWaitCondition>();
+    while (!m_finished) {
+        if (!m_condition->wait(&m_mutex, deadline))
+            return m_finished;
+    }
     return true;
 }
 
@@ -86,7 +93,7 @@ void CMVoidReply::addWatcher(std::function<void(const CMVoidReply&)> callback,
     if (!m_data)
         return;
     {
-        const std::lock_guard lock(m_data->m_mutex);
+        const QMutexLocker lock(&m_data->m_mutex);
         if (!m_data->m_finished) {
             m_data->m_watchers.push_back(std::move(callback));
             return;
@@ -102,13 +109,14 @@ void CMVoidReply::finishWith(const CMError& error) const {
     const CMVoidReply self = *this;
     std::vector<CMReplyAbstractData::Watcher> watchers;
     {
-        const std::lock_guard lock(self.m_data->m_mutex);
+        const QMutexLocker lock(&self.m_data->m_mutex);
         if (self.m_data->m_finished)
             return;
         self.m_data->m_finished = true;
         self.m_data->m_error = error;
         watchers.swap(self.m_data->m_watchers);
-        self.m_data->m_condition.notify_all();
+        if (self.m_data->m_condition)
+            self.m_data->m_condition->wakeAll();
     }
     for (const auto& watcher : watchers)
         watcher(self);

@@ -2,14 +2,15 @@
 
 #include "core/model/cmerror.h"
 
+#include <QMutex>
 #include <QObject>
 #include <QSharedPointer>
 #include <QVariant>
+#include <QWaitCondition>
 
 #include <climits>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -33,15 +34,15 @@ public:
 
 protected:
     CMReplyAbstractData() = default;
-    // The standard library's, because Qt's wait conditions allocate and every request has a reply.
-    mutable std::mutex m_mutex;
+    mutable QMutex m_mutex;
     bool m_finished = false;
 
 private:
     friend class CMVoidReply;
     using Watcher = std::function<void(const CMVoidReply&)>;
 
-    mutable std::condition_variable m_condition;
+    // Made by the first who waits: it allocates, and hardly any reply is waited for.
+    mutable std::unique_ptr<QWaitCondition> m_condition;
     CMError m_error;
     std::vector<Watcher> m_watchers;
 };
@@ -50,15 +51,15 @@ template <typename T>
 class CMReplyData : public CMReplyAbstractData {
 public:
     T value() const {
-        const std::lock_guard lock(m_mutex);
+        const QMutexLocker lock(&m_mutex);
         return m_value;
     }
     T take() {
-        const std::lock_guard lock(m_mutex);
+        const QMutexLocker lock(&m_mutex);
         return std::exchange(m_value, T{});
     }
     void setValue(const T& value) {
-        const std::lock_guard lock(m_mutex);
+        const QMutexLocker lock(&m_mutex);
         if (!m_finished)
             m_value = value;
     }
