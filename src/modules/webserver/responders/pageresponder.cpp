@@ -13,6 +13,7 @@
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
+#include <QTimerEvent>
 
 #include <climits>
 
@@ -51,11 +52,7 @@ QString debugText(const QHash<QString, QString>& params) {
 } // namespace
 
 PageResponder::PageResponder(Request& request, const QString& documentRoot, QObject* parent)
-    : Responder(request, documentRoot, parent) {
-    m_flushTimer.setSingleShot(true);
-    m_flushTimer.setInterval(flushDelayMs);
-    connect(&m_flushTimer, &QTimer::timeout, this, &PageResponder::on_flushTimer_timeout);
-}
+    : Responder(request, documentRoot, parent) {}
 
 void PageResponder::respond() {
     dbglog_scopedFunction;
@@ -127,7 +124,7 @@ void PageResponder::processChunk() {
         processNextPart();
     m_isProcessing = false;
     if (m_isWaiting && !m_flushTimer.isActive())
-        m_flushTimer.start();
+        m_flushTimer.start(flushDelayMs, this);
 }
 
 void PageResponder::processNextPart() {
@@ -144,23 +141,24 @@ void PageResponder::processNextPart() {
         qFatal("PageResponder: Wrong input file");
         break;
     case PageTemplate::Piece::Instruction:
-        processCommand(part.command);
+        processCommand(part);
         break;
     }
 }
 
-void PageResponder::processCommand(const PageTemplate::Command& command) {
-    if (command.name.isEmpty()) {
+void PageResponder::processCommand(const PageTemplate::Page::Part& part) {
+    if (part.command.name.isEmpty()) {
         out << "[[Error: unrecognized command]]";
         return;
     }
-    m_params = command.attributes;
-    executeCommand(command.name);
+    m_params = part.command.attributes;
+    executeCommand(part);
 }
 
-void PageResponder::executeCommand(const QString& command) {
+void PageResponder::executeCommand(const PageTemplate::Page::Part& part) {
+    const QString& command = part.command.name;
     if (command == QLatin1String("getData"))
-        executeGetData();
+        executeGetData(part);
     else if (command == QLatin1String("getRows"))
         out << "[[getRows: Error: not implemented!]]";
     else if (command == QLatin1String("setData"))
@@ -169,16 +167,14 @@ void PageResponder::executeCommand(const QString& command) {
         out << QStringLiteral("[[Error: unknown command: %1]]").arg(command);
 }
 
-void PageResponder::executeGetData() {
-    const auto path = m_params.constFind(keyPath);
-    const auto roles = m_params.constFind(keyRoles);
-    if (path == m_params.constEnd() || roles == m_params.constEnd()) {
+void PageResponder::executeGetData(const PageTemplate::Page::Part& part) {
+    if (part.roles.isEmpty()) {
         out << "[[getData: Error: missing parameters!]]";
         return;
     }
     const CMReply<QList<QVariant>> reply;
     m_isWaiting = true;
-    CMRoot()->getData(CMPath::fromEncoded(*path), roles->split(QLatin1Char(',')), reply);
+    CMRoot()->getData(part.path, part.roles, reply);
     reply.addWatcher(this, [this](const CMVoidReply& finished) { on_getData_finished(finished); });
 }
 
@@ -253,7 +249,10 @@ void PageResponder::finishCommand(const QString& output) {
     processChunk();
 }
 
-void PageResponder::on_flushTimer_timeout() {
+void PageResponder::timerEvent(QTimerEvent* event) {
+    if (event->timerId() != m_flushTimer.timerId())
+        return Responder::timerEvent(event);
+    m_flushTimer.stop();
     if (!isOver())
         out.flush();
 }
@@ -263,12 +262,13 @@ QString PageResponder::escaped(const QString& value) const {
 }
 
 QString PageResponder::escapeString(const QString& value, const QString& mode) const {
+    if (mode == QLatin1String("html"))
+        return PageTemplate::escapeHtml(value);
     if (mode == QLatin1String("none"))
         return value;
     if (mode == QLatin1String("js"))
         return PageTemplate::escapeJs(value);
-    if (mode != QLatin1String("html"))
-        dbglog_warning("Escape param was not set. Path: " << request().url().path());
+    dbglog_warning("Escape param was not set. Path: " << request().url().path());
     return PageTemplate::escapeHtml(value);
 }
 

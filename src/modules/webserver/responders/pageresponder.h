@@ -4,9 +4,9 @@
 #include "responders/pagecache.h"
 #include "responders/responder.h"
 
+#include <QBasicTimer>
 #include <QHash>
 #include <QString>
-#include <QTimer>
 
 // Answers a request with a template page: the file's text with each instruction (pagetemplate.h)
 // replaced by what it yields. The instructions run one after another, because a later one may read
@@ -20,11 +20,14 @@ public:
     void respond() override;
     bool respondWillBlock() override { return false; }
 
+protected:
+    // Sends what is finished while a reply is awaited.
+    void timerEvent(QTimerEvent* event) override;
+
 private Q_SLOTS:
     void on_getData_finished(const CMVoidReply& reply);
     void on_getRows_finished(const CMVoidReply& reply);
     void on_setData_finished(const CMVoidReply& reply);
-    void on_flushTimer_timeout();
 
 private:
     QString getFileName() const;
@@ -38,9 +41,9 @@ private:
     void processNextPart();
     // These write what the command yields, or set m_isWaiting and send a request whose reply
     // completes the command, perhaps at once.
-    void processCommand(const PageTemplate::Command& command);
-    void executeCommand(const QString& command);
-    void executeGetData();
+    void processCommand(const PageTemplate::Page::Part& part);
+    void executeCommand(const PageTemplate::Page::Part& part);
+    void executeGetData(const PageTemplate::Page::Part& part);
     void executeSetData();
     void substituteFormFields();
     void finishCommand(const QString& output);
@@ -59,5 +62,5 @@ private:
     bool m_isProcessing = false;
     bool m_isWaiting = false;
     bool m_isComplete = false;
-    QTimer m_flushTimer;
+    QBasicTimer m_flushTimer;
 };

@@ -107,6 +107,21 @@ PlixValue toTypedValue(QStringView member, const QString& text) {
     return value;
 }
 
+PageTemplate::Page::Part toPart(const PageTemplate::Piece& piece) {
+    PageTemplate::Page::Part part{piece.text, {}, piece.end, {}, {}};
+    if (piece.end != PageTemplate::Piece::Instruction)
+        return part;
+    part.command = PageTemplate::parseInstruction(piece.instruction);
+    const QHash<QString, QString>& attributes = part.command.attributes;
+    const auto path = attributes.constFind(QStringLiteral("path"));
+    const auto roles = attributes.constFind(QStringLiteral("roles"));
+    if (path != attributes.constEnd() && roles != attributes.constEnd()) {
+        part.path = CMPath::fromEncoded(*path);
+        part.roles = roles->split(QLatin1Char(','));
+    }
+    return part;
+}
+
 } // namespace
 
 PageTemplate::Piece PageTemplate::nextPiece(const QString& content, int position) {
@@ -140,9 +155,7 @@ PageTemplate::Page PageTemplate::parsePage(const QString& content) {
     do {
         piece = nextPiece(page.content, position);
         position = piece.next;
-        const bool isClosed = piece.end == Piece::Instruction;
-        page.parts.append(
-            {piece.text, isClosed ? parseInstruction(piece.instruction) : Command(), piece.end});
+        page.parts.append(toPart(piece));
     } while (piece.end == Piece::Instruction);
     return page;
 }

@@ -1,9 +1,11 @@
 #pragma once
 
+#include "core/model/cmpath.h"
 #include "core/plixjson.h"
 
 #include <QHash>
 #include <QString>
+#include <QStringList>
 #include <QStringView>
 #include <QVariant>
 #include <QVector>
@@ -56,6 +58,10 @@ struct Page {
         // What stands behind the text: empty where the page ends or an instruction is not closed.
         Command command;
         Piece::End end;
+        // The command's attributes "path" and "roles", split at commas; no roles when it has not
+        // both.
+        CMPath path;
+        QStringList roles;
     };
 
     QString content;
