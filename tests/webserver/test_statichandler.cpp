@@ -53,7 +53,6 @@ prefix            |GET |/ui/ten.txt||200|TEN|ETag: TAG
 root behind a link|GET |/linked/ten.txt||404|404|ETag
 root of everything|GET |/all/etc/passwd|Range: bytes=0-4|206|root:|Content-Length: 5
 readable file     |GET |/file/stream/ROOT/ten.txt|Range: bytes=-3|206|789|Content-Length: 3
-same version      |GET |/file/stream/ROOT/ten.txt|If-None-Match: *|304||Content-Length: 10
 no path           |GET |/file/stream/||404|404|ETag
 readable folder   |GET |/file/stream/ROOT/||404|404|ETag
 folder below      |GET |/file/stream/ROOT/sub/index.html||404|404|ETag

@@ -159,9 +159,10 @@ private Q_SLOTS:
         // A client that is held back is not one that keeps silent.
         server.server().setPatience(300);
         const Updater updater({0, 400});
-        RawClient client(server.port());
         // More than the buffers of both sockets hold.
-        client.send(uploadBytes({noise(16 * 1024 * 1024)}));
+        const QByteArray request = uploadBytes({noise(16 * 1024 * 1024)});
+        RawClient client(server.port());
+        client.send(request);
         QTRY_VERIFY(updater.bytes() > 200000);
         QVERIFY(client.socket().bytesToWrite() > 4 * 1024 * 1024);
         const qint64 read = updater.bytes();
