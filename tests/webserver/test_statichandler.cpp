@@ -53,9 +53,8 @@ prefix            |GET |/ui/ten.txt||200|TEN|ETag: TAG
 root behind a link|GET |/linked/ten.txt||404|404|ETag
 root of everything|GET |/all/etc/passwd|Range: bytes=0-4|206|root:|Content-Length: 5
 readable file     |GET |/file/stream/ROOT/ten.txt|Range: bytes=-3|206|789|Content-Length: 3
-no path           |GET |/file/stream/||404|404|ETag
-readable folder   |GET |/file/stream/ROOT/||404|404|ETag
 folder below      |GET |/file/stream/ROOT/sub/index.html||404|404|ETag
+no root           |GET |/none/etc/passwd||404|404|ETag
 beside it         |GET |/file/stream/ROOT-old/secret||404|404|ETag
 doubled slash     |GET |/file/stream/ROOT//ten.txt||404|404|ETag
 dots in the path  |GET |/file/stream/ROOT/..%2fwww/ten.txt||404|404|ETag
@@ -108,6 +107,7 @@ private Q_SLOTS:
         add("/u", m_root.path(), "/ui");
         add("/linked/", m_base.filePath("linked") + '/', "/linked");
         add("/all/", "/", "/all");
+        add("/none/", "", "/none");
         plixSetPlatformPaths(m_root.path() + '/', QString());
         m_server->add(
             "/file/stream/",
