@@ -128,6 +128,22 @@ private Q_SLOTS:
                  QByteArray("1"));
     }
 
+    void keptRowsFollowTheirList() {
+        TestDevice device({{"ui:list", QVariantHash{{"title", "List"}}}});
+        for (const char* title : {"One", "Two", "One"}) {
+            device.worker("ui").setRows("ui:list", {{{"title", title}}, {{"title", "Last"}}});
+            for (int ask = 0; ask < 3; ++ask) {
+                const auto rows = [&](const QByteArray& query) {
+                    const QByteArray url = "/api/getRows?path=ui:list&roles=title&" + query;
+                    const QByteArray body = RawClient::get(device.port(), url).body;
+                    return body.mid(body.indexOf('['), body.indexOf("]]") + 2 - body.indexOf('['));
+                };
+                QCOMPARE(rows("from=0&to=1"), "[[\"" + QByteArray(title) + "\"],[\"Last\"]]");
+                QCOMPARE(rows("from=1&to=1"), QByteArray("[[\"Last\"]]"));
+            }
+        }
+    }
+
     void replyAfterTheResponderIsGone() {
         TestDevice device;
         HoldingWorker slow("slow");
