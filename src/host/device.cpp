@@ -6,11 +6,15 @@
 #include "workerplugin.h"
 
 #include <QMetaObject>
+#include <QTimer>
 #include <QVariantHash>
 
 #include <algorithm>
 
 namespace {
+
+// Only the ready line waits for it, and that is read by a person or a script.
+constexpr int startingPollMs = 10;
 
 // What the worker is handed: the members of its own configuration and what every worker may need.
 QVariantHash workerConfig(const DeviceDescription& description, QVariantHash config,
@@ -71,7 +75,16 @@ void Device::dropReplacedWorkers() {
 }
 
 void Device::on_workers_settled() {
+    if (isWorkerStarting()) {
+        QTimer::singleShot(startingPollMs, this, &Device::on_workers_settled);
+        return;
+    }
     Q_EMIT ready(listeningPort("httpPort"), listeningPort("httpsPort"));
+}
+
+bool Device::isWorkerStarting() const {
+    return std::any_of(m_workers.begin(), m_workers.end(),
+                       [](const auto& worker) { return worker->property("starting").toBool(); });
 }
 
 int Device::listeningPort(const char* property) const {

@@ -24,14 +24,15 @@ public:
     bool start(const DeviceDescription& description, const QString& stateDirectory, QString* error);
 
 Q_SIGNALS:
-    // All workers have done what they queued when they were made. The ports that they listen on, 0
-    // for none.
+    // All workers have done what they queued when they were made, and none is still starting. The
+    // ports that they listen on, 0 for none.
     void ready(int httpPort, int httpsPort);
 
 private:
     void makePlainWorkers(const DeviceDescription& description);
     void dropReplacedWorkers();
     void on_workers_settled();
+    bool isWorkerStarting() const;
     int listeningPort(const char* property) const;
 
     CMRootWorker m_root;

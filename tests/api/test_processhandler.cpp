@@ -2,6 +2,9 @@
 
 #include <QTest>
 
+#include <memory>
+#include <optional>
+
 class TestProcessHandler : public QObject {
     Q_OBJECT
 
@@ -33,6 +36,26 @@ private Q_SLOTS:
         QTEST(result.finishedOk(), "ok");
         QVERIFY2(result.getData().startsWith(begin), qPrintable(result.getData()));
         QVERIFY2(result.getData().contains(end), qPrintable(result.getData()));
+
+        QObject context;
+        std::optional<PlixProcessHandlerResult> later;
+        PlixProcessHandler::start(program, command, 1000, &context,
+                                  [&later](const auto& ended) { later = ended; });
+        QTRY_VERIFY(later);
+        QCOMPARE(later->finishedOk(), result.finishedOk());
+        QCOMPARE(later->getData(), result.getData());
+    }
+
+    void endsWithItsContext() {
+        auto context = std::make_unique<QObject>();
+        bool isCalled = false;
+        PlixProcessHandler::start("sleep", {"60"}, 60000, context.get(),
+                                  [&isCalled](const auto&) { isCalled = true; });
+        QElapsedTimer time;
+        time.start();
+        context.reset();
+        QCoreApplication::processEvents();
+        QVERIFY(!isCalled && time.elapsed() < 30000);
     }
 
     void takesMoreThanAPipeHolds() {

@@ -159,6 +159,7 @@ TestDevice::TestDevice(const QVariantHash& nodes) {
     }
     m_web = std::make_unique<WebserverWorker>(config);
     settle();
+    QTRY_VERIFY(!m_web->isStarting());
 }
 
 TestDevice::~TestDevice() {

@@ -3,6 +3,10 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+
+class QObject;
+
 // How a program ended that PlixProcessHandler ran.
 class PlixProcessHandlerResult {
 public:
@@ -27,4 +31,10 @@ public:
     // the event loop is blocked meanwhile. At the time-out the program is killed.
     static PlixProcessHandlerResult startSync(const QString& program, const QStringList& arguments,
                                               int timeoutMs);
+
+    using Callback = std::function<void(const PlixProcessHandlerResult&)>;
+    // The same while the event loop goes on, from which the callback gets the result. When the
+    // context is destroyed before, the program is killed and nobody is told.
+    static void start(const QString& program, const QStringList& arguments, int timeoutMs,
+                      QObject* context, Callback callback);
 };

@@ -72,10 +72,13 @@ bool DevelopmentCa::prepare() {
 bool DevelopmentCa::isUsable() const {
     if (!QFileInfo::exists(m_certificateFile) || !QFileInfo::exists(m_privateKeyFile))
         return false;
+    // Every start waits for this, and without the variable mostly for openssl's reading of all
+    // authorities that the machine trusts.
     const PlixProcessHandlerResult certificate = PlixProcessHandler::startSync(
-        openssl,
-        {QStringLiteral("x509"), QStringLiteral("-noout"), QStringLiteral("-pubkey"),
-         QStringLiteral("-checkend"), renewalSeconds, QStringLiteral("-in"), m_certificateFile},
+        QStringLiteral("env"),
+        {QStringLiteral("SSL_CERT_FILE=/dev/null"), openssl, QStringLiteral("x509"),
+         QStringLiteral("-noout"), QStringLiteral("-pubkey"), QStringLiteral("-checkend"),
+         renewalSeconds, QStringLiteral("-in"), m_certificateFile},
         timeoutMs);
     const PlixProcessHandlerResult key =
         PlixProcessHandler::startSync(openssl,

@@ -71,8 +71,9 @@ DeviceCertificate::DeviceCertificate(const QString& authorityCertificate,
     : m_authorityCertificate(authorityCertificate), m_authorityKey(authorityKey) {}
 
 DeviceCertificate::~DeviceCertificate() {
-    if (!m_hasKey)
+    if (!m_hasKey && !m_keyRun)
         return;
+    m_keyRun.reset();
     QFile::remove(certificateFile());
     QFile::remove(requestFile());
     QFile::remove(keyFile());
@@ -90,18 +91,27 @@ QString DeviceCertificate::certificateFile() {
     return QStringLiteral("/tmp/soup-cert.pem");
 }
 
-bool DeviceCertificate::createKey() {
-    if (m_hasKey && QFile::exists(keyFile()))
-        return true;
+bool DeviceCertificate::hasKey() const {
+    return m_hasKey && QFile::exists(keyFile());
+}
+
+void DeviceCertificate::makeKey(std::function<void()> callback) {
+    dbglog_scopedFunction;
+    m_hasKey = false;
     // A file or link that somebody else left under the well-known name must not receive the key.
     QFile::remove(keyFile());
-    const auto result = openssl(
+    m_keyRun = std::make_unique<QObject>();
+    PlixProcessHandler::start(
+        QStringLiteral("openssl"),
         {QStringLiteral("genrsa"), QStringLiteral("-out"), keyFile(), QStringLiteral("2048")},
-        keyTimeoutMs);
-    m_hasKey = result.finishedOk();
-    if (!m_hasKey)
-        dbglog_error("Unable to create device key: " << result.getData());
-    return m_hasKey;
+        keyTimeoutMs, m_keyRun.get(),
+        [this, callback = std::move(callback)](const PlixProcessHandlerResult& result) {
+            m_keyRun.release()->deleteLater();
+            m_hasKey = result.finishedOk();
+            if (!m_hasKey)
+                dbglog_error("Unable to create device key: " << result.getData());
+            callback();
+        });
 }
 
 bool DeviceCertificate::createRequest(const QString& subject) const {
@@ -135,8 +145,6 @@ bool DeviceCertificate::sign(const QString& authorityFile, const QString& extens
 
 bool DeviceCertificate::create(const QSet<QString>& addresses) {
     dbglog_scopedFunction;
-    if (!createKey())
-        return false;
     // A folder of our own, so that the serial number file that openssl leaves beside the authority
     // goes as well.
     const QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/soup-ca-XXXXXX"));

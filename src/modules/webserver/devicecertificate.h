@@ -1,7 +1,11 @@
 #pragma once
 
+#include <QObject>
 #include <QSet>
 #include <QString>
+
+#include <functional>
+#include <memory>
 
 // Makes the certificate of the device with the openssl program: a key once, and for each set of
 // addresses a certificate whose subject alternative names are exactly these, signed by the
@@ -13,7 +17,12 @@ public:
     DeviceCertificate(const DeviceCertificate&) = delete;
     DeviceCertificate& operator=(const DeviceCertificate&) = delete;
 
-    // Blocks while openssl runs. False, with the reason logged, when a step fails.
+    bool hasKey() const;
+    // Has openssl make a key while the event loop goes on, which calls back when there is one, or
+    // when it failed and the reason is logged; not once the certificate is destroyed.
+    void makeKey(std::function<void()> callback);
+
+    // Wants a key. Blocks while openssl runs. False, with the reason logged, when a step fails.
     bool create(const QSet<QString>& addresses);
 
     // Another device of this machine uses the same names: whoever makes the files and reads them
@@ -23,13 +32,14 @@ public:
     static QString certificateFile();
 
 private:
-    bool createKey();
     bool createRequest(const QString& subject) const;
     bool sign(const QString& authorityFile, const QString& extensionFile) const;
 
     QString m_authorityCertificate;
     QString m_authorityKey;
     bool m_hasKey = false;
+    // While openssl makes one.
+    std::unique_ptr<QObject> m_keyRun;
 };
 
 // The extension section that openssl reads for a certificate of these addresses, in the set's

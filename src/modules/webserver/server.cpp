@@ -157,14 +157,28 @@ void Server::updateIpAddresses(const QSet<QString>& addresses) {
         return;
     if (m_running)
         stop();
-    if (addresses.isEmpty())
+    m_ipAddresses = addresses;
+    // The key, once it is there, meets the latest addresses.
+    if (addresses.isEmpty() || isWaitingForKey())
         return;
-    QLockFile filesLock(DeviceCertificate::lockFile());
-    if (!filesLock.tryLock(certificateLockTimeoutMs))
+    auto filesLock = std::make_unique<QLockFile>(DeviceCertificate::lockFile());
+    if (!filesLock->tryLock(certificateLockTimeoutMs))
         dbglog_warning("Another process holds " << DeviceCertificate::lockFile());
-    if (!m_certificateMaker->create(addresses))
-        return;
+    if (m_certificateMaker->hasKey())
+        return startWithDeviceCertificate();
+    m_filesLock = std::move(filesLock);
+    m_certificateMaker->makeKey([this] { on_certificateMaker_keyAttempted(); });
+}
 
+void Server::on_certificateMaker_keyAttempted() {
+    const std::unique_ptr<QLockFile> filesLock = std::move(m_filesLock);
+    if (m_certificateMaker->hasKey() && !m_ipAddresses.isEmpty())
+        startWithDeviceCertificate();
+}
+
+void Server::startWithDeviceCertificate() {
+    if (!m_certificateMaker->create(m_ipAddresses))
+        return;
     m_deviceCertificate = DeviceCertificate::certificateFile();
     GErrorPtr error;
     if (!soup_server_set_ssl_cert_file(

@@ -11,6 +11,7 @@
 
 class ConnectionWatch;
 class DeviceCertificate;
+class QLockFile;
 class Handler;
 class Listener;
 class Message;
@@ -75,7 +76,11 @@ public:
 
     // For a server with a device certificate: stops, makes a certificate for these addresses, and
     // starts with it. Stays stopped without addresses, or when that fails, until the next change.
+    // The first time it starts later, when openssl has found a key: that takes long, and the other
+    // server is not to wait for it.
     void updateIpAddresses(const QSet<QString>& addresses);
+    // Whether it will start, or say why not, once it has a key.
+    bool isWaitingForKey() const { return bool(m_filesLock); }
 
 private:
     struct HandlerData {
@@ -84,6 +89,8 @@ private:
     };
 
     void createSoupServer();
+    void on_certificateMaker_keyAttempted();
+    void startWithDeviceCertificate();
     void on_request(SoupMessage* soupMessage, const char* path, GHashTable* query,
                     SoupClientContext* client, Handler* handler);
     static void server_callback(SoupServer* soupServer, SoupMessage* message, const char* path,
@@ -102,4 +109,7 @@ private:
     std::unique_ptr<ConnectionWatch> m_connections;
     std::unique_ptr<Listener> m_listener;
     std::unique_ptr<DeviceCertificate> m_certificateMaker;
+    QSet<QString> m_ipAddresses;
+    // While the key is made.
+    std::unique_ptr<QLockFile> m_filesLock;
 };

@@ -21,6 +21,7 @@
 #include "responders/streamresponder.h"
 #include "server.h"
 
+#include <algorithm>
 #include <cstdlib>
 
 namespace {
@@ -151,6 +152,11 @@ int WebserverWorker::httpPort() const {
 
 int WebserverWorker::httpsPort() const {
     return listeningPort(true);
+}
+
+bool WebserverWorker::isStarting() const {
+    return std::any_of(m_servers.begin(), m_servers.end(),
+                       [](const Server* server) { return server->isWaitingForKey(); });
 }
 
 void WebserverWorker::on_uiLanguage_changed(const PlixValue& value) {

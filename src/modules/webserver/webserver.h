@@ -25,6 +25,8 @@ class WebserverWorker : public CMNodesWorker {
     // The ports that the servers listen on, 0 for one that does not; for the host's ready line.
     Q_PROPERTY(int httpPort READ httpPort)
     Q_PROPERTY(int httpsPort READ httpsPort)
+    // Whether a server has yet to listen for want of a key, which openssl is making.
+    Q_PROPERTY(bool starting READ isStarting)
 
 public:
     explicit WebserverWorker(const QVariantHash& config);
@@ -36,6 +38,7 @@ public:
     QString documentRoot() const { return m_documentRoot; }
     int httpPort() const;
     int httpsPort() const;
+    bool isStarting() const;
 
 private Q_SLOTS:
     void on_uiLanguage_changed(const PlixValue& value);
