@@ -11,6 +11,13 @@ const QByteArray closingMark = QByteArrayLiteral("--");
 // memory when it is emptied.
 constexpr int usualSize = 16 * 1024;
 
+// The C library searches a chunk several times as fast as QByteArray does.
+int indexOf(const QByteArray& text, const QByteArray& pattern) {
+    const void* found = memmem(text.constData(), static_cast<size_t>(text.size()),
+                               pattern.constData(), static_cast<size_t>(pattern.size()));
+    return found ? static_cast<int>(static_cast<const char*>(found) - text.constData()) : -1;
+}
+
 } // namespace
 
 MultipartSplitter::MultipartSplitter(const QByteArray& delimiter, NewPart newPart,
@@ -33,7 +40,7 @@ int MultipartSplitter::step(bool final) {
 }
 
 int MultipartSplitter::stepContent(bool final) {
-    const int position = m_buffer.indexOf(m_delimiter);
+    const int position = indexOf(m_buffer, m_delimiter);
     if (position < 0) {
         // The tail may be the beginning of a delimiter. One byte more than that is kept, so that a
         // delimiter stands at the very front only behind empty content.

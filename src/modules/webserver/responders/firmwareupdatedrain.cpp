@@ -9,6 +9,7 @@
 
 #include <cerrno>
 #include <cstring>
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/ioctl.h>
 
@@ -19,7 +20,7 @@ constexpr int openIntervalMs = 100;
 
 // How often the FIFO is looked at while the updater reads the last of it: nothing tells a writer
 // that it is empty.
-constexpr int readerIntervalMs = 5;
+constexpr int readerIntervalMs = 1;
 
 // An updater that has not closed its end by then keeps it open between images, and has had its turn
 // to see the end of file.
@@ -30,6 +31,10 @@ constexpr int endOfFileMs = 1000;
 constexpr int readerTimeoutMs = 10000;
 
 constexpr int stallCheckMs = 1000;
+
+// Room for the upload to go on while the updater is busy, and for the updater to take much at a
+// time; little enough to stay in the processor's cache. Anybody may have so much.
+constexpr int pipeBytes = 256 * 1024;
 
 int unreadBytes(int descriptor) {
     int unread = 0;
@@ -103,6 +108,13 @@ bool FirmwareUpdateDrain::writeFront(PlixNamedPipe& pipe, QByteArray& buffer, in
         total += static_cast<int>(written);
     }
     return true;
+}
+
+void FirmwareUpdateDrain::enlarge(PlixNamedPipe& pipe) {
+    const auto descriptor = static_cast<int>(pipe.writeNotifier()->socket());
+    // The updater may have made it larger.
+    if (fcntl(descriptor, F_GETPIPE_SZ) < pipeBytes)
+        fcntl(descriptor, F_SETPIPE_SZ, pipeBytes);
 }
 
 void FirmwareUpdateDrain::on_writeNotifier_activated(int) {
@@ -206,6 +218,7 @@ void FirmwareUpdateDrain::openNext() {
         dbglog_info("Fifo opened on attempt #" << m_attempts);
         plixConnect(m_pipe->writeNotifier(), SIGNAL(activated(int)), this,
                     SLOT(on_writeNotifier_activated(int)));
+        enlarge(*m_pipe);
         m_state = Writing;
         m_stalled.restart();
         return write();

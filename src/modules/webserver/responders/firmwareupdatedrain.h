@@ -51,6 +51,8 @@ public:
     // Writes so many bytes of the buffer's front and removes them. False with errno set when not
     // all of them could be written.
     static bool writeFront(PlixNamedPipe& pipe, QByteArray& buffer, int length);
+    // Lets an open FIFO hold more than usual, if the system allows it.
+    static void enlarge(PlixNamedPipe& pipe);
 
 Q_SIGNALS:
     // The backlog has come down to the low-water mark.

@@ -11,6 +11,7 @@
 #include <cerrno>
 #include <cstring>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 
@@ -18,6 +19,10 @@ namespace {
 // are few.
 constexpr int openAttempts = 5;
 constexpr useconds_t openIntervalUs = 100000;
+
+// Each write wakes the updater, which costs more than the bytes do. The chunks that arrive in one
+// turn of the event loop are written together, up to so many bytes.
+constexpr int writeBytes = 64 * 1024;
 
 const QString failedText = QStringLiteral("The firmware updater did not take the image.\n");
 const QString busyText = QStringLiteral("Another firmware image is being uploaded.\n");
@@ -69,7 +74,11 @@ void FirmwareUpdateResponder::partData(const char* data, unsigned int length) {
         return;
     }
     m_buffer.append(data, static_cast<int>(length));
-    writeDataToUpdater(static_cast<unsigned int>(m_buffer.size()));
+    if (m_buffer.size() >= writeBytes)
+        writeDataToUpdater(static_cast<unsigned int>(m_buffer.size()));
+    else if (!std::exchange(m_isWriteQueued, true))
+        QMetaObject::invokeMethod(this, &FirmwareUpdateResponder::writeCollected,
+                                  Qt::QueuedConnection);
 }
 
 void FirmwareUpdateResponder::finish() {
@@ -101,6 +110,7 @@ void FirmwareUpdateResponder::openFile() {
             plixConnect(m_pipe->writeNotifier(), SIGNAL(activated(int)), this,
                         SLOT(on_writeNotifier_activated(int)));
             m_pipe->writeNotifier()->setEnabled(false);
+            FirmwareUpdateDrain::enlarge(*m_pipe);
             m_idleTimer.start();
             return;
         }
@@ -162,6 +172,13 @@ void FirmwareUpdateResponder::on_writeNotifier_activated(int) {
         pauseMessage(false);
     if (m_buffer.isEmpty() && m_pipe)
         m_pipe->writeNotifier()->setEnabled(false);
+}
+
+void FirmwareUpdateResponder::writeCollected() {
+    m_isWriteQueued = false;
+    // A full FIFO tells by itself when it takes more.
+    if (m_active && !m_paused)
+        writeDataToUpdater(static_cast<unsigned int>(m_buffer.size()));
 }
 
 void FirmwareUpdateResponder::on_drain_drained() {

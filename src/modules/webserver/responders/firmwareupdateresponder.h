@@ -52,6 +52,7 @@ private Q_SLOTS:
     void on_idleTimer_timeout();
 
 private:
+    void writeCollected();
     void pauseMessage(bool pause);
     void refuse(int status, const QString& text);
 
@@ -63,6 +64,7 @@ private:
     bool m_active;
     bool m_updaterIsMissing = false;
     bool m_paused = false;
+    bool m_isWriteQueued = false;
     UpdaterLock m_lock;
     QPointer<FirmwareUpdateDrain> m_drain;
     QTimer m_idleTimer;
