@@ -12,7 +12,8 @@
 
 namespace {
 
-constexpr int chunkBytes = 16384;
+// What an empty FIFO takes at once.
+constexpr int chunkBytes = 64 * 1024;
 
 } // namespace
 

@@ -26,6 +26,9 @@ namespace {
 constexpr int urlPrefixLength = 12;
 // All that is in flight between a FIFO and a client.
 constexpr int chunkBytes = 1024;
+// A client and a producer that keep pace with each other would otherwise never let go of the event
+// loop.
+constexpr int chunksPerTurn = 64;
 
 bool isTokenCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -213,6 +216,7 @@ void StreamResponder::on_pipeNotifier_activated(int socket) {
         return;
     }
     m_hasStarted = m_isActive = true;
+    m_chunksInTurn = 0;
     dbglog_trace("disabling notifier");
     m_pipe->readNotifier()->setEnabled(false);
     readPipe();
@@ -237,6 +241,7 @@ void StreamResponder::readPipe() {
 }
 
 void StreamResponder::relay(const char* data, qint64 length) {
+    ++m_chunksInTurn;
     // What exceeds the announced length would be read as the next response.
     const qint64 wanted = m_remaining < 0 ? length : std::min(length, m_remaining);
     if (!out.device()->isOpen() || out.device()->write(data, wanted) < 0) {
@@ -256,6 +261,9 @@ void StreamResponder::relay(const char* data, qint64 length) {
 void StreamResponder::on_outDevice_bytesWritten(qint64) {
     if (!m_pipe)
         return;
+    // libsoup writes the next chunk at once when it is there in time.
+    if (m_chunksInTurn < chunksPerTurn && out.device()->isOpen())
+        return readPipe();
     dbglog_trace("enabling notifier (bytesWritten)");
     m_pipe->readNotifier()->setEnabled(true);
 }

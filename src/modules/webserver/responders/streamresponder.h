@@ -63,6 +63,8 @@ private:
     // Something came out of the FIFO: ever, and since the timer last looked.
     bool m_hasStarted = false;
     bool m_isActive = false;
+    // Since the notifier last fired.
+    int m_chunksInTurn = 0;
     std::unique_ptr<HangUpWatch> m_hangUpWatch;
     bool m_hasClientHungUp = false;
     QTimer m_patienceTimer;
