@@ -4,6 +4,7 @@
 #include "deferreddeletion.h"
 
 #include <QMetaMethod>
+#include <QPointer>
 
 #include <netinet/in.h>
 #include <netinet/tcp.h>
@@ -16,6 +17,12 @@ constexpr int loggedBodyBytes = 20;
 QString uriToString(SoupMessage* message) {
     const GCharPtr uri(soup_uri_to_string(soup_message_get_uri(message), FALSE));
     return QString::fromUtf8(uri.get());
+}
+
+// Of an exchange that has not ended: the first of its messages.
+GQuark messagesQuark() {
+    static const GQuark quark = g_quark_from_static_string("plix-messages");
+    return quark;
 }
 
 GQuark corkedQuark() {
@@ -35,19 +42,50 @@ Message::Message(const MessageData& data, QObject* parent)
     dbglog_debug("Message for '" << m_fullUri << "'");
     soup_message_body_set_accumulate(m_data.message->response_body, FALSE);
     soup_message_headers_replace(m_data.message->response_headers, "X-Robots-Tag", "noindex");
-    m_soupFinished =
-        GSignalConnection(m_data.message, "finished", G_CALLBACK(on_soup_finished), this);
+    link();
 }
 
 Message::Message(const Message& other)
     : QObject(), m_data(other.m_data), m_valid(other.m_valid), m_finished(other.m_finished),
       m_fullUri(other.m_fullUri), m_url(other.m_url) {
     if (m_valid)
-        m_soupFinished =
-            GSignalConnection(m_data.message, "finished", G_CALLBACK(on_soup_finished), this);
+        link();
 }
 
-Message::~Message() = default;
+Message::~Message() {
+    if (m_valid)
+        unlink();
+}
+
+// The end of an exchange is heard by the class of all exchanges: to connect to each by itself costs
+// as much as a header.
+void Message::link() {
+    static SoupMessageClass* soupClass = nullptr;
+    if (!soupClass) {
+        // The reference is kept: so is the change.
+        soupClass = SOUP_MESSAGE_CLASS(g_type_class_ref(SOUP_TYPE_MESSAGE));
+        Q_ASSERT(!soupClass->finished);
+        soupClass->finished = on_soup_finished;
+    }
+    auto* last =
+        static_cast<Message*>(g_object_get_qdata(G_OBJECT(m_data.message), messagesQuark()));
+    if (!last)
+        return g_object_set_qdata(G_OBJECT(m_data.message), messagesQuark(), this);
+    while (last->m_next)
+        last = last->m_next;
+    last->m_next = this;
+}
+
+void Message::unlink() {
+    auto* other =
+        static_cast<Message*>(g_object_get_qdata(G_OBJECT(m_data.message), messagesQuark()));
+    if (other == this)
+        return g_object_set_qdata(G_OBJECT(m_data.message), messagesQuark(), m_next);
+    while (other && other->m_next != this)
+        other = other->m_next;
+    if (other)
+        other->m_next = m_next;
+}
 
 void Message::connectNotify(const QMetaMethod& signal) {
     static const QMetaMethod gotChunkSignal = QMetaMethod::fromSignal(&Message::gotChunk);
@@ -83,17 +121,28 @@ void Message::on_soup_wroteChunk(SoupMessage*, Message* self) {
     Q_EMIT self->wroteChunk();
 }
 
-void Message::on_soup_finished(SoupMessage*, Message* self) {
-    self->m_finished = true;
-    self->uncork();
-    Q_EMIT self->finished();
-    self->m_gotChunk.disconnect();
-    self->m_wroteChunk.disconnect();
-    self->m_soupFinished.disconnect();
+void Message::on_soup_finished(SoupMessage* message) {
+    // One by one: who hears of it may delete others.
+    while (auto* first =
+               static_cast<Message*>(g_object_get_qdata(G_OBJECT(message), messagesQuark()))) {
+        g_object_set_qdata(G_OBJECT(message), messagesQuark(), first->m_next);
+        first->finish();
+    }
+}
+
+void Message::finish() {
+    const QPointer<Message> self(this);
+    m_finished = true;
+    uncork();
+    Q_EMIT finished();
+    if (!self)
+        return;
+    m_gotChunk.disconnect();
+    m_wroteChunk.disconnect();
     // Last, so that receivers of finished() still see a valid message.
-    self->m_valid = false;
-    if (self->m_deletedWhenFinished)
-        deleteTogether(self);
+    m_valid = false;
+    if (m_deletedWhenFinished)
+        deleteTogether(this);
 }
 
 QByteArray Message::method() const {
@@ -348,9 +397,9 @@ void Message::responseBodyComplete() {
     unpause();
 }
 
-// libsoup writes the header, each chunk and the marks around it by themselves, without delay. While
-// the socket is corked the system sends what comes together in full packets; it is uncorked, and
-// the rest sent, at the exchange's end, which another Message may see than the one that corked.
+// libsoup writes the header and each chunk by themselves, without delay. While the socket is corked
+// the system sends what comes together in full packets; it is uncorked, and the rest sent, at the
+// exchange's end, when the Message that corked it may be gone.
 void Message::cork() {
     if (setCorked(m_data.client, true))
         g_object_set_qdata(G_OBJECT(m_data.message), corkedQuark(), m_data.message);

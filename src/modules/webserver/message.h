@@ -121,7 +121,10 @@ private:
 
     static void on_soup_gotChunk(SoupMessage*, SoupBuffer* chunk, Message* self);
     static void on_soup_wroteChunk(SoupMessage*, Message* self);
-    static void on_soup_finished(SoupMessage*, Message* self);
+    static void on_soup_finished(SoupMessage* message);
+    void link();
+    void unlink();
+    void finish();
 
     MessageData m_data;
     bool m_valid = true;
@@ -133,5 +136,6 @@ private:
     // Made when somebody wants to hear of chunks: most exchanges end without.
     GSignalConnection m_gotChunk;
     GSignalConnection m_wroteChunk;
-    GSignalConnection m_soupFinished;
+    // The next one over the same exchange.
+    Message* m_next = nullptr;
 };
