@@ -92,15 +92,6 @@ private Q_SLOTS:
         QVERIFY(reply.isFinished() && !reply.error());
     }
 
-    void keepsTheIndexSmall() {
-        for (int client = 0; client < 1000; ++client) {
-            Receiver receiver;
-            const CMPath made = CMPath::fromEncoded(QStringLiteral("made:up/%1").arg(client));
-            QVERIFY(CMRoot()->connectDataChange(made, &receiver, SLOT(onData(QString))));
-        }
-        QVERIFY(m_root->changeNotifier()->size() <= 64);
-    }
-
     void followsAValueItem() {
         auto receiver = std::make_unique<Receiver>();
         const auto item = [&] {

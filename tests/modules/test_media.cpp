@@ -112,22 +112,6 @@ private Q_SLOTS:
         QCOMPARE(ask("media:/live", PlixHttpRequest::pipePrefix() + "9000000002").status(), 503);
     }
 
-    void pacesLiveStream() {
-        const MediaWorker worker(config());
-        QElapsedTimer clock;
-        clock.start();
-        {
-            Reader reader;
-            QCOMPARE(ask("media:/live", reader.name()).status(), 200);
-            QByteArray bytes;
-            QTRY_VERIFY((bytes += reader.read()).size() > 16000);
-            QVERIFY(bytes.startsWith("RIFF\xff\xff\xff\xffWAVE"));
-            // 16 kHz of 16 bits, behind the header.
-            QVERIFY(bytes.size() <= 44 + clock.elapsed() * 32);
-        }
-        QTRY_VERIFY(!worker.findChild<PipeWriter*>());
-    }
-
 private:
     QString path(const char* name) const { return m_state->filePath(name); }
     void addFile(const char* name) const {

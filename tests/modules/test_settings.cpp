@@ -92,13 +92,6 @@ private Q_SLOTS:
         }
     }
 
-    void leavesGivenCertificateAlone() {
-        const QVariantHash given{{certificatePath, typedNode("string_", "given")}};
-        const SettingsWorker worker(config({{"developmentCa", true}, {"nodes", given}}));
-        QCOMPARE(text(certificatePath), QStringLiteral("given"));
-        QVERIFY(!QFileInfo::exists(stateFile("development-ca")));
-    }
-
 private:
     QVariantHash config(const QVariantHash& more = {}) const {
         QVariantHash made{{"stateDir", m_state->path()},
