@@ -14,8 +14,9 @@ export function trackRow(row, action, onclick, controls) {
     const image = element('img', { alt: '', loading: 'lazy' });
     const art = element('span', { className: 'art' }, icon('note'), image);
     showCover(image, row.icon);
-    const open = element('button',
-        { type: 'button', className: 'open', 'aria-label': `${action} ${row.title}`, onclick },
+    // All that is seen, because people who speak to the device say what they see.
+    const label = [action, row.title, row.description].filter(Boolean).join(' ');
+    const open = element('button', { type: 'button', className: 'open', 'aria-label': label, onclick },
         art,
         element('span', { className: 'names' },
             element('span', { className: 'name', textContent: row.title ?? '' }),
