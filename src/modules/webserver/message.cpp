@@ -318,9 +318,11 @@ void Message::setEncoding(Encoding encoding) {
     soup_message_headers_set_encoding(m_data.message->response_headers, soupEncoding);
 }
 
-bool Message::isChunked() const {
-    return soup_message_headers_get_encoding(m_data.message->response_headers) ==
-           SOUP_ENCODING_CHUNKED;
+// Whether what is sent next can be the whole of a chunked body, and is worth preparing for that.
+bool Message::mayBeWhole(qint64 length) const {
+    return m_data.message->response_body->length == 0 && length <= WholeBody::maxLength &&
+           soup_message_headers_get_encoding(m_data.message->response_headers) ==
+               SOUP_ENCODING_CHUNKED;
 }
 
 void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
@@ -331,15 +333,11 @@ void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
 void Message::responseBodyAdd(const char* data, qint64 length) {
     if (!isOpen())
         return;
-    const bool isFirst = m_data.message->response_body->length == 0;
-    std::weak_ptr<WholeBody> piece;
-    SoupBufferPtr buffer;
-    if (isChunked())
-        buffer = WholeBody::newBuffer(data, length, &piece);
-    else
-        buffer.reset(soup_buffer_new(SOUP_MEMORY_COPY, data, static_cast<gsize>(length)));
-    m_onlyPiece = isFirst ? piece : std::weak_ptr<WholeBody>();
-    appendBuffer(buffer.get());
+    if (mayBeWhole(length))
+        return appendBuffer(WholeBody::newBuffer(data, length, &m_onlyPiece));
+    soup_message_body_append(m_data.message->response_body, SOUP_MEMORY_COPY, data,
+                             static_cast<gsize>(length));
+    unpause();
 }
 
 void Message::responseBodyAdd(const QByteArray& data) {
@@ -349,14 +347,12 @@ void Message::responseBodyAdd(const QByteArray& data) {
                            << (data.size() > loggedBodyBytes ? "..." : ""));
     if (data.isEmpty())
         return unpause();
-    if (isChunked() && data.size() <= WholeBody::maxLength)
+    if (mayBeWhole(data.size()))
         return responseBodyAdd(data.constData(), data.size());
-    m_onlyPiece.reset();
     auto* owner = new QByteArray(data);
-    const SoupBufferPtr buffer(
+    appendBuffer(SoupBufferPtr(
         soup_buffer_new_with_owner(owner->constData(), static_cast<gsize>(owner->size()), owner,
-                                   [](void* bytes) { delete static_cast<QByteArray*>(bytes); }));
-    appendBuffer(buffer.get());
+                                   [](void* bytes) { delete static_cast<QByteArray*>(bytes); })));
 }
 
 void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length) {
@@ -364,16 +360,14 @@ void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length) {
         return;
     Q_ASSERT(start >= 0 && length > 0 &&
              static_cast<gsize>(start + length) <= g_mapped_file_get_length(file));
-    m_onlyPiece.reset();
-    const SoupBufferPtr buffer(soup_buffer_new_with_owner(
+    appendBuffer(SoupBufferPtr(soup_buffer_new_with_owner(
         g_mapped_file_get_contents(file) + start, static_cast<gsize>(length),
         g_mapped_file_ref(file),
-        [](void* mapping) { g_mapped_file_unref(static_cast<GMappedFile*>(mapping)); }));
-    appendBuffer(buffer.get());
+        [](void* mapping) { g_mapped_file_unref(static_cast<GMappedFile*>(mapping)); })));
 }
 
-void Message::appendBuffer(SoupBuffer* buffer) {
-    soup_message_body_append_buffer(m_data.message->response_body, buffer);
+void Message::appendBuffer(const SoupBufferPtr& buffer) {
+    soup_message_body_append_buffer(m_data.message->response_body, buffer.get());
     unpause();
 }
 

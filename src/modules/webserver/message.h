@@ -113,8 +113,8 @@ protected:
     void connectNotify(const QMetaMethod& signal) override;
 
 private:
-    bool isChunked() const;
-    void appendBuffer(SoupBuffer* buffer);
+    bool mayBeWhole(qint64 length) const;
+    void appendBuffer(const SoupBufferPtr& buffer);
     void cork();
     void uncork();
     bool isOpen() const { return m_valid && !m_finished; }
@@ -132,6 +132,7 @@ private:
     bool m_deletedWhenFinished = false;
     QString m_fullUri;
     mutable PlixUrl m_url;
+    // The first piece of a body, until libsoup has written it.
     std::weak_ptr<WholeBody> m_onlyPiece;
     // Made when somebody wants to hear of chunks: most exchanges end without.
     GSignalConnection m_gotChunk;

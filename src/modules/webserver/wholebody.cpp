@@ -27,8 +27,11 @@ struct BodyStreamHooks {
     static gssize write(GPollableOutputStream* stream, const void* data, gsize length,
                         GError** error) {
         WholeBody* body = pieces().value(data);
-        if (!body || !body->m_isWhole)
+        if (!body || !body->m_isWhole) {
+            if (body)
+                body->m_isBegun = true;
             return writeChunk(stream, data, length, error);
+        }
         auto* connection = G_POLLABLE_OUTPUT_STREAM(
             g_filter_output_stream_get_base_stream(G_FILTER_OUTPUT_STREAM(stream)));
         const gssize missing = body->m_text.size() - body->m_written;
@@ -94,7 +97,7 @@ WholeBody::~WholeBody() {
 
 SoupBufferPtr WholeBody::newBuffer(const char* data, qint64 length,
                                    std::weak_ptr<WholeBody>* piece) {
-    if (!streamClass || length > maxLength)
+    if (!streamClass)
         return SoupBufferPtr(soup_buffer_new(SOUP_MEMORY_COPY, data, static_cast<gsize>(length)));
     auto* owner = new std::shared_ptr<WholeBody>(new WholeBody(data, static_cast<int>(length)));
     *piece = *owner;

@@ -20,15 +20,16 @@ public:
     // Above this the copy costs more than the writes that it spares.
     static constexpr qint64 maxLength = 65536;
 
-    // A piece for libsoup, which holds a copy of the data. `piece`, which ends with it, is null for
-    // the first body of all, and for a longer one.
+    // A piece for libsoup, which holds a copy of the data. `piece`, which ends with it, is null
+    // until libsoup has written the first body of all.
     static SoupBufferPtr newBuffer(const char* data, qint64 length,
                                    std::weak_ptr<WholeBody>* piece);
     // To be called before libsoup writes a body. Takes effect once it has written a first one.
     static void prepareLibsoup();
 
-    // To be called when the body is complete, with its length: no other piece follows.
-    void setComplete(qint64 bodyLength) { m_isWhole = bodyLength == m_length; }
+    // To be called when the body is complete, with its length: no other piece follows. Of a piece
+    // that libsoup has begun to write, the client may have a mark already.
+    void setComplete(qint64 bodyLength) { m_isWhole = !m_isBegun && bodyLength == m_length; }
     ~WholeBody();
 
 private:
@@ -40,5 +41,6 @@ private:
     const char* m_data; // within the text
     int m_length;
     gssize m_written = 0;
+    bool m_isBegun = false;
     bool m_isWhole = false;
 };
