@@ -44,8 +44,13 @@ void ResponderHandler::handle(Message* message) {
 
 void ResponderHandler::handleQueued() {
     const auto messages = std::exchange(m_queued, {});
-    for (const QPointer<Message>& message : messages)
+    // Who answers may end the server, and this handler with it.
+    const QPointer<ResponderHandler> self(this);
+    for (const QPointer<Message>& message : messages) {
+        if (!self)
+            return;
         on_handleRequest(message);
+    }
 }
 
 void ResponderHandler::on_handleRequest(Message* message) {
