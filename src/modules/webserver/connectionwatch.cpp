@@ -91,7 +91,7 @@ GQuark watchQuark() {
 
 ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
     : m_requestStarted(server, "request-started", G_CALLBACK(on_requestStarted), this),
-      m_ends([this](void* client) { noticeEnd(static_cast<SoupClientContext*>(client)); }) {
+      m_events([this](void* client) { noticeEnd(static_cast<SoupClientContext*>(client)); }) {
     g_object_set_qdata(G_OBJECT(server), watchQuark(), this);
     guardAgainstTunnels();
     // Signals have numbers once their class is in use, which the guard has seen to.
@@ -130,7 +130,7 @@ ConnectionWatch::Connection& ConnectionWatch::open(SoupClientContext* client) {
     connection.socket = GObjectPtr<GSocket>::share(soup_client_context_get_gsocket(client));
     connection.disconnected = GSignalConnection(socketOf(client), "disconnected",
                                                 G_CALLBACK(on_disconnected), &connection);
-    m_ends.add(connection.socket.get(), client);
+    m_events.add(connection.socket.get(), client);
     if (!m_sweep.isActive())
         m_sweep.start(sweepInterval(false));
     return connection;
@@ -255,6 +255,7 @@ void ConnectionWatch::refuse(Connection* connection, const Refusal& refusal) {
                                              << ": " << refusal.reason);
     const auto node = m_connections.extract(connection->client);
     connection->disconnected.disconnect();
+    m_events.remove(connection->socket.get());
     const GObjectPtr<SoupMessage> message = connection->message;
     auto stream =
         GObjectPtr<GIOStream>::adopt(soup_client_context_steal_connection(connection->client));
@@ -281,7 +282,10 @@ void ConnectionWatch::setHangUpWatch(SoupClientContext* client, HangUpWatch* wat
 }
 
 void ConnectionWatch::on_disconnected(SoupSocket*, Connection* connection) {
-    connection->watch->m_connections.erase(connection->client);
+    ConnectionWatch* self = connection->watch;
+    // A handshake may keep it open, while its client's place is taken by another one.
+    self->m_events.remove(connection->socket.get());
+    self->m_connections.erase(connection->client);
 }
 
 void ConnectionWatch::noticeEnd(SoupClientContext* client) {

@@ -2,7 +2,7 @@
 
 #include "glibptr.h"
 #include "requestgate.h"
-#include "streamends.h"
+#include "socketevents.h"
 
 #include <QObject>
 #include <QTimer>
@@ -121,7 +121,7 @@ private:
     GSignalConnection m_requestFinished;
     GSignalConnection m_requestAborted;
     guint m_gotHeadersSignal = 0;
-    StreamEnds m_ends;
+    SocketEvents m_events;
     QTimer m_sweep;
     int m_patienceMs = patienceMs;
 };
