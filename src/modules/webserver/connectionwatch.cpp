@@ -4,6 +4,7 @@
 #include "hangupwatch.h"
 #include "lingeringclose.h"
 #include "tunnelguard.h"
+#include "wholebody.h"
 
 #include <algorithm>
 #include <cstring>
@@ -256,6 +257,7 @@ void ConnectionWatch::refuse(Connection* connection, const Refusal& refusal) {
     const auto node = m_connections.extract(connection->client);
     connection->disconnected.disconnect();
     m_events.remove(connection->socket.get());
+    WholeBody::stopFollowing(connection->socket.get());
     const GObjectPtr<SoupMessage> message = connection->message;
     auto stream =
         GObjectPtr<GIOStream>::adopt(soup_client_context_steal_connection(connection->client));

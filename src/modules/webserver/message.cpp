@@ -320,9 +320,19 @@ void Message::setEncoding(Encoding encoding) {
 
 // Whether what is sent next can be the whole of a chunked body, and is worth preparing for that.
 bool Message::mayBeWhole(qint64 length) const {
-    return m_data.message->response_body->length == 0 && length <= WholeBody::maxLength &&
+    return m_data.message->response_body->length == 0 && length <= WholeBody::maxChunk &&
            soup_message_headers_get_encoding(m_data.message->response_headers) ==
                SOUP_ENCODING_CHUNKED;
+}
+
+// Whether the body goes out behind the header that is written next. Before a client that waits for
+// the word to send its own body gets an answer, it may get that word.
+bool Message::followsHeader() const {
+    const SoupMessage* message = m_data.message;
+    const guint status = message->status_code;
+    return status >= SOUP_STATUS_OK && status != SOUP_STATUS_NO_CONTENT &&
+           status != SOUP_STATUS_NOT_MODIFIED && message->method != SOUP_METHOD_HEAD &&
+           soup_message_headers_get_expectations(message->request_headers) == 0;
 }
 
 void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
@@ -334,7 +344,7 @@ void Message::responseBodyAdd(const char* data, qint64 length) {
     if (!isOpen())
         return;
     if (mayBeWhole(length))
-        return appendBuffer(WholeBody::newBuffer(data, length, &m_onlyPiece));
+        return appendBuffer(WholeBody::newChunk(data, length, &m_onlyPiece));
     soup_message_body_append(m_data.message->response_body, SOUP_MEMORY_COPY, data,
                              static_cast<gsize>(length));
     unpause();
@@ -360,10 +370,14 @@ void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length) {
         return;
     Q_ASSERT(start >= 0 && length > 0 &&
              static_cast<gsize>(start + length) <= g_mapped_file_get_length(file));
-    appendBuffer(SoupBufferPtr(soup_buffer_new_with_owner(
-        g_mapped_file_get_contents(file) + start, static_cast<gsize>(length),
-        g_mapped_file_ref(file),
-        [](void* mapping) { g_mapped_file_unref(static_cast<GMappedFile*>(mapping)); })));
+    const bool isFirst = responseBodyLength() == 0;
+    SoupBufferPtr part = WholeBody::newPart(file, start, length, &m_onlyPiece);
+    SoupMessageHeaders* headers = m_data.message->response_headers;
+    if (isFirst && followsHeader() &&
+        soup_message_headers_get_encoding(headers) == SOUP_ENCODING_CONTENT_LENGTH &&
+        soup_message_headers_get_content_length(headers) == 0)
+        sendWithHeader(m_onlyPiece.lock());
+    appendBuffer(part);
 }
 
 void Message::appendBuffer(const SoupBufferPtr& buffer) {
@@ -384,11 +398,20 @@ void Message::setResponseBody(const QString& body, const QString& contentType) {
 void Message::responseBodyComplete() {
     if (!isOpen())
         return;
-    if (const auto piece = m_onlyPiece.lock())
-        piece->setComplete(m_data.message->response_body->length);
+    const auto piece = m_onlyPiece.lock();
+    if (piece && piece->setComplete(m_data.message->response_body->length) && followsHeader())
+        sendWithHeader(piece);
     soup_message_body_complete(m_data.message->response_body);
-    cork();
+    if (!m_isSentWithHeader)
+        cork();
     unpause();
+}
+
+void Message::sendWithHeader(const std::shared_ptr<WholeBody>& body) {
+    if (!soup_client_context_get_gsocket(m_data.client))
+        return;
+    body->followHeader(m_data.client);
+    m_isSentWithHeader = true;
 }
 
 // libsoup writes the header and each chunk by themselves, without delay. While the socket is corked

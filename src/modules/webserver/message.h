@@ -114,6 +114,8 @@ protected:
 
 private:
     bool mayBeWhole(qint64 length) const;
+    bool followsHeader() const;
+    void sendWithHeader(const std::shared_ptr<WholeBody>& body);
     void appendBuffer(const SoupBufferPtr& buffer);
     void cork();
     void uncork();
@@ -134,6 +136,7 @@ private:
     mutable PlixUrl m_url;
     // The first piece of a body, until libsoup has written it.
     std::weak_ptr<WholeBody> m_onlyPiece;
+    bool m_isSentWithHeader = false;
     // Made when somebody wants to hear of chunks: most exchanges end without.
     GSignalConnection m_gotChunk;
     GSignalConnection m_wroteChunk;

@@ -2,9 +2,17 @@
 
 #include <QHash>
 
+#include <algorithm>
+#include <array>
+#include <cstring>
+#include <utility>
+#include <vector>
+
 namespace {
 
 constexpr char bodyEnd[] = "\r\n0\r\n\r\n";
+// Of a header and what goes with it; as much as one record of TLS carries.
+constexpr gsize maxTogether = 16384;
 
 // By what libsoup is given to write, which is all that it passes on.
 QHash<const void*, WholeBody*>& pieces() {
@@ -17,33 +25,159 @@ GQuark endedQuark() {
     return quark;
 }
 
+// Of a connection's stream, and of its socket.
+GQuark outletQuark() {
+    static const GQuark quark = g_quark_from_static_string("plix-outlet");
+    return quark;
+}
+
 GOutputStreamClass* streamClass = nullptr;
 decltype(GOutputStreamClass::close_async) closeInThread = nullptr;
-decltype(GPollableOutputStreamInterface::write_nonblocking) writeChunk = nullptr;
+using WriteFunction = decltype(GPollableOutputStreamInterface::write_nonblocking);
+WriteFunction writeChunk = nullptr;
 
 } // namespace
+
+// In the place of the functions of the streams below, of sockets and of TLS. Bodies, which pass
+// through BodyStreamHooks, find nothing left to follow here.
+struct HeaderHooks {
+    using Outlet = WholeBody::Outlet;
+    using OutletPtr = std::shared_ptr<Outlet>;
+
+    static inline GType socketStreamType = 0;
+    // One or two types: few enough to search.
+    static inline std::vector<std::pair<GType, WriteFunction>> originals;
+    // The stream of TLS that is being written; what arrives below it are records.
+    static inline thread_local GPollableOutputStream* outer = nullptr;
+
+    static const OutletPtr* get(void* object) {
+        return static_cast<OutletPtr*>(g_object_get_qdata(G_OBJECT(object), outletQuark()));
+    }
+
+    static void set(void* object, const OutletPtr& outlet) {
+        g_object_set_qdata_full(G_OBJECT(object), outletQuark(), new OutletPtr(outlet),
+                                [](void* held) { delete static_cast<OutletPtr*>(held); });
+    }
+
+    static void install(GType type) {
+        if (!g_type_is_a(type, G_TYPE_POLLABLE_OUTPUT_STREAM) ||
+            std::any_of(originals.begin(), originals.end(),
+                        [type](const auto& original) { return original.first == type; }))
+            return;
+        // The reference is kept: so is the change.
+        auto* functions = static_cast<GPollableOutputStreamInterface*>(
+            g_type_interface_peek(g_type_class_ref(type), G_TYPE_POLLABLE_OUTPUT_STREAM));
+        originals.emplace_back(type, functions->write_nonblocking);
+        functions->write_nonblocking = write;
+    }
+
+    static void installFor(GPollableOutputStream* stream) {
+        if (!socketStreamType) {
+            // GIO's headers do not show it.
+            socketStreamType = g_type_from_name("GSocketOutputStream");
+            install(socketStreamType);
+        }
+        install(G_OBJECT_TYPE(stream));
+    }
+
+    // The outlet of a stream is that of the socket which it writes to, or which is written to by
+    // the stream below it.
+    static const OutletPtr* find(GPollableOutputStream* stream) {
+        const OutletPtr* outlet = get(stream);
+        if (outlet || G_OBJECT_TYPE(stream) != socketStreamType)
+            return outlet;
+        GSocket* socket = nullptr;
+        g_object_get(stream, "socket", &socket, nullptr);
+        outlet = socket ? get(socket) : nullptr;
+        if (outlet)
+            set(stream, *outlet);
+        g_clear_object(&socket);
+        return outlet;
+    }
+
+    static gssize write(GPollableOutputStream* stream, const void* data, gsize length,
+                        GError** error) {
+        const GType type = G_OBJECT_TYPE(stream);
+        const WriteFunction original =
+            std::find_if(originals.begin(), originals.end(), [type](const auto& entry) {
+                return entry.first == type;
+            })->second;
+        const OutletPtr* outlet = find(stream);
+        if (outer && outlet && !get(outer))
+            set(outer, *outlet);
+        const bool isSecure = type != socketStreamType;
+        if (outer || !isSecure)
+            return outlet && (*outlet)->isSecure == isSecure
+                       ? writeHeader(original, outlet->get(), stream, data, length, error)
+                       : original(stream, data, length, error);
+        outer = stream;
+        const gssize written =
+            outlet ? writeHeader(original, outlet->get(), stream, data, length, error)
+                   : original(stream, data, length, error);
+        outer = nullptr;
+        return written;
+    }
+
+    static gssize writeHeader(WriteFunction original, Outlet* outlet, GPollableOutputStream* stream,
+                              const void* header, gsize length, GError** error) {
+        WholeBody* body = outlet->next;
+        if (!body || length >= maxTogether)
+            return original(stream, header, length, error);
+        std::array<char, maxTogether> text;
+        const gsize part = std::min(maxTogether - length, static_cast<gsize>(body->m_size));
+        std::memcpy(text.data(), header, length);
+        std::memcpy(text.data() + length, body->m_begin, part);
+        // Who is told to wait comes again with the same, as TLS expects.
+        const gssize written = original(stream, text.data(), length + part, error);
+        if (written < static_cast<gssize>(length))
+            return written;
+        outlet->next = nullptr;
+        const gssize sent = written - static_cast<gssize>(length);
+        if (body->m_file) {
+            outlet->data = body->m_data;
+            outlet->sent = sent;
+        } else {
+            body->m_written = sent;
+        }
+        return static_cast<gssize>(length);
+    }
+};
 
 struct BodyStreamHooks {
     static gssize write(GPollableOutputStream* stream, const void* data, gsize length,
                         GError** error) {
-        WholeBody* body = pieces().value(data);
-        if (!body || !body->m_isWhole) {
-            if (body)
-                body->m_isBegun = true;
-            return writeChunk(stream, data, length, error);
-        }
         auto* connection = G_POLLABLE_OUTPUT_STREAM(
             g_filter_output_stream_get_base_stream(G_FILTER_OUTPUT_STREAM(stream)));
-        const gssize missing = body->m_text.size() - body->m_written;
-        const gssize written = g_pollable_output_stream_write_nonblocking(
-            connection, body->m_text.constData() + body->m_written, static_cast<gsize>(missing),
-            nullptr, error);
-        if (written < 0)
-            return written;
-        body->m_written += written;
-        if (written < missing) {
-            g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_WOULD_BLOCK, "");
-            return -1;
+        HeaderHooks::installFor(connection);
+        if (const auto* outlet = HeaderHooks::find(connection)) {
+            // Whatever is written now, the header has gone.
+            (*outlet)->next = nullptr;
+            const gssize sent = std::exchange((*outlet)->sent, 0);
+            if (sent > 0 && (*outlet)->data == data)
+                return sent;
+        }
+        WholeBody* body = pieces().value(data);
+        if (body && body->m_isWhole)
+            return writeWhole(body, stream, connection, length, error);
+        if (body)
+            body->m_isBegun = true;
+        return writeChunk(stream, data, length, error);
+    }
+
+    static gssize writeWhole(WholeBody* body, GPollableOutputStream* stream,
+                             GPollableOutputStream* connection, gsize length, GError** error) {
+        const gssize missing = body->m_size - body->m_written;
+        if (missing > 0) {
+            const gssize written = g_pollable_output_stream_write_nonblocking(
+                connection, body->m_begin + body->m_written, static_cast<gsize>(missing), nullptr,
+                error);
+            if (written < 0)
+                return written;
+            body->m_written += written;
+            if (written < missing) {
+                g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_WOULD_BLOCK, "");
+                return -1;
+            }
         }
         g_object_set_qdata(G_OBJECT(stream), endedQuark(), stream);
         return static_cast<gssize>(length);
@@ -83,25 +217,68 @@ void WholeBody::prepareLibsoup() {
     pollable->write_nonblocking = BodyStreamHooks::write;
 }
 
-WholeBody::WholeBody(const char* data, int length) : m_length(length) {
-    const QByteArray head = QByteArray::number(length, 16) + "\r\n";
-    m_text.reserve(head.size() + length + static_cast<int>(sizeof bodyEnd));
-    m_text.append(head).append(data, length).append(bodyEnd);
-    m_data = m_text.constData() + head.size();
-    pieces().insert(m_data, this);
+SoupBufferPtr WholeBody::newChunk(const char* data, qint64 length,
+                                  std::weak_ptr<WholeBody>* piece) {
+    if (!streamClass)
+        return SoupBufferPtr(soup_buffer_new(SOUP_MEMORY_COPY, data, static_cast<gsize>(length)));
+    const std::shared_ptr<WholeBody> body(new WholeBody);
+    const QByteArray mark = QByteArray::number(length, 16) + "\r\n";
+    body->m_text.reserve(mark.size() + static_cast<int>(length + sizeof bodyEnd));
+    body->m_text.append(mark).append(data, static_cast<int>(length)).append(bodyEnd);
+    body->m_begin = body->m_text.constData();
+    body->m_size = body->m_text.size();
+    body->m_data = body->m_begin + mark.size();
+    body->m_length = length;
+    pieces().insert(body->m_data, body.get());
+    return newBuffer(body, piece);
+}
+
+SoupBufferPtr WholeBody::newPart(GMappedFile* file, qint64 start, qint64 length,
+                                 std::weak_ptr<WholeBody>* piece) {
+    const std::shared_ptr<WholeBody> body(new WholeBody);
+    body->m_file.reset(g_mapped_file_ref(file));
+    body->m_data = body->m_begin = g_mapped_file_get_contents(file) + start;
+    body->m_length = body->m_size = length;
+    return newBuffer(body, piece);
+}
+
+SoupBufferPtr WholeBody::newBuffer(std::shared_ptr<WholeBody> body,
+                                   std::weak_ptr<WholeBody>* piece) {
+    *piece = body;
+    const char* data = body->m_data;
+    const auto length = static_cast<gsize>(body->m_length);
+    return SoupBufferPtr(soup_buffer_new_with_owner(
+        data, length, new std::shared_ptr<WholeBody>(std::move(body)),
+        [](void* held) { delete static_cast<std::shared_ptr<WholeBody>*>(held); }));
+}
+
+bool WholeBody::setComplete(qint64 bodyLength) {
+    m_isWhole = !m_file && !m_isBegun && bodyLength == m_length;
+    return m_isWhole;
+}
+
+void WholeBody::followHeader(SoupClientContext* client) {
+    GSocket* socket = soup_client_context_get_gsocket(client);
+    if (const auto* outlet = HeaderHooks::get(socket)) {
+        m_outlet = *outlet;
+    } else {
+        G_GNUC_BEGIN_IGNORE_DEPRECATIONS
+        const bool isSecure = soup_socket_is_ssl(soup_client_context_get_socket(client));
+        G_GNUC_END_IGNORE_DEPRECATIONS
+        m_outlet.reset(new Outlet{isSecure});
+        HeaderHooks::set(socket, m_outlet);
+    }
+    m_outlet->next = this;
+}
+
+void WholeBody::stopFollowing(GSocket* socket) {
+    if (const auto* outlet = HeaderHooks::get(socket))
+        (*outlet)->next = nullptr;
 }
 
 WholeBody::~WholeBody() {
-    pieces().remove(m_data);
-}
-
-SoupBufferPtr WholeBody::newBuffer(const char* data, qint64 length,
-                                   std::weak_ptr<WholeBody>* piece) {
-    if (!streamClass)
-        return SoupBufferPtr(soup_buffer_new(SOUP_MEMORY_COPY, data, static_cast<gsize>(length)));
-    auto* owner = new std::shared_ptr<WholeBody>(new WholeBody(data, static_cast<int>(length)));
-    *piece = *owner;
-    return SoupBufferPtr(soup_buffer_new_with_owner(
-        (*owner)->m_data, static_cast<gsize>(length), owner,
-        [](void* held) { delete static_cast<std::shared_ptr<WholeBody>*>(held); }));
+    if (m_outlet && m_outlet->next == this)
+        m_outlet->next = nullptr;
+    if (!m_file)
+        pieces().remove(m_data);
 }

@@ -9,38 +9,63 @@
 
 using SoupBufferPtr = std::unique_ptr<SoupBuffer, GFree<soup_buffer_free>>;
 
-// One piece of a chunked body with the marks of a chunk around it, and the body's end behind it.
+// The first piece of a body, which may prove to be all of it.
 //
-// libsoup writes each of these by itself, and has a thread write the end, for every answer, because
-// it might have to wait; a thread that waits for a slow client is then kept from all others. A
-// piece that proves to be the whole body goes out at once, with all its marks, and the end of any
-// other body is written from the event loop when the connection takes it.
+// libsoup writes an answer's header, its body's chunks and their marks each by itself, and has a
+// thread write the end of chunked bodies, because it might have to wait; a thread that waits for a
+// slow client is then kept from all others. Here a piece that is the whole body goes out at once
+// with all its marks, together with the header as far as it fits, and the end of any other body is
+// written from the event loop when the connection takes it.
 class WholeBody {
 public:
-    // Above this the copy costs more than the writes that it spares.
-    static constexpr qint64 maxLength = 65536;
+    // Of a chunked body: above this the copy costs more than the writes that it spares.
+    static constexpr qint64 maxChunk = 65536;
 
-    // A piece for libsoup, which holds a copy of the data. `piece`, which ends with it, is null
-    // until libsoup has written the first body of all.
-    static SoupBufferPtr newBuffer(const char* data, qint64 length,
-                                   std::weak_ptr<WholeBody>* piece);
+    // Pieces for libsoup: a chunk, which is copied, or a part of a mapped file as it is, with a
+    // reference held on it. `piece` ends with the buffer; it is null until libsoup has written the
+    // first body of all.
+    static SoupBufferPtr newChunk(const char* data, qint64 length, std::weak_ptr<WholeBody>* piece);
+    static SoupBufferPtr newPart(GMappedFile* file, qint64 start, qint64 length,
+                                 std::weak_ptr<WholeBody>* piece);
     // To be called before libsoup writes a body. Takes effect once it has written a first one.
     static void prepareLibsoup();
 
-    // To be called when the body is complete, with its length: no other piece follows. Of a piece
-    // that libsoup has begun to write, the client may have a mark already.
-    void setComplete(qint64 bodyLength) { m_isWhole = !m_isBegun && bodyLength == m_length; }
+    // To be called when the body is complete, with its length: no other piece follows. Whether it
+    // was the whole of a chunked body: of a piece that libsoup has begun to write, the client may
+    // have a mark already.
+    bool setComplete(qint64 bodyLength);
+    // Has it go out together with the header that is written to this client next. The status and
+    // all that decides whether the answer has a body must be settled.
+    void followHeader(SoupClientContext* client);
+    // Has nothing follow, for a socket whose answer is another one now.
+    static void stopFollowing(GSocket* socket);
     ~WholeBody();
 
 private:
     friend struct BodyStreamHooks;
+    friend struct HeaderHooks;
 
-    WholeBody(const char* data, int length);
+    // Of a socket and of the stream that its answers are written to.
+    struct Outlet {
+        const bool isSecure;
+        WholeBody* next = nullptr;
+        // Of a file, how much has gone out with the header, and what libsoup will give to write.
+        const void* data = nullptr;
+        gssize sent = 0;
+    };
 
-    QByteArray m_text;  // with the marks
-    const char* m_data; // within the text
-    int m_length;
+    WholeBody() = default;
+    static SoupBufferPtr newBuffer(std::shared_ptr<WholeBody> body,
+                                   std::weak_ptr<WholeBody>* piece);
+
+    QByteArray m_text; // of a chunk, with the marks
+    GMappedFilePtr m_file;
+    const char* m_data = nullptr; // what libsoup is given to write
+    qint64 m_length = 0;
+    const char* m_begin = nullptr; // what the client gets
+    gssize m_size = 0;
     gssize m_written = 0;
     bool m_isBegun = false;
     bool m_isWhole = false;
+    std::shared_ptr<Outlet> m_outlet;
 };
