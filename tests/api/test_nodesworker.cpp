@@ -2,8 +2,7 @@
 #include "core/model/cmroles.h"
 #include "core/model/cmrootworker.h"
 #include "datamodel.h"
-
-#include <QTest>
+#include "table.h"
 
 #include <climits>
 #include <memory>
@@ -40,39 +39,31 @@ private Q_SLOTS:
     }
 
     void writes_data() {
-        QTest::addColumn<QString>("path");
-        QTest::addColumn<QString>("role");
-        QTest::addColumn<QByteArray>("value");
-        QTest::addColumn<QByteArray>("expected");
-        const auto row = [](const char* name, const QString& node, const char* role,
-                            const QByteArray& value, const QByteArray& expected) {
-            QTest::newRow(name) << "lab:" + node << role << value << expected;
-        };
-        row("scalar into a record", "volume", "value", "25", R"({"i32_":25})");
-        row("at an exact limit", "big", "value", "9007199254740993",
-            R"({"i64_":9007199254740993})");
-        row("integer into a real", "real", "value", "1", R"({"double_":1})");
-        row("anything into an untyped node", "free", "value", R"(["x"])", R"(["x"])");
-        row("role that the node lacks", "volume", "activate", "[1]", "[1]");
-        row("text into a number", "volume", "value", R"("25")", "typeMismatch");
-        row("below the minimum", "volume", "value", "-1", "outOfRange");
-        row("above a typed maximum", "volume", "value", "101", "outOfRange");
-        row("just above an exact limit", "big", "value", "9007199254740994", "outOfRange");
-        row("unmodifiable node", "fixed", "value", "2", "notModifiable");
-        row("internal", "volume", "internal", "true", "notModifiable");
-        row("maximum", "volume", "maximum", "1000", "notModifiable");
-        row("unknown role", "volume", "invented", "1", "notModifiable");
+        // Node, role, what is written, and what it becomes or the name of the error.
+        addRows(R"(
+scalar into a record          |volume|value   |25              |{"i32_":25}
+at an exact limit             |big   |value   |9007199254740993|{"i64_":9007199254740993}
+integer into a real           |real  |value   |1               |{"double_":1}
+anything into an untyped node |free  |value   |["x"]           |["x"]
+role that the node lacks      |volume|activate|[1]             |[1]
+text into a number            |volume|value   |"25"            |typeMismatch
+below the minimum             |volume|value   |-1              |outOfRange
+above a typed maximum         |volume|value   |101             |outOfRange
+just above an exact limit     |big   |value   |9007199254740994|outOfRange
+unmodifiable node             |fixed |value   |2               |notModifiable
+internal                      |volume|internal|true            |notModifiable
+maximum                       |volume|maximum |1000            |notModifiable
+unknown role                  |volume|invented|1               |notModifiable
+)");
     }
 
     void writes() {
-        QFETCH(QString, path);
-        QFETCH(QString, role);
-        QFETCH(QByteArray, value);
-        QFETCH(QByteArray, expected);
-        const QByteArray before = PlixJson::serialize(m_worker->role(path, role));
-        const QString error = setData(path, role, json(value));
-        const QByteArray after = PlixJson::serialize(m_worker->role(path, role));
-        QCOMPARE(error.isNull() ? after : error.toUtf8(), expected);
+        QFETCH(const QByteArrayList, fields);
+        const QString path = "lab:" + fields[0];
+        const QByteArray before = PlixJson::serialize(m_worker->role(path, fields[1]));
+        const QString error = setData(path, fields[1], json(fields[2]));
+        const QByteArray after = PlixJson::serialize(m_worker->role(path, fields[1]));
+        QCOMPARE(error.isNull() ? after : error.toUtf8(), fields[3]);
         QVERIFY(error.isNull() || after == before);
     }
 

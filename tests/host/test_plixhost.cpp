@@ -1,4 +1,5 @@
-#include <QFileInfo>
+#include "files.h"
+
 #include <QProcess>
 #include <QTcpServer>
 #include <QtTest>
@@ -105,11 +106,9 @@ private Q_SLOTS:
 private:
     // The arguments for a device of this worker alone. One without a web server needs no port.
     QStringList deviceWith(const QByteArray& library) const {
-        QFile file(m_files.filePath(library));
-        if (!file.open(QIODevice::WriteOnly) ||
-            file.write(R"({"workers": [{"library": ")" + library + R"("}]})") < 0)
-            qFatal("%s", qPrintable(file.errorString()));
-        return {"--device", file.fileName()};
+        const QString file = m_files.filePath(library);
+        writeFile(file, R"({"workers": [{"library": ")" + library + R"("}]})");
+        return {"--device", file};
     }
 
     const QTemporaryDir m_files;

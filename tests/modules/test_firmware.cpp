@@ -1,5 +1,6 @@
 #include "core/model/cmrootworker.h"
 #include "core/plixhost.h"
+#include "files.h"
 #include "firmwareworker.h"
 
 #include <QtTest>
@@ -69,10 +70,7 @@ private:
     QVariant update(const QString& member) const {
         return m_worker->role("firmware:update", "value").toHash().value(member);
     }
-    QByteArray image() const {
-        QFile file(m_state->filePath("firmware/image"));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray image() const { return readFile(m_state->filePath("firmware/image")); }
     // False when nobody reads any more.
     bool upload(const QByteArray& bytes) const {
         const int descriptor = ::open(m_pipe.constData(), O_WRONLY | O_NONBLOCK);

@@ -2,6 +2,7 @@
 #include "core/plixhttprequest.h"
 #include "core/plixnamedpipe.h"
 #include "datamodel.h"
+#include "files.h"
 #include "mediaworker.h"
 #include "pipewriter.h"
 #include "wavformat.h"
@@ -114,10 +115,7 @@ private Q_SLOTS:
 
 private:
     QString path(const char* name) const { return m_state->filePath(name); }
-    void addFile(const char* name) const {
-        QFile file(path(name));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write("x") == 1);
-    }
+    void addFile(const char* name) const { writeFile(path(name), "x"); }
     QVariantHash config() const { return {{"stateDir", m_state->path()}}; }
 
     CMRootWorker m_root;

@@ -1,6 +1,7 @@
 #include "core/model/cmrootworker.h"
 #include "datamodel.h"
 #include "playerworker.h"
+#include "table.h"
 
 #include <QtTest>
 
@@ -85,57 +86,48 @@ private Q_SLOTS:
     }
 
     void obeys_data() {
-        QTest::addColumn<QStringList>("commands");
-        QTest::addColumn<QString>("outcome");
-        const auto row = [](const char* name, const QStringList& commands, const QString& outcome) {
-            QTest::newRow(name) << commands << outcome;
-        };
-        const auto play = [](int index) {
-            return QStringLiteral(R"(player/play {"index": %1})").arg(index);
-        };
-        row("play a path", {R"(player/play {"path": "media:/b"})"}, "playing b a b c");
-        row("play a text", {R"(player/play "media:/b")"}, "playing b a b c");
-        row("play a value", {R"(player/play {"string_": "media:/b"})"}, "playing b a b c");
-        row("play what joins the queue", {R"(player/play "media:/d")"}, "playing d a b c d");
-        row("play nothing", {"queue/clear", "player/play"}, "outOfRange");
-        row("play beyond the queue", {play(2), play(3)}, "outOfRange");
-        row("play no node", {play(2), R"(player/play "media:/none")"}, "nodeNotFound");
-        row("play a number", {play(2), "player/play 1"}, "typeMismatch");
-        row("play a fraction", {R"(player/play {"index": 0.5})"}, "typeMismatch");
-        row("previous after a while", {play(2), "player/seek 3000", "player/previous"},
-            "playing c a b c");
-        row("previous at the start", {play(1), "player/previous", "player/previous"},
-            "playing a a b c");
-        row("next", {play(0), "player/next", "player/next"}, "playing c a b c");
-        row("seek while stopped", {"player/seek 5"}, "outOfRange");
-        row("seek beyond the end", {play(2), "player/seek 60001"}, "outOfRange");
-        row("seek to a text", {play(2), R"(player/seek "x")"}, "typeMismatch");
-
-        const auto edit = [&](const char* name, const QString& command, const QString& outcome) {
-            row(name, {play(1), "queue/" + command, "player/next"}, outcome);
-        };
-        edit("insert before", R"(insert {"path": "media:/d", "index": 1})", "playing c a d b c");
-        edit("insert behind", R"(insert {"path": "media:/d", "index": 2})", "playing d a b d c");
-        edit("append", R"(insert {"path": "media:/d"})", "playing c a b c d");
-        edit("remove behind", R"(remove {"index": 2})", "stopped b a b");
-        edit("remove current", R"(remove {"index": 1})", "stopped c a c");
-        edit("move over it", R"(move {"index": 0, "toIndex": 2})", "playing c b c a");
-        edit("move it", R"(move {"index": 1, "toIndex": 0})", "playing a b a c");
-        row("insert beyond", {R"(queue/insert {"path": "media:/d", "index": 4})"}, "outOfRange");
-        row("remove before", {R"(queue/remove {"index": -1})"}, "outOfRange");
-        row("move beyond", {R"(queue/move {"index": 0, "toIndex": 3})"}, "outOfRange");
+        // Commands, in which words in capitals stand for what obeys() says, and the outcome of the
+        // last one: its error or what the player then does.
+        addRows(R"(
+play a path               |PLAY {B}                                      |playing b a b c
+play a text               |PLAY "media:/b"                               |playing b a b c
+play a value              |PLAY {"string_": "media:/b"}                  |playing b a b c
+play what joins the queue |PLAY "media:/d"                               |playing d a b c d
+play nothing              |queue/clear; PLAY                             |outOfRange
+play beyond the queue     |PLAY {AT 2}; PLAY {AT 3}                      |outOfRange
+play no node              |PLAY {AT 2}; PLAY "media:/none"               |nodeNotFound
+play a number             |PLAY {AT 2}; PLAY 1                           |typeMismatch
+play a fraction           |PLAY {AT 0.5}                                 |typeMismatch
+previous after a while    |PLAY {AT 2}; player/seek 3000; player/previous|playing c a b c
+previous at the start     |PLAY {AT 1}; player/previous; player/previous |playing a a b c
+seek while stopped        |player/seek 5                                 |outOfRange
+seek beyond the end       |PLAY {AT 2}; player/seek 60001                |outOfRange
+seek to a text            |PLAY {AT 2}; player/seek "x"                  |typeMismatch
+insert before             |PLAY {AT 1}; queue/insert {D, AT 1}; NEXT     |playing c a d b c
+insert behind             |PLAY {AT 1}; queue/insert {D, AT 2}; NEXT     |playing d a b d c
+append                    |PLAY {AT 1}; queue/insert {D}; NEXT           |playing c a b c d
+remove behind             |PLAY {AT 1}; queue/remove {AT 2}; NEXT        |stopped b a b
+remove current            |PLAY {AT 1}; queue/remove {AT 1}; NEXT        |stopped c a c
+move over it              |PLAY {AT 1}; queue/move {AT 0, TO 2}; NEXT    |playing c b c a
+move it                   |PLAY {AT 1}; queue/move {AT 1, TO 0}; NEXT    |playing a b a c
+insert beyond             |queue/insert {D, AT 4}                        |outOfRange
+remove before             |queue/remove {AT -1}                          |outOfRange
+move beyond               |queue/move {AT 0, TO 3}                       |outOfRange
+)");
     }
 
-    // The outcome of the last command is its error or what the player then does.
     void obeys() {
-        QFETCH(QStringList, commands);
+        QFETCH(QByteArrayList, fields);
         QString before;
         QString error;
-        for (const QString& command : commands) {
+        fields[0].replace("PLAY", "player/play").replace("NEXT", "player/next");
+        fields[0].replace("AT", R"("index":)").replace("TO", R"("toIndex":)");
+        fields[0].replace("B}", R"("path": "media:/b"})").replace("D", R"("path": "media:/d")");
+        for (const QByteArray& command : fields[0].split(';')) {
             before = player();
-            error = activate(command);
+            error = activate(command.trimmed());
         }
-        QTEST(error.isNull() ? player() : error, "outcome");
+        QCOMPARE(error.isNull() ? player() : error, QString(fields[1]));
         QVERIFY(error.isNull() || player() == before);
     }
 

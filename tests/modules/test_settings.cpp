@@ -1,6 +1,7 @@
 #include "core/model/cmrootworker.h"
 #include "core/plixpaths.h"
 #include "datamodel.h"
+#include "files.h"
 #include "settingsworker.h"
 
 #include <QtTest>
@@ -49,7 +50,7 @@ private Q_SLOTS:
     }
 
     void ignoresWhatDoesNotFit() {
-        writeStateFile("settings.json", R"({"settings:/ui/language": {"i32_": 1},
+        writeFile(stateFile("settings.json"), R"({"settings:/ui/language": {"i32_": 1},
                                         "settings:/webserver/port": {"i32_": 1},
                                         "settings:/gone": {"i32_": 1},
                                         "settings:/brightness": {"i32_": 70}})");
@@ -60,7 +61,7 @@ private Q_SLOTS:
             QVERIFY(worker.role(portPath, "internal").toBool());
         }
         for (const QByteArray content : {"{\"settings", "[]"}) {
-            writeStateFile("settings.json", content);
+            writeFile(stateFile("settings.json"), content);
             const SettingsWorker worker(config());
             QCOMPARE(values(), QStringLiteral("en 50 8080"));
             QCOMPARE(readStateFile("settings.json.damaged"), content);
@@ -83,7 +84,7 @@ private Q_SLOTS:
                  QStringList{"development-ca"});
         // A damaged one is replaced.
         for (const char* file : {certificateFile, keyFile}) {
-            writeStateFile(file, "damaged");
+            writeFile(stateFile(file), "damaged");
             const SettingsWorker worker(withCa);
             QVERIFY(text(certificatePath).toUtf8() !=
                     std::exchange(certificate, readStateFile(certificateFile)));
@@ -109,14 +110,7 @@ private:
     bool isPrivate(const char* name) const {
         return (QFileInfo(stateFile(name)).permissions() & 0x77) == 0;
     }
-    void writeStateFile(const char* name, const QByteArray& content) const {
-        QFile file(stateFile(name));
-        QVERIFY(file.open(QIODevice::WriteOnly) && file.write(content) == content.size());
-    }
-    QByteArray readStateFile(const char* name) const {
-        QFile file(stateFile(name));
-        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
+    QByteArray readStateFile(const char* name) const { return readFile(stateFile(name)); }
 
     CMRootWorker m_root;
     std::unique_ptr<QTemporaryDir> m_state;

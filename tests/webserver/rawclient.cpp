@@ -44,6 +44,13 @@ void RawClient::halfClose() {
         ::shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);
 }
 
+void RawClient::reset() {
+    const linger now{1, 0};
+    setsockopt(static_cast<int>(m_socket.socketDescriptor()), SOL_SOCKET, SO_LINGER, &now,
+               sizeof now);
+    abort();
+}
+
 bool RawClient::readMore(int timeoutMs) {
     const auto isOver = [this] { return m_socket.bytesAvailable() > 0 || !isConnected(); };
     if (!waitFor(isOver, timeoutMs))

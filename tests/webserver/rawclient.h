@@ -30,8 +30,11 @@ public:
     void send(const QByteArray& bytes);
     // Ends the sending direction (plain connections only).
     void halfClose();
-    // Drops the connection without a farewell.
+    // Drops the connection without a farewell, as a program does that ends.
     void abort() { m_socket.abort(); }
+    // The same with a reset, as the system does when somebody unplugs the client (plain
+    // connections only).
+    void reset();
 
     // Reads one response. `toHead`: it has no body whatever its headers say.
     HttpReply readReply(bool toHead = false);

@@ -1,4 +1,5 @@
 #include "rawclient.h"
+#include "table.h"
 #include "testdevice.h"
 
 #include <QTest>
@@ -93,20 +94,12 @@ private Q_SLOTS:
     void initTestCase() { m_device = std::make_unique<TestDevice>(nodes()); }
     void cleanupTestCase() { m_device.reset(); }
 
-    void answers_data() {
-        QTest::addColumn<QByteArray>("target");
-        QTest::addColumn<QByteArray>("body");
-        QTest::addColumn<QByteArray>("answer");
-        for (const QByteArray& line : QByteArray(exchanges).trimmed().split('\n')) {
-            const QByteArrayList fields = line.split('|');
-            QTest::newRow(fields[0].trimmed().constData())
-                << expanded(fields[1]) << expanded(fields[2]) << expanded(fields[3]);
-        }
-    }
+    void answers_data() { addRows(exchanges); }
     void answers() {
-        QFETCH(QByteArray, target);
-        QFETCH(QByteArray, body);
-        QFETCH(QByteArray, answer);
+        QFETCH(const QByteArrayList, fields);
+        const QByteArray target = expanded(fields[0]);
+        const QByteArray body = expanded(fields[1]);
+        QByteArray answer = expanded(fields[2]);
         const HttpReply reply = body.isEmpty() ? RawClient::get(m_device->port(), "/api/" + target)
                                                : post(*m_device, target, body);
         if (answer.startsWith(errorStart + '"'))

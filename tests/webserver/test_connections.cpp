@@ -1,12 +1,11 @@
 #include "message.h"
 #include "rawclient.h"
+#include "table.h"
 #include "testdevice.h"
 
 #include <QElapsedTimer>
 #include <QTest>
 #include <QTimer>
-
-#include <sys/socket.h>
 
 namespace {
 
@@ -44,30 +43,24 @@ class TestConnections : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void clientThatLeavesReleasesItsExchange_data() {
-        QTest::addColumn<bool>("tls");
-        QTest::addColumn<bool>("reset");
-        QTest::newRow("closed") << false << false;
-        QTest::newRow("reset") << false << true;
-        QTest::newRow("closed, TLS") << true << false;
-    }
     void clientThatLeavesReleasesItsExchange() {
-        QFETCH(bool, tls);
-        QFETCH(bool, reset);
-        WaitingServer server(tls);
-        RawClient stays(server.port(), tls);
-        stays.send(get);
-        auto leaves = std::make_unique<RawClient>(server.port(), tls);
-        leaves->send(get);
-        QTRY_COMPARE(server.count(), 2);
-        const linger now{1, 0};
-        if (reset)
-            setsockopt(static_cast<int>(leaves->socket().socketDescriptor()), SOL_SOCKET, SO_LINGER,
-                       &now, sizeof now);
-        leaves.reset();
-        QTRY_COMPARE_WITH_TIMEOUT(server.count(), 1, promptMs);
-        server.answer("still here");
-        QCOMPARE(stays.readReply().body, QByteArray("still here"));
+        for (const auto& [tls, isReset] :
+             {std::pair(false, false), std::pair(false, true), std::pair(true, false)}) {
+            WaitingServer server(tls);
+            RawClient stays(server.port(), tls);
+            RawClient leaves(server.port(), tls);
+            stays.send(get);
+            QTRY_COMPARE(server.count(), 1);
+            leaves.send(get);
+            QTRY_COMPARE(server.count(), 2);
+            if (isReset)
+                leaves.reset();
+            else
+                leaves.abort();
+            QTRY_COMPARE_WITH_TIMEOUT(server.count(), 1, promptMs);
+            server.answer("still here");
+            QCOMPARE(stays.readReply().body, QByteArray("still here"));
+        }
     }
 
     void slowReaderIsKept() {
@@ -100,27 +93,24 @@ private Q_SLOTS:
     }
 
     void silentClientIsDropped_data() {
-        QTest::addColumn<bool>("tls");
-        QTest::addColumn<QByteArray>("bytes");
-        QTest::addColumn<QByteArray>("dribble");
-        const QByteArray nothing;
-        QTest::newRow("nothing") << false << nothing << nothing;
-        QTest::newRow("nothing, TLS") << true << nothing << nothing;
-        QTest::newRow("head, byte by byte") << false << QByteArray("GET /") << QByteArray("x");
-        QTest::newRow("half a body") << false << upload + "abc" << nothing;
-        QTest::newRow("body, byte by byte") << false << upload << QByteArray("x");
-        QTest::newRow("after a request") << false << get << nothing;
+        // What is sent at once, and then again and again.
+        addRows(R"(
+nothing            |       |
+nothing, TLS       |       |
+head, byte by byte |GET /  | x
+half a body        |UPLOAD |
+body, byte by byte |UPLOAD | x
+after a request    |REQUEST|
+)");
     }
     void silentClientIsDropped() {
-        QFETCH(bool, tls);
-        QFETCH(QByteArray, bytes);
-        QFETCH(QByteArray, dribble);
-        TestServer server(tls);
+        QFETCH(QByteArrayList, fields);
+        TestServer server(QByteArray(QTest::currentDataTag()).endsWith("TLS"));
         server.server().setPatience(400);
         RawClient client(server.port()); // without a handshake
-        client.send(bytes);
+        client.send(fields[0].replace("UPLOAD", upload).replace("REQUEST", get));
         QTimer timer;
-        timer.callOnTimeout([&] { client.send(dribble); });
+        timer.callOnTimeout([&] { client.send(fields[1]); });
         timer.start(50);
         QElapsedTimer elapsed;
         elapsed.start();

@@ -1,5 +1,6 @@
 #include "message.h"
 #include "rawclient.h"
+#include "table.h"
 #include "testdevice.h"
 
 #include <QTest>
@@ -75,9 +76,7 @@ struct EchoServer : TestServer {
 };
 
 qint64 residentBytes() {
-    QFile statm(QStringLiteral("/proc/self/statm"));
-    statm.open(QIODevice::ReadOnly);
-    return statm.readAll().split(' ').at(1).toLongLong() * 4096;
+    return readFile("/proc/self/statm").split(' ').at(1).toLongLong() * 4096;
 }
 
 } // namespace
@@ -87,18 +86,11 @@ class TestMalformed : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void request_data() {
-        QTest::addColumn<int>("status");
-        QTest::addColumn<QByteArray>("bytes");
-        for (const QByteArray& line : QByteArray(requests).trimmed().split('\n')) {
-            const QByteArrayList fields = line.split('|');
-            QTest::newRow(fields[0].trimmed().constData())
-                << fields[1].toInt() << expanded(fields[2]);
-        }
-    }
+    void request_data() { addRows(requests); }
     void request() {
-        QFETCH(int, status);
-        QFETCH(QByteArray, bytes);
+        QFETCH(const QByteArrayList, fields);
+        const int status = fields[0].toInt();
+        const QByteArray bytes = expanded(fields[1]);
         EchoServer server;
         RawClient client(server.port());
         client.send(bytes);
@@ -116,24 +108,23 @@ private Q_SLOTS:
     }
 
     void bodyIsLimited_data() {
-        QTest::addColumn<QByteArray>("head");
-        QTest::addColumn<int>("mebibytes");
-        QTest::addColumn<int>("status");
-        QTest::newRow("the most") << expanded("POST: 16777216~~") << 16 << 200;
-        QTest::newRow("more, only said") << expanded("POST: 16777217~~") << 0 << 413;
-        QTest::newRow("more, sent") << expanded("POST: 134217728~~") << 128 << 413;
-        QTest::newRow("chunks without end") << expanded("CHUNKED~~") << 128 << 413;
+        addRows(R"(
+the most           |200|POST: 16777216~~ |16
+more, only said    |413|POST: 16777217~~ |0
+more, sent         |413|POST: 134217728~~|128
+chunks without end |413|CHUNKED~~        |128
+)");
     }
     void bodyIsLimited() {
-        QFETCH(int, mebibytes);
-        QFETCH(QByteArray, head);
+        QFETCH(const QByteArrayList, fields);
+        const QByteArray head = expanded(fields[1]);
         EchoServer server;
         const QByteArray mebibyte(1024 * 1024, 'x');
         const bool chunks = head.contains("chunked");
         RawClient client(server.port());
         [[maybe_unused]] const qint64 before = residentBytes();
         client.send(head);
-        for (int i = 0; i < mebibytes && client.isConnected(); ++i) {
+        for (int i = 0; i < fields[2].toInt() && client.isConnected(); ++i) {
             client.send(chunks ? "100000\r\n" + mebibyte + "\r\n" : mebibyte);
             // The client's own buffer does not count.
             QTRY_VERIFY(client.socket().bytesToWrite() < mebibyte.size() || !client.isConnected());
@@ -142,7 +133,7 @@ private Q_SLOTS:
         QVERIFY(residentBytes() - before < 64 * mebibyte.size());
 #endif
         const HttpReply reply = client.readReply();
-        QTEST(reply.status, "status");
+        QCOMPARE(reply.status, fields[0].toInt());
         QCOMPARE(server.calls, reply.status == 200 ? 1 : 0);
         if (reply.status != 200)
             QVERIFY(client.waitForClose() || client.readToEnd().isEmpty());

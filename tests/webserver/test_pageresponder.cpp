@@ -3,6 +3,7 @@
 #include "responders/pageresponder.h"
 #include "responders/pagetemplate.h"
 #include "responders/responderfactory.h"
+#include "table.h"
 #include "testdevice.h"
 
 #include <QElapsedTimer>
@@ -64,30 +65,21 @@ class TestPageResponder : public QObject {
 
 private Q_SLOTS:
     void renders_data() {
-        QTest::addColumn<QByteArray>("page");
-        QTest::addColumn<QByteArray>("form");
-        QTest::addColumn<QByteArray>("body");
-        for (const QByteArray& line : QByteArray(instructions).trimmed().split('\n')) {
-            QByteArrayList fields = line.split('|');
-            fields[1].replace('\'', '"').replace("<get ", "<?plix getData path=\"ui:");
-            fields[1].replace("<set ", "<?plix setData role=\"value\" path=\"ui:");
-            QTest::newRow(fields[0].trimmed().constData()) << fields[1] << fields[2] << fields[3];
-        }
-        const QByteArray none;
-        QTest::newRow("NUL") << QByteArray("a\r\n\0b", 5) << none << QByteArray("a\r\n");
-        QTest::newRow("byte-order mark")
-            << QByteArray("\xef\xbb\xbf\xff") << none << QByteArray("\xef\xbf\xbd");
+        addRows(instructions);
+        QTest::newRow("NUL") << QByteArrayList{QByteArray("a\r\n\0b", 5), "", "a\r\n"};
+        QTest::newRow("byte-order mark") << QByteArrayList{"\xef\xbb\xbf\xff", "", "\xef\xbf\xbd"};
     }
 
     void renders() {
-        QFETCH(const QByteArray, page);
-        QFETCH(const QByteArray, form);
+        QFETCH(QByteArrayList, fields);
+        fields[0].replace('\'', '"').replace("<get ", "<?plix getData path=\"ui:");
+        fields[0].replace("<set ", "<?plix setData role=\"value\" path=\"ui:");
         Pages pages;
-        const HttpReply reply = pages.render(page, form);
-        QTEST(reply.body, "body");
+        const HttpReply reply = pages.render(fields[0], fields[1]);
+        QCOMPARE(reply.body, fields[2]);
         QCOMPARE(reply.status, 200);
         QCOMPARE(reply.header("Content-Type"), QByteArray("text/html"));
-        if (form.startsWith("t=json"))
+        if (fields[1].startsWith("t=json"))
             QCOMPARE(pages.worker.role("ui:json", "value"), QVariant(QVariantList{"\",\""}));
     }
 

@@ -4,6 +4,7 @@
 #include "rawclient.h"
 #include "responders/fileresponder.h"
 #include "responders/responderfactory.h"
+#include "table.h"
 #include "testdevice.h"
 
 #include <QDir>
@@ -114,15 +115,7 @@ private Q_SLOTS:
             new ResponderHandler(makeDefaultResponderFactory<FileResponder>(), "", nullptr));
     }
 
-    void answers_data() {
-        QTest::addColumn<QByteArrayList>("fields");
-        for (const QByteArray& line : QByteArray(exchanges).trimmed().split('\n')) {
-            QByteArrayList fields;
-            for (const QByteArray& field : line.split('|'))
-                fields << field.trimmed();
-            QTest::newRow(fields.takeFirst().constData()) << fields;
-        }
-    }
+    void answers_data() { addRows(exchanges); }
 
     void answers() {
         QFETCH(QByteArrayList, fields);

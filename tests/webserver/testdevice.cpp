@@ -57,9 +57,7 @@ QPair<QString, QString> authority() {
                                   "-subj", "/C=AT/O=Test Works/CN=Test authority"});
         openssl.waitForFinished();
         const QByteArray certificate = openssl.readAllStandardOutput();
-        QFile keyFile(key);
-        keyFile.open(QIODevice::ReadOnly);
-        return qMakePair(QString::fromUtf8(certificate), QString::fromUtf8(keyFile.readAll()));
+        return qMakePair(QString::fromUtf8(certificate), QString::fromUtf8(readFile(key)));
     }();
     return texts;
 }
@@ -76,13 +74,6 @@ QByteArray noise(int size) {
     QRandomGenerator generator(1);
     std::generate(bytes.begin(), bytes.end(), [&] { return char(generator.generate()); });
     return bytes;
-}
-
-void writeFile(const QString& path, const QByteArray& content) {
-    QDir().mkpath(QFileInfo(path).path());
-    QFile file(path);
-    QVERIFY2(file.open(QIODevice::WriteOnly), qPrintable(path));
-    file.write(content);
 }
 
 int freePort() {

@@ -2,6 +2,7 @@
 
 #include "core/model/cmnodesworker.h"
 #include "core/model/cmrootworker.h"
+#include "files.h"
 #include "handlers/handler.h"
 #include "server.h"
 #include "webserver.h"
@@ -30,9 +31,6 @@ QVariantHash valueNode(const char* type, const QVariant& value, QVariantHash mor
 
 // Bytes without a pattern, the same ones each time.
 QByteArray noise(int size);
-
-// Makes the folders too.
-void writeFile(const QString& path, const QByteArray& content);
 
 // Fails the running test when the life of the object leaves anything behind: a file descriptor, or
 // a FIFO of a stream. Made before what it watches.
