@@ -9,7 +9,9 @@
 #include <QElapsedTimer>
 #include <QTest>
 
+#include <sys/inotify.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 namespace {
 
@@ -98,6 +100,37 @@ private Q_SLOTS:
             QVERIFY2(reply.status == status, target);
             QVERIFY2(status != 404 || reply.body == "No such file", target);
         }
+    }
+
+    void readsAPageAgainAfterAChange() {
+        const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+        {
+            const Pages pages;
+            const QString name = pages.root.filePath("www/p.fcgi");
+            // All of one size and one time of modification.
+            const auto write = [&](const QByteArray& content) {
+                pages.write(content);
+                QFile file(name);
+                QVERIFY(file.open(QIODevice::ReadWrite));
+                file.setFileTime(QDateTime::fromSecsSinceEpoch(1), QFile::FileModificationTime);
+            };
+            const auto answer = [&] {
+                char events[4096];
+                while (read(watch, events, sizeof events) > 0)
+                    continue;
+                const QByteArray body = RawClient::get(pages.server.port(), "/p.fcgi").body;
+                return body + (read(watch, events, sizeof events) > 0 ? ", opened" : ", kept");
+            };
+            write("one");
+            inotify_add_watch(watch, qPrintable(name), IN_OPEN);
+            // What has just been written may be written again within the same tick of the clock.
+            for (int i = 0; i < 2; ++i)
+                QCOMPARE(answer(), QByteArray("one, opened"));
+            QTRY_COMPARE_WITH_TIMEOUT(answer(), QByteArray("one, kept"), 10000);
+            write("two");
+            QCOMPARE(answer(), QByteArray("two, opened"));
+        }
+        close(watch);
     }
 
     void takesLinearTimeAndFlatStack() {
