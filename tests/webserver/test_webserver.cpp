@@ -1,3 +1,4 @@
+#include "core/plixhost.h"
 #include "devicecertificate.h"
 #include "rawclient.h"
 #include "testdevice.h"
@@ -7,6 +8,10 @@
 #include <QSslCertificate>
 #include <QSslKey>
 #include <QTest>
+
+#include <netinet/in.h>
+#include <netinet/tcp.h>
+#include <sys/socket.h>
 
 namespace {
 
@@ -18,6 +23,17 @@ QSslCertificate servedCertificate(int port) {
     client.send(RawClient::requestBytes("GET", "/"));
     client.readReply();
     return client.socket().peerCertificate();
+}
+
+// Whether a socket of this process holds back what does not fill a packet.
+bool isAnySocketCorked() {
+    for (int descriptor = 0; descriptor < 1024; ++descriptor) {
+        int isCorked = 0;
+        socklen_t size = sizeof isCorked;
+        if (getsockopt(descriptor, IPPROTO_TCP, TCP_CORK, &isCorked, &size) == 0 && isCorked)
+            return true;
+    }
+    return false;
 }
 
 } // namespace
@@ -94,6 +110,36 @@ private Q_SLOTS:
         const int port = device.httpsPort();
         QVERIFY(RawClient::get(port, "/index.html", {}, true).body.contains("HTTPS ?"));
         QCOMPARE(servedCertificate(port).subjectDisplayName(), QString("Test authority"));
+    }
+
+    // The system holds back the last packet of a corked socket for 200 ms.
+    void answersLeaveTheConnectionUncorked() {
+        const TestDevice device(TestDevice::httpsNodes());
+        device.writeFile("page.html", "page");
+        device.writeFile("page.fcgi", "page");
+        device.writeFile("large", QByteArray(1 << 20, 'x'));
+        plixSetPlatformPaths(device.root() + '/', QString());
+        const QByteArray file = "/file/stream/" + device.root().toUtf8();
+        const std::tuple<QByteArray, QByteArray, QByteArray, int> rows[] = {
+            {"GET", "/api/getData?path=network:info&roles=value", {}, 200},
+            {"GET", "/api/getData", {}, 500},
+            {"GET", file + "/page.html", {}, 200},
+            {"GET", file + "/large", "Range: bytes=9-999999\r\n", 206},
+            {"HEAD", file + "/large", {}, 200},
+            {"GET", file + "/none", {}, 404},
+            {"GET", "/page.html", {}, 200},
+            {"GET", "/page.html", "If-None-Match: *\r\n", 304},
+            {"GET", "/page.fcgi", {}, 200}};
+        for (const bool tls : {false, true}) {
+            RawClient client(tls ? device.httpsPort() : device.port(), tls);
+            for (const auto& [method, target, headers, status] : rows) {
+                client.send(RawClient::requestBytes(method, target, headers));
+                // Plain HTTP has no pages.
+                QCOMPARE(client.readReply(method == "HEAD").status,
+                         tls || !target.startsWith("/page") ? status : 404);
+                QVERIFY2(!isAnySocketCorked(), target.constData());
+            }
+        }
     }
 
     void failuresLeaveHttp() {
