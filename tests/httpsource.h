@@ -1,23 +1,16 @@
 #pragma once
 
-#include <QProcess>
-#include <QSslCertificate>
-#include <QSslConfiguration>
-#include <QSslKey>
-#include <QSslSocket>
 #include <QTcpServer>
-#include <QTemporaryDir>
+#include <QTcpSocket>
 
 // An HTTP source on loopback that answers the head of every request with the same bytes, whatever
 // they are. It runs on the test's event loop.
 class HttpSource : public QTcpServer {
 public:
     // `repeat`: the answer's last bytes are sent without end, as fast as they are taken.
-    explicit HttpSource(const QByteArray& answer, const QByteArray& repeat = {}, bool tls = false)
-        : m_answer(answer), m_repeat(repeat), m_tls(tls) {
+    explicit HttpSource(const QByteArray& answer, const QByteArray& repeat = {})
+        : m_answer(answer), m_repeat(repeat) {
         listen(QHostAddress::LocalHost);
-        if (tls)
-            makeCertificate();
     }
     ~HttpSource() override { qDeleteAll(m_sockets); }
 
@@ -26,15 +19,12 @@ public:
                headers + "\r\n" + body;
     }
     QString url(const QString& path = QStringLiteral("/")) const {
-        return QStringLiteral("%1://127.0.0.1:%2%3")
-            .arg(m_tls ? QStringLiteral("https") : QStringLiteral("http"))
-            .arg(serverPort())
-            .arg(path);
+        return QStringLiteral("http://127.0.0.1:%1%2").arg(serverPort()).arg(path);
     }
     const QByteArrayList& requests() const { return m_requests; }
     int connections() const {
         int open = 0;
-        for (const QSslSocket* socket : m_sockets)
+        for (const QTcpSocket* socket : m_sockets)
             open += socket->state() == QAbstractSocket::ConnectedState;
         return open;
     }
@@ -42,7 +32,7 @@ public:
 
 protected:
     void incomingConnection(qintptr descriptor) override {
-        auto* socket = new QSslSocket;
+        auto* socket = new QTcpSocket;
         m_sockets.append(socket);
         socket->setSocketDescriptor(descriptor);
         connect(socket, &QIODevice::readyRead, this, [this, socket] { answer(*socket); });
@@ -51,15 +41,10 @@ protected:
             if (socket->bytesToWrite() == 0 && !m_repeat.isEmpty())
                 socket->write(m_repeat);
         });
-        if (!m_tls)
-            return;
-        socket->setLocalCertificate(m_certificate);
-        socket->setPrivateKey(m_key);
-        socket->startServerEncryption();
     }
 
 private:
-    void answer(QSslSocket& socket) {
+    void answer(QTcpSocket& socket) {
         const QByteArray request = socket.readAll();
         if (!request.contains("\r\n\r\n"))
             return;
@@ -67,27 +52,9 @@ private:
         socket.write(m_answer);
     }
 
-    void makeCertificate() {
-        const QTemporaryDir folder;
-        const QString file = folder.filePath(QStringLiteral("both.pem"));
-        QProcess openssl;
-        openssl.start(QStringLiteral("openssl"),
-                      {"req", "-x509", "-newkey", "ec", "-pkeyopt", "ec_paramgen_curve:P-256",
-                       "-nodes", "-subj", "/CN=127.0.0.1", "-addext", "subjectAltName=IP:127.0.0.1",
-                       "-keyout", file, "-out", file});
-        openssl.waitForFinished();
-        QFile both(file);
-        both.open(QIODevice::ReadOnly);
-        m_key = QSslKey(&both, QSsl::Ec);
-        m_certificate = QSslCertificate::fromPath(file).value(0);
-    }
-
     QByteArray m_answer;
     QByteArray m_repeat;
-    bool m_tls;
-    QSslCertificate m_certificate;
-    QSslKey m_key;
-    QList<QSslSocket*> m_sockets;
+    QList<QTcpSocket*> m_sockets;
     QByteArrayList m_requests;
     qint64 m_sentBytes = 0;
 };
