@@ -1,17 +1,12 @@
 // Runs the console exchanges of documents against a device that has just been started, and compares
-// what comes back: node exchanges.mjs PLIXHOST FILE.md...
+// what comes back: node exchanges.mjs FILE.md...  PLIXHOST: the program.
 //
 // In a block marked "console", a line that begins with "$ " is a command, and what follows up to the
 // next one is what it prints; "…" stands for any text. The commands of a document share one shell.
 
-import { spawn, spawnSync } from "node:child_process";
-import { once } from "node:events";
-import { mkdtempSync, readFileSync, rmSync } from "node:fs";
-import { tmpdir } from "node:os";
-import { join } from "node:path";
-import { freePort } from "../web/device.mjs";
-
-const documentedPorts = { http: "8080", https: "8443" };
+import { spawnSync } from "node:child_process";
+import { readFileSync } from "node:fs";
+import { Device } from "../web/device.mjs";
 
 function exchangesOf(text) {
     const exchanges = [];
@@ -24,26 +19,15 @@ function exchangesOf(text) {
     return exchanges;
 }
 
-async function startDevice(program, home, ports) {
-    const device = spawn(
-        program,
-        ["--set", `settings:/webserver/port=${ports.http}`,
-         "--set", `settings:/webserver/httpsPort=${ports.https}`],
-        { env: { ...process.env, HOME: home, XDG_STATE_HOME: "" }, stdio: ["ignore", "pipe", "inherit"] });
-    // It prints when it is ready, or ends.
-    await Promise.race([once(device.stdout, "data"), once(device, "exit")]);
-    return device;
-}
-
 // Runs the commands in one shell; gives what each has printed.
-function run(commands, home, ports) {
+function run(commands, device) {
     const script = ["exec 2>&1", 'curl() { command curl -s "$@"; }']
         .concat(commands.flatMap((command) => ["printf '\\0'", command]))
         .join("\n")
-        .replaceAll(`:${documentedPorts.http}`, `:${ports.http}`)
-        .replaceAll(`:${documentedPorts.https}`, `:${ports.https}`);
-    const result = spawnSync("bash", ["-c", script.replaceAll("\0", "\\0")],
-                             { env: { ...process.env, HOME: home }, encoding: "utf8", timeout: 60000 });
+        .replaceAll(":8080", `:${new URL(device.httpUrl).port}`)
+        .replaceAll(":8443", `:${new URL(device.url).port}`)
+        .replaceAll(/(~|\$HOME)\/\.local\/state\/plix/g, device.state);
+    const result = spawnSync("bash", ["-c", script], { encoding: "utf8", timeout: 60000 });
     return result.stdout.replaceAll("\r", "").split("\0").slice(1);
 }
 
@@ -52,15 +36,11 @@ function matches(expected, printed) {
     return new RegExp(`^${pattern.join("[^]*?")}$`).test(printed);
 }
 
-async function check(program, file) {
-    const home = mkdtempSync(join(tmpdir(), "plix-docs-"));
-    const ports = { http: await freePort(), https: await freePort() };
-    const device = await startDevice(program, home, ports);
+async function check(file) {
+    const device = await Device.start();
     const exchanges = exchangesOf(readFileSync(file, "utf8"));
-    const printed = run(exchanges.map(({ command }) => command), home, ports);
-    device.kill("SIGTERM");
-    await once(device, "exit");
-    rmSync(home, { recursive: true });
+    const printed = run(exchanges.map(({ command }) => command), device);
+    await device.end();
 
     let failures = 0;
     exchanges.forEach(({ command, expected }, index) => {
@@ -74,7 +54,6 @@ async function check(program, file) {
     return failures === 0 && exchanges.length > 0;
 }
 
-const [program, ...files] = process.argv.slice(2);
-let good = files.length > 0;
-for (const file of files) good = (await check(program, file)) && good;
+let good = process.argv.length > 2;
+for (const file of process.argv.slice(2)) good = (await check(file)) && good;
 process.exit(good ? 0 : 1);

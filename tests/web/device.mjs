@@ -8,6 +8,7 @@ import { hostname, tmpdir } from 'node:os';
 import { fileURLToPath } from 'node:url';
 import { join } from 'node:path';
 import { connect } from 'node:tls';
+import { Plix } from '../../web/plix.js';
 
 const root = fileURLToPath(new URL('../..', import.meta.url));
 const program = process.env.PLIXHOST ?? join(root, 'build/bin/plixhost');
@@ -60,27 +61,33 @@ function takeLock() {
     return true;
 }
 
-export class Device {
+/** The device, and a client of its data model. */
+export class Device extends Plix {
     #process = null;
     #ended = null;
-    #state = mkdtempSync(join(tmpdir(), 'plix-web-test-'));
+    #folder = mkdtempSync(join(tmpdir(), 'plix-web-test-'));
     #arguments = [];
     #log = '';
+    state = join(this.#folder, 'state');
 
-    /** @param {object} nodes, platform: of the device, as in a device file */
-    static async start(nodes = {}, platform = {}) {
-        const device = new Device();
-        const file = join(device.#state, 'device.json');
-        writeFileSync(file, JSON.stringify({ nodes, platform }));
-        const [port, httpsPort] = [await freePort(), await freePort()];
-        device.url = `https://127.0.0.1:${httpsPort}`;
-        device.httpUrl = `http://127.0.0.1:${port}`;
-        device.#arguments = [
-            '--state', join(device.#state, 'state'), '--device', file, '--log-level', 'warn',
+    constructor(port, httpsPort) {
+        super(`http://127.0.0.1:${port}`);
+        this.httpUrl = `http://127.0.0.1:${port}`;
+        this.url = `https://127.0.0.1:${httpsPort}`;
+        this.#arguments = [
+            '--state', this.state, '--log-level', 'warn',
             '--set', `settings:/webserver/documentRoot=${JSON.stringify(webRoot)}`,
             '--set', `settings:/webserver/port=${port}`,
             '--set', `settings:/webserver/httpsPort=${httpsPort}`,
         ];
+    }
+
+    /** @param {object} nodes, platform: of the device, as in a device file */
+    static async start(nodes = {}, platform = {}) {
+        const device = new Device(await freePort(), await freePort());
+        const file = join(device.#folder, 'device.json');
+        writeFileSync(file, JSON.stringify({ nodes, platform }));
+        device.#arguments.push('--device', file);
         try {
             await device.resume();
         } catch (error) {
@@ -146,35 +153,7 @@ export class Device {
         try {
             await this.stop();
         } finally {
-            rmSync(this.#state, { recursive: true });
+            rmSync(this.#folder, { recursive: true });
         }
-    }
-
-    /** The value of a node, past the browser. */
-    async get(path) {
-        const [value] = await this.#ask(`getData?path=${encodeURIComponent(path)}&roles=value`);
-        return value;
-    }
-
-    async titles(path) {
-        const { rows } = await this.#ask(`getRows?path=${path}&roles=title&from=0&to=99`);
-        return rows.map(([title]) => title);
-    }
-
-    set(path, value, role = 'value') {
-        const headers = { 'Content-Type': 'application/json' };
-        const body = JSON.stringify({ path, role, value });
-        return this.#ask('setData', { method: 'POST', headers, body });
-    }
-
-    activate(path, argument = true) {
-        return this.set(path, argument, 'activate');
-    }
-
-    async #ask(question, options) {
-        const response = await fetch(`${this.httpUrl}/api/${question}`, options);
-        if (!response.ok)
-            throw new Error(await response.text());
-        return response.json();
     }
 }
