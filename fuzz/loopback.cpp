@@ -1,82 +1,22 @@
 #include "loopback.h"
 
 #include "property.h"
+#include "testdevice.h"
 
-#include <QAbstractEventDispatcher>
 #include <QCoreApplication>
 
-#include <arpa/inet.h>
+#include <climits>
 #include <cstdio>
 #include <cstdlib>
-#include <poll.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 namespace {
 
-LoopbackAnswer lastAnswer;
+QByteArray lastAnswer;
 
-// Turns without anything, each of about a millisecond, after which nothing more is expected: what
-// has been sent arrives at once, but the kernel of a busy machine may leave it to another thread.
-constexpr int patientTurns = 50;
-
-bool runOneTurn() {
-    const bool hadEvents =
-        QAbstractEventDispatcher::instance()->processEvents(QEventLoop::AllEvents);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    return hadEvents;
-}
-
-class Client {
-public:
-    explicit Client(int port) : m_socket(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_port = htons(static_cast<uint16_t>(port));
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        FUZZ_CHECK(connect(m_socket, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0);
-        // So that thousands of connections a second leave no addresses waiting.
-        const linger reset{1, 0};
-        setsockopt(m_socket, SOL_SOCKET, SO_LINGER, &reset, sizeof reset);
-    }
-    ~Client() { close(m_socket); }
-
-    // Both give whether anything has moved.
-    bool send(QByteArray* bytes) const {
-        const ssize_t sent =
-            ::send(m_socket, bytes->constData(), static_cast<size_t>(bytes->size()),
-                   MSG_DONTWAIT | MSG_NOSIGNAL);
-        bytes->remove(0, static_cast<int>(std::max<ssize_t>(sent, 0)));
-        return sent > 0;
-    }
-    bool receive(LoopbackAnswer* answer) const {
-        char buffer[65536];
-        const ssize_t got = recv(m_socket, buffer, sizeof buffer, MSG_DONTWAIT);
-        answer->wasReset = got < 0 && errno != EAGAIN;
-        answer->ended = got == 0 || answer->wasReset;
-        answer->bytes.append(buffer, static_cast<int>(std::max<ssize_t>(got, 0)));
-        return got > 0;
-    }
-    void wait() const {
-        pollfd readable{m_socket, POLLIN, 0};
-        poll(&readable, 1, 1);
-    }
-    void finishSending() const { shutdown(m_socket, SHUT_WR); }
-
-private:
-    int m_socket;
-};
-
-void runUntilIdle(const Client& client, QByteArray* bytes, LoopbackAnswer* answer, int turns) {
-    for (int idle = 0; idle < turns && !answer->ended; ++idle) {
-        const bool hadEvents = runOneTurn();
-        const bool sent = client.send(bytes);
-        if (client.receive(answer) || sent || hadEvents)
-            idle = -1;
-        else
-            client.wait();
-    }
-}
+// After which nothing more is expected: what has been sent arrives at once, but the kernel of a
+// busy machine may leave it to another thread.
+constexpr int patienceMs = 50;
 
 } // namespace
 
@@ -88,25 +28,31 @@ void startEventLoop() {
     Q_UNUSED(application)
 }
 
-LoopbackAnswer exchange(int port, const QByteArray& bytes) {
-    LoopbackAnswer& answer = lastAnswer;
-    answer = {};
-    QByteArray left = bytes;
-    {
-        const Client client(port);
-        runUntilIdle(client, &left, &answer, 1);
-        client.finishSending();
-        runUntilIdle(client, &left, &answer, patientTurns);
-    }
-    while (runOneTurn()) {
-    }
-    return answer;
+QByteArray exchange(int port, const QByteArray& bytes) {
+    RawClient client(port);
+    client.send(bytes);
+    settle();
+    client.halfClose();
+    lastAnswer = client.read(INT_MAX, patienceMs);
+    // So that thousands of connections a second leave no addresses waiting.
+    client.reset();
+    settle();
+    return lastAnswer;
+}
+
+HttpReply exchangeOne(int port, const QByteArray& request, bool toHead) {
+    RawClient client(port);
+    client.send(request);
+    const HttpReply reply = client.readReply(toHead);
+    lastAnswer = reply.head + reply.body;
+    client.reset();
+    settle();
+    return reply;
 }
 
 void failed(const char* condition, const char* file, int line) {
-    std::fprintf(stderr, "%s:%d: does not hold: %s\n%s, %s\n", file, line, condition,
-                 lastAnswer.bytes.constData(),
-                 lastAnswer.wasReset ? "reset" : (lastAnswer.ended ? "ended" : "not ended"));
+    std::fprintf(stderr, "%s:%d: does not hold: %s\n%s\n", file, line, condition,
+                 lastAnswer.constData());
     std::abort();
 }
 
