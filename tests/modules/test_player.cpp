@@ -69,40 +69,21 @@ private Q_SLOTS:
         QCOMPARE(position(), 0);
     }
 
-    void positionFollowsTheClock() {
-        activate(R"(player/play {"index": 2})");
-        m_clock.start();
-        QTest::qSleep(20);
-        QVERIFY(position() >= 20 && qAbs(position() - m_clock.elapsed()) < 50);
-
-        activate("player/pause");
-        activate("player/seek 30000");
-        QTest::qSleep(20);
-        QCOMPARE(position(), 30000);
-        activate("player/play");
-        QVERIFY(position() >= 30000 && position() < 31000);
-        activate(R"(player/seek {"i64_": 59900})");
-        QTRY_VERIFY(player().startsWith("stopped"));
-    }
-
     void obeys_data() {
         // Commands, in which words in capitals stand for what obeys() says, and the outcome of the
         // last one: its error or what the player then does.
         addRows(R"(
 play a path               |PLAY {B}                                      |playing b a b c
 play a text               |PLAY "media:/b"                               |playing b a b c
-play a value              |PLAY {"string_": "media:/b"}                  |playing b a b c
 play what joins the queue |PLAY "media:/d"                               |playing d a b c d
 play nothing              |queue/clear; PLAY                             |outOfRange
 play beyond the queue     |PLAY {AT 2}; PLAY {AT 3}                      |outOfRange
 play no node              |PLAY {AT 2}; PLAY "media:/none"               |nodeNotFound
-play a number             |PLAY {AT 2}; PLAY 1                           |typeMismatch
 play a fraction           |PLAY {AT 0.5}                                 |typeMismatch
 previous after a while    |PLAY {AT 2}; player/seek 3000; player/previous|playing c a b c
 previous at the start     |PLAY {AT 1}; player/previous; player/previous |playing a a b c
 seek while stopped        |player/seek 5                                 |outOfRange
 seek beyond the end       |PLAY {AT 2}; player/seek 60001                |outOfRange
-seek to a text            |PLAY {AT 2}; player/seek "x"                  |typeMismatch
 insert before             |PLAY {AT 1}; queue/insert {D, AT 1}; NEXT     |playing c a d b c
 insert behind             |PLAY {AT 1}; queue/insert {D, AT 2}; NEXT     |playing d a b d c
 append                    |PLAY {AT 1}; queue/insert {D}; NEXT           |playing c a b c d
