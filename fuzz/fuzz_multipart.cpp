@@ -1,9 +1,7 @@
 // Multipart bodies: however a body is cut into pieces, the splitter finds what a search in the
 // whole body finds.
-#include "handlers/multipartsplitter.h"
+#include "multipartpieces.h"
 #include "property.h"
-
-#include <QByteArrayList>
 
 #include <algorithm>
 
@@ -33,23 +31,10 @@ QByteArrayList search(const QByteArray& body) {
 }
 
 QByteArrayList split(const QByteArray& body, int pieceSize) {
-    QByteArrayList parts;
-    MultipartSplitter splitter(
-        delimiter, [&](const QByteArray& header) { parts << header << QByteArray(); },
-        [&](const char* data, unsigned size) {
-            FUZZ_CHECK(size > 0 && !parts.isEmpty());
-            parts.last().append(data, static_cast<int>(size));
-        });
-    for (int at = 0; at < body.size(); at += pieceSize) {
-        const int size = std::min(pieceSize, body.size() - at);
-        splitter.append(body.constData() + at, static_cast<unsigned>(size));
-        splitter.step(false);
-    }
-    const bool hadEnd = splitter.hasEnd();
-    while (splitter.step(true) > 0) {
-    }
-    FUZZ_CHECK(!hadEnd || splitter.hasEnd());
-    return parts;
+    QByteArrayList pieces;
+    for (int at = 0; at < body.size(); at += pieceSize)
+        pieces << body.mid(at, pieceSize);
+    return splitPieces(delimiter, pieces);
 }
 
 } // namespace

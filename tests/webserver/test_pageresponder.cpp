@@ -1,3 +1,4 @@
+#include "datamodel.h"
 #include "handlers/responderhandler.h"
 #include "rawclient.h"
 #include "responders/pageresponder.h"
@@ -27,6 +28,8 @@ const char instructions[] = R"(
 unknown command|<?plix GetData?>||[[Error: unknown command: GetData]]
 no roles       |<get text'?>!||[[getData: Error: missing parameters!]]!
 html           |1<get text' roles='value' escape='html'?>2||1&lt;a&amp;b&gt;2
+the last path  |<get text' path='ui:number' roles='value'?>||30
+other words    |<get number' escape roles = x, roles='value'/?>||30
 js             |<get text' roles='title' escape='js'?>||\"it\'s\"
 setData        |<set number' type='int' value='7'?><get number' roles='value'?>||7
 onSuccess      |<set number' type='int' value='7' onSuccess='<ok>' escape='none'?>||<ok>
