@@ -1,7 +1,17 @@
 #pragma once
 
+#include "core/model/cmnodesworker.h"
 #include "core/model/cmroot.h"
 #include "core/plixjson.h"
+
+// A worker that answers reads when the test says so.
+class HoldingWorker : public CMNodesWorker {
+public:
+    explicit HoldingWorker(const QString& name) : CMNodesWorker({}, name) {}
+    void getDataRequest(const CMGetDataRequest& request) override { requests.append(request); }
+    void answerOne() { CMNodesWorker::getDataRequest(requests.takeFirst()); }
+    QList<CMGetDataRequest> requests;
+};
 
 // What tests ask of the data model, in few words. The workers they ask answer at once.
 

@@ -1,4 +1,3 @@
-#include "core/model/cmchangenotifier.h"
 #include "core/model/cmnodesworker.h"
 #include "core/model/cmroles.h"
 #include "core/model/cmroot.h"

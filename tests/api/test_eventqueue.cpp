@@ -1,9 +1,7 @@
 #include "core/model/cmchangenotifier.h"
 #include "core/model/cmeventqueuemanager.h"
-#include "core/model/cmnodesworker.h"
-#include "core/model/cmroles.h"
 #include "core/model/cmrootworker.h"
-#include "core/plixjson.h"
+#include "datamodel.h"
 
 #include <QSignalSpy>
 #include <QTest>
@@ -43,16 +41,6 @@ QByteArray eventOf(const QByteArray& path, const QByteArray& members) {
 QByteArray valueEvent(const QByteArray& path, int value) {
     return eventOf(path, R"("value":{"i32_":)" + QByteArray::number(value) + "}");
 }
-
-// Answers reads only when told to.
-class LateWorker : public CMNodesWorker {
-public:
-    LateWorker() : CMNodesWorker({}, "late") {}
-    void getDataRequest(const CMGetDataRequest& request) override { held.append(request); }
-    void answerOne() { CMNodesWorker::getDataRequest(held.takeFirst()); }
-
-    QList<CMGetDataRequest> held;
-};
 
 } // namespace
 
@@ -104,17 +92,17 @@ private Q_SLOTS:
     }
 
     void keepsTheOrderOfLateAnswers() {
-        LateWorker late;
+        HoldingWorker late("late");
         CMEventQueue* queue = modify({}, {"late:x"});
         for (int index = 0; index < 3; ++index)
             late.insertRow("late:x", index, typed(index));
-        QCOMPARE(late.held.size(), 1);
+        QCOMPARE(late.requests.size(), 1);
         late.answerOne();
         QCOMPARE(poll(queue), eventOf("late:x", R"("rowsEvents":[{"index":0,"type":1}])"));
         // The node becomes internal before the question about the later changes is answered.
         late.setRole("late:x", "internal", true);
         late.answerOne();
-        QCOMPARE(late.held.size(), 0);
+        QCOMPARE(late.requests.size(), 0);
         QCOMPARE(poll(queue), QByteArray("[]"));
     }
 

@@ -1,6 +1,5 @@
 #include "core/model/cmerror.h"
 #include "core/plixjson.h"
-#include "core/plixvalue.h"
 
 #include <QTest>
 

@@ -1,5 +1,4 @@
 #include "core/model/cmnodesworker.h"
-#include "core/model/cmroles.h"
 #include "core/model/cmrootworker.h"
 #include "datamodel.h"
 #include "table.h"
@@ -15,7 +14,6 @@ const char configuration[] = R"({"nodes": {
     "lab:volume": {"title": "Volume", "value": {"i32_": 30}, "minimum": 0, "maximum": {"i32_": 100},
                    "internal": false},
     "lab:big": {"value": {"i64_": 0}, "minimum": -9007199254740993, "maximum": 9007199254740993},
-    "lab:real": {"value": {"double_": 0.5}, "minimum": 0.25, "maximum": 1},
     "lab:fixed": {"value": {"i32_": 1}, "modifiable": {"bool_": false}},
     "lab:free": {"value": {"any": [1]}},
     "lab:list": {"rows": [{"title": "a"}, {"title": "b", "internal": true}, {"title": "c"}]},
@@ -43,7 +41,6 @@ private Q_SLOTS:
         addRows(R"(
 scalar into a record          |volume|value   |25              |{"i32_":25}
 at an exact limit             |big   |value   |9007199254740993|{"i64_":9007199254740993}
-integer into a real           |real  |value   |1               |{"double_":1}
 anything into an untyped node |free  |value   |["x"]           |["x"]
 role that the node lacks      |volume|activate|[1]             |[1]
 text into a number            |volume|value   |"25"            |typeMismatch

@@ -47,12 +47,6 @@ private Q_SLOTS:
         QCoreApplication::processEvents();
         QVERIFY(!isCalled && time.elapsed() < 30000);
     }
-
-    void takesMoreThanAPipeHolds() {
-        const QString script = "head -c 300000 /dev/zero; head -c 300000 /dev/zero >&2";
-        const auto result = PlixProcessHandler::startSync("sh", {"-c", script}, 10000);
-        QCOMPARE(result.getData().size(), 600000);
-    }
 };
 
 QTEST_GUILESS_MAIN(TestProcessHandler)

@@ -3,7 +3,6 @@
 #include <QByteArray>
 #include <QHash>
 #include <QSslSocket>
-#include <QString>
 
 // One HTTP response as it came over the wire.
 struct HttpReply {

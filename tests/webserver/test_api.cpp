@@ -1,3 +1,4 @@
+#include "datamodel.h"
 #include "rawclient.h"
 #include "table.h"
 #include "testdevice.h"
@@ -12,12 +13,9 @@ QVariantHash nodes() {
     const QVariantList rows{QVariantHash{{"title", "One"}, {"value", "a"}},
                             QVariantHash{{"title", "Two"}, {"value", "b"}, {"internal", true}},
                             QVariantHash{{"title", "Three"}, {"value", "c"}}};
-    return {{"player:player/volume",
-             valueNode("i32_", 30, {{"title", "Volume"}, {"minimum", 0}, {"maximum", 100}})},
-            {"player:player/play", QVariantHash{{"title", "Play"}}},
+    return {{"player:player/volume", valueNode("i32_", 30, {{"title", "Volume"}})},
             {"ui:/list", QVariantHash{{"title", "List"}, {"rows", rows}}},
             {"ui:secret", QVariantHash{{"value", "hush"}, {"internal", true}}},
-            {"ui:fixed", QVariantHash{{"value", "stays"}, {"modifiable", false}}},
             {"ui:free", QVariantHash{{"value", "text"}}},
             {strictPath, valueNode("bool_", false, {{"internal", true}})}};
 }
@@ -25,17 +23,13 @@ QVariantHash nodes() {
 // Behaviour, what is asked for, the body of a POST, and the answer, with the name of an error and
 // its message (none: any) behind # signs. `expanded` says what words in capitals stand for.
 const char exchanges[] = R"(
-structure       |getData?VOLUME&roles=title,maximum&type=structure||{"maximum":100,"title":"Volume"}
 no structure    |getData?FREE&roles=value&type=Structure||["text"]
 legacy path     |getData?path=/player/volume&roles=title||["Volume"]
 roles not there |getData?FREE&roles=icon,,value,@all||[null,null,"text",null]
 rows            |getRows?LIST,value&from=0&to=1||ROWS["One","a"],[HIDDEN,null]END
 rows by role    |getRows?LIST&type=structure&from=2&to=2||ROWS{"title":"Three"}END
 no rows         |getRows?path=/ui/list&roles=title&from=2&to=1||ROWSEND
-other case      |getdata?FREE&roles=value||#Error#Error: wrong method!
 no roles        |getData?FREE||#Error#missing path or roles!
-beyond 32 bits  |getRows?LIST&from=0&to=4294967296||#Error#invalid from or to or version!
-internal node   |getData?path=ui:secret&roles=value||#getData failed#Node is internal
 internal, set   |SET=1&path=ui:secret||#setData failed#Node is internal
 post            |getData|{"path":"ui:free","roles":["value","title"]}|["text",null]
 posted numbers  |getRows|{LISTED,"from":"0","to":0,"version":1}|ROWS["One"]END
@@ -44,20 +38,10 @@ deprecated name |setData|{"path":"ui:free","roles":"value","value":[1]}|[1]
 bare number     |SET=25&VOLUME||{"i32_":25}
 wider type      |SET=%7B%22i64_%22:26%7D&path=/player/volume||{"i32_":26}
 read back       |getData?VOLUME&roles=value||[{"i32_":26}]
-activation      |setData?path=player:player/play&role=activate&value=true||true
-beyond maximum  |SET=101&VOLUME||#outOfRange#
-wrong type      |SET=%22x%22&VOLUME||#typeMismatch#
-fixed           |SET=1&path=ui:fixed||#notModifiable#
-made internal   |setData?FREE&role=internal&value=true||#notModifiable#
 no node         |setData?path=ui:nothing&role=activate&value=1||#nodeNotFound#
-no worker       |SET=1&path=nobody:x||#workerNotFound#
 no JSON         |SET=bare&FREE||#Error#
-64 bits         |SET=-9223372036854775808&FREE||-9223372036854775808
-unsigned 64 bits|SET=18446744073709551615&FREE||18446744073709551615
 NUL and a pair  |SET=%22%5Cu0000%5Cud83d%5Cude00%22&FREE||"\u0000😀"
 invalid UTF-8   |SET=%22%FF%22&FREE||"�"
-lone surrogate  |SET=%22%5Cud800%22&FREE||#Error#
-no double       |SET=1e999&FREE||#Error#
 )";
 
 const QByteArray errorStart = R"({"error":{"message":")";

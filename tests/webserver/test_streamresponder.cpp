@@ -167,18 +167,6 @@ negative length                     |1500   |65536|-5
         }
     }
 
-    void servesLocalFile() {
-        const QTemporaryDir folder;
-        writeFile(folder.filePath("track.bin"), "local");
-        Relay relay;
-        relay.producer.reply.insert("localFile", folder.filePath("track.bin"));
-        relay.producer.reply.insert("contentType", "audio/x-test");
-        const HttpReply reply = relay.get();
-        QCOMPARE(reply.body, QByteArray("local"));
-        QCOMPARE(reply.header("Content-Type"), QByteArray("audio/x-test"));
-        QTRY_VERIFY(!relay.hasPipe());
-    }
-
     void clientStopsProducer() {
         std::atomic<qint64> written = 0;
         Relay relay;

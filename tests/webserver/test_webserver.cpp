@@ -43,15 +43,6 @@ class TestWebserver : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void httpOffersNoPages() {
-        TestDevice device;
-        device.writeFile("index.html", "page");
-        QCOMPARE(RawClient::get(device.port(), "/index.html").status, 404);
-        QVERIFY(RawClient::get(device.port(), "/").body.contains("HTTPS"));
-        QCOMPARE(RawClient::get(device.port(), "/api/getData").status, 500);
-        QCOMPARE(device.httpsPort(), 0);
-    }
-
     void deviceCertificateFollowsTheAddresses() {
         {
             TestDevice device(TestDevice::httpsNodes());
@@ -99,11 +90,6 @@ private Q_SLOTS:
 
     void explicitCertificateOffersNoPages() {
         QVariantHash nodes = TestDevice::httpsNodes();
-        const auto text = [&nodes](const QString& path) {
-            return nodes[path].toHash()["value"].toHash()["string_"].toString();
-        };
-        nodes[certificate] =
-            valueNode("string_", text(certificate) + text("settings:/webserver/httpsPrivateKey"));
         nodes[useDeviceCertificate] = valueNode("bool_", false);
         TestDevice device(nodes);
         device.writeFile("index.html", "page");

@@ -46,20 +46,17 @@ QVariantHash text(const QString& value) {
     return valueNode("string_", value, {{"internal", true}});
 }
 
-// Certificate and key.
-QPair<QString, QString> authority() {
+// A certificate and its key in one text.
+QString authority() {
     // One authority for all tests of a program: making a key takes a while.
-    static const QPair<QString, QString> texts = [] {
-        const QTemporaryDir folder;
-        const QString key = folder.filePath("key.pem");
+    static const QString text = [] {
         QProcess openssl;
-        openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout", key,
-                                  "-subj", "/C=AT/O=Test Works/CN=Test authority"});
+        openssl.start("openssl", {"req", "-x509", "-newkey", "rsa:2048", "-nodes", "-keyout",
+                                  "/dev/stdout", "-subj", "/C=AT/O=Test Works/CN=Test authority"});
         openssl.waitForFinished();
-        const QByteArray certificate = openssl.readAllStandardOutput();
-        return qMakePair(QString::fromUtf8(certificate), QString::fromUtf8(readFile(key)));
+        return QString::fromUtf8(openssl.readAllStandardOutput());
     }();
-    return texts;
+    return text;
 }
 
 } // namespace
@@ -105,9 +102,8 @@ LeakCheck::~LeakCheck() {
 }
 
 TestServer::TestServer(bool tls) {
-    // A server with a certificate of its own reads the key from the same text.
-    const auto [certificate, key] = tls ? authority() : QPair<QString, QString>();
-    m_server = std::make_unique<Server>(0, certificate + key, key, false, nullptr);
+    const QString certificate = tls ? authority() : QString();
+    m_server = std::make_unique<Server>(0, certificate, certificate, false, nullptr);
     m_server->start();
 }
 
@@ -161,8 +157,8 @@ TestDevice::~TestDevice() {
 QVariantHash TestDevice::httpsNodes() {
     const QVariantList addresses{QVariantHash{{"ip", "127.0.0.1"}}};
     const QVariantHash network{{"wired", QVariantHash{{"addresses", addresses}}}};
-    return {{PlixWebserverHttpsCertPath().toEncoded(), text(authority().first)},
-            {PlixWebserverHttpsPrivateKeyPath().toEncoded(), text(authority().second)},
+    return {{PlixWebserverHttpsCertPath().toEncoded(), text(authority())},
+            {PlixWebserverHttpsPrivateKeyPath().toEncoded(), text(authority())},
             {PlixWebserverHttpsUseDeviceCertPath().toEncoded(), valueNode("bool_", true)},
             {PlixWebserverHttpsPortPath().toEncoded(), valueNode("i32_", freePort())},
             {PlixNetworkInfoPath().toEncoded(), QVariantHash{{"value", network}}}};

@@ -44,14 +44,6 @@ private:
     int m_pipes;
 };
 
-// A worker that answers when the test says so.
-class HoldingWorker : public CMNodesWorker {
-public:
-    explicit HoldingWorker(const QString& name) : CMNodesWorker({}, name) {}
-    void getDataRequest(const CMGetDataRequest& request) override { requests.append(request); }
-    QList<CMGetDataRequest> requests;
-};
-
 // A server on a free port with the handlers that a test gives it, plain or with a certificate that
 // is made here. At its end it checks that no message has survived.
 class TestServer {
