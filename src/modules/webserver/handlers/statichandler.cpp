@@ -5,6 +5,7 @@
 #include "core/mimetypes.h"
 #include "documentroot.h"
 #include "glibptr.h"
+#include "handlers/keptfiles.h"
 #include "message.h"
 
 #include <QCache>
@@ -187,21 +188,14 @@ void answerMethod(const QFileInfo& file, Message* message, const QByteArray& met
     }
 }
 
-// Opens the canonical name, which is the one that was compared with the document root.
-void serveRegularFile(const QFileInfo& file, const QString& canonical, Message* message,
-                      const QString& contentType) {
-    GErrorPtr error;
-    const GMappedFilePtr mapped(
-        g_mapped_file_new(QFile::encodeName(canonical).constData(), FALSE, error.out()));
-    if (!mapped) {
-        dbglog_error("StaticHandler::handle: Error openning file: " << file.absoluteFilePath()
-                                                                    << " " << error.message());
-        return sendText(
-            message, 500,
-            QStringLiteral("Error opening file: %1").arg(QString::fromUtf8(error.message())));
-    }
+KeptFiles& keptFiles() {
+    static KeptFiles files;
+    return files;
+}
 
-    const StaticHandler::ETagCacheEntry entry = StaticHandler::getCacheEntry(file, mapped.get());
+void sendFile(const QFileInfo& file, const KeptFiles::File& contents, Message* message,
+              const QString& contentType) {
+    const StaticHandler::ETagCacheEntry& entry = contents.entry;
     const QByteArray etag = entry.etag.toLatin1();
     const QByteArray method = message->method();
     message->setContentType(contentType.isEmpty() ? entry.contentType : contentType);
@@ -209,7 +203,29 @@ void serveRegularFile(const QFileInfo& file, const QString& canonical, Message* 
         message->setHeader(QByteArrayLiteral("Content-Security-Policy"),
                            QByteArrayLiteral("upgrade-insecure-requests"));
     if (!answerConditions(message, method, etag, static_cast<qint64>(entry.size)))
-        answerMethod(file, message, method, mapped.get(), etag);
+        answerMethod(file, message, method, contents.mapped.get(), etag);
+}
+
+// Opens the canonical name, which is the one that was compared with the document root.
+void serveRegularFile(const QFileInfo& file, const QString& canonical, const QString& documentRoot,
+                      Message* message, const QString& contentType) {
+    const QByteArray name = QFile::encodeName(canonical);
+    struct stat before = {};
+    stat(name.constData(), &before);
+    GErrorPtr error;
+    GMappedFilePtr mapped(g_mapped_file_new(name.constData(), FALSE, error.out()));
+    if (!mapped) {
+        dbglog_error("StaticHandler::handle: Error openning file: " << file.absoluteFilePath()
+                                                                    << " " << error.message());
+        return sendText(
+            message, 500,
+            QStringLiteral("Error opening file: %1").arg(QString::fromUtf8(error.message())));
+    }
+    const StaticHandler::ETagCacheEntry entry = StaticHandler::getCacheEntry(file, mapped.get());
+    const auto contents =
+        std::make_shared<const KeptFiles::File>(KeptFiles::File{std::move(mapped), entry});
+    keptFiles().keep(file.filePath(), documentRoot, name, FileVersion::of(before), contents);
+    sendFile(file, *contents, message, contentType);
 }
 
 } // namespace
@@ -247,6 +263,8 @@ void StaticHandler::serveFile(const QFileInfo& file, const QString& documentRoot
                               const QString& contentType) {
     dbglog_scopedFunction;
     message->setEncoding(Message::ContentLength);
+    if (const KeptFiles::FilePtr kept = keptFiles().find(file.filePath(), documentRoot))
+        return sendFile(file, *kept, message, contentType);
     const QString canonical = canonicalPath(file, documentRoot);
     if (const char* reason = reasonToHide(file, canonical, documentRoot)) {
         dbglog_info("StaticHandler::handle: request for " << reason
@@ -267,7 +285,7 @@ void StaticHandler::serveFile(const QFileInfo& file, const QString& documentRoot
         return serveFile(QFileInfo(canonical), documentRoot, rootPage, message, contentType);
     if (file.isDir())
         return serveDirectory(file, canonical, documentRoot, rootPage, message, contentType);
-    serveRegularFile(file, canonical, message, contentType);
+    serveRegularFile(file, canonical, documentRoot, message, contentType);
 }
 
 StaticHandler::ETagCacheEntry StaticHandler::getCacheEntry(const QFileInfo& file,

@@ -1,11 +1,11 @@
 #pragma once
 
+#include "fileversion.h"
 #include "responders/pagetemplate.h"
 
 #include <QCache>
 
 #include <memory>
-#include <sys/stat.h>
 
 // The template pages that were asked for lately, parsed. A page is found by its file's name, as
 // long as that names the very file that was read and nothing has been written to it.
@@ -21,19 +21,8 @@ public:
     void keep(const QString& fileName, const struct stat& file, const PagePtr& page);
 
 private:
-    // Of a file. The time of its last change comes from the system alone: unlike that of the last
-    // modification nobody can set it back.
-    struct Version {
-        dev_t device;
-        ino_t inode;
-        off_t size;
-        timespec changed;
-
-        static Version of(const struct stat& file);
-        bool operator==(const Version& other) const;
-    };
     struct Entry {
-        Version version;
+        FileVersion version;
         PagePtr page;
     };
 
