@@ -32,6 +32,31 @@ struct WaitingServer : TestServer {
     }
 };
 
+// How many of the connections that came are still in memory.
+class LivingSockets {
+public:
+    explicit LivingSockets(SoupServer* server)
+        : m_requestStarted(server, "request-started", G_CALLBACK(on_requestStarted), this) {}
+    ~LivingSockets() {
+        for (GObject* socket : m_sockets)
+            g_object_weak_unref(socket, on_gone, this);
+    }
+    int count() const { return m_sockets.size(); }
+
+private:
+    static void on_requestStarted(SoupServer*, SoupMessage*, SoupClientContext* client,
+                                  LivingSockets* self) {
+        self->m_sockets.append(G_OBJECT(soup_client_context_get_gsocket(client)));
+        g_object_weak_ref(self->m_sockets.last(), on_gone, self);
+    }
+    static void on_gone(gpointer self, GObject* socket) {
+        static_cast<LivingSockets*>(self)->m_sockets.removeOne(socket);
+    }
+
+    GSignalConnection m_requestStarted;
+    QList<GObject*> m_sockets;
+};
+
 const QByteArray get = RawClient::requestBytes("GET", "/");
 const QByteArray upload = "POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 10000\r\n\r\n";
 constexpr int promptMs = 2500;
@@ -80,15 +105,26 @@ private Q_SLOTS:
         QCOMPARE(client.readReply().body.size(), body.size());
     }
 
-    void unfinishedHandshakeEndsWithTheServer() {
+    void unfinishedHandshakeLeavesNothing_data() {
+        QTest::addColumn<int>("patience");
+        QTest::newRow("when the server stops") << 30000;
+        QTest::newRow("when the client takes too long") << 400;
+    }
+    void unfinishedHandshakeLeavesNothing() {
+        QFETCH(int, patience);
         TestServer server(true);
+        server.server().setPatience(patience);
+        const LivingSockets sockets(server.server().soupServer());
         RawClient silent(server.port());
         RawClient begun(server.port());
         begun.send(QByteArray("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11));
+        QTRY_COMPARE(sockets.count(), 2);
         QTest::qWait(50);
-        server.server().stop();
+        if (patience > promptMs)
+            server.server().stop();
         QVERIFY(silent.waitForClose());
         QVERIFY(begun.waitForClose());
+        QTRY_COMPARE(sockets.count(), 0);
         // The fixture finds what is left open.
     }
 

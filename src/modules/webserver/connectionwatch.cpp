@@ -4,6 +4,7 @@
 #include "hangupwatch.h"
 #include "lingeringclose.h"
 #include "tunnelguard.h"
+#include "unfinishedhandshake.h"
 #include "wholebody.h"
 
 #include <algorithm>
@@ -23,9 +24,6 @@ constexpr int sweepMs = 1000;
 constexpr int closeSweepMs = 200;
 // How long an answer may take to begin, or to go on, for a client that sends no more.
 constexpr int graceMs = 1000;
-// A socket that has been shut down is closed so much later: a thread that waits for it in a TLS
-// handshake has noticed the end by then, and would otherwise wait for ever.
-constexpr qint64 closeDelayMs = 1000;
 // Less of a body within the time allowed is a client that wants to hold the connection.
 constexpr qint64 minProgressBytes = 1024;
 
@@ -91,7 +89,8 @@ GQuark watchQuark() {
 } // namespace
 
 ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
-    : m_requestStarted(server, "request-started", G_CALLBACK(on_requestStarted), this),
+    : m_https(https),
+      m_requestStarted(server, "request-started", G_CALLBACK(on_requestStarted), this),
       m_events([this](void* client) { noticeEnd(static_cast<SoupClientContext*>(client)); }) {
     g_object_set_qdata(G_OBJECT(server), watchQuark(), this);
     guardAgainstTunnels();
@@ -106,10 +105,7 @@ ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
         GSignalConnection(server, "request-aborted", G_CALLBACK(on_requestEnded), this);
 }
 
-ConnectionWatch::~ConnectionWatch() {
-    for (const ClosingSocket& closing : m_closing)
-        g_socket_close(closing.socket.get(), nullptr);
-}
+ConnectionWatch::~ConnectionWatch() = default;
 
 ConnectionWatch* ConnectionWatch::of(SoupServer* server) {
     return static_cast<ConnectionWatch*>(g_object_get_qdata(G_OBJECT(server), watchQuark()));
@@ -159,6 +155,11 @@ void ConnectionWatch::startRequest(SoupMessage* message, SoupClientContext* clie
     connection.since = nowMs();
     connection.held = false;
     connection.refusal = {};
+}
+
+// Before libsoup closes a connection, so that nothing waits for its client.
+void ConnectionWatch::shutDown(const Connection& connection) {
+    g_socket_shutdown(connection.socket.get(), TRUE, TRUE, nullptr);
 }
 
 // libsoup waits until a TLS connection's farewell has been sent, and everybody with it. A client
@@ -254,17 +255,23 @@ void ConnectionWatch::on_gotBody(SoupMessage*, Connection* connection) {
 void ConnectionWatch::refuse(Connection* connection, const Refusal& refusal) {
     dbglog_warning("Refused a request from " << soup_client_context_get_host(connection->client)
                                              << ": " << refusal.reason);
+    const GObjectPtr<SoupMessage> message = connection->message;
+    auto socket = connection->socket;
+    // The refusal may be the connection's, and goes with it.
+    const QByteArray answer = answerTo(refusal);
+    auto stream = takeAway(connection);
+    // An early handler may have begun with the request. libsoup says nothing more about it.
+    soup_message_finished(message.get());
+    m_lingering.push_back(
+        std::make_unique<LingeringClose>(std::move(stream), std::move(socket), answer));
+}
+
+GObjectPtr<GIOStream> ConnectionWatch::takeAway(Connection* connection) {
     const auto node = m_connections.extract(connection->client);
     connection->disconnected.disconnect();
     m_events.remove(connection->socket.get());
     WholeBody::stopFollowing(connection->socket.get());
-    const GObjectPtr<SoupMessage> message = connection->message;
-    auto stream =
-        GObjectPtr<GIOStream>::adopt(soup_client_context_steal_connection(connection->client));
-    // An early handler may have begun with the request. libsoup says nothing more about it.
-    soup_message_finished(message.get());
-    m_lingering.push_back(std::make_unique<LingeringClose>(
-        std::move(stream), std::move(connection->socket), answerTo(refusal)));
+    return GObjectPtr<GIOStream>::adopt(soup_client_context_steal_connection(connection->client));
 }
 
 void ConnectionWatch::setHeld(SoupClientContext* client, bool held) {
@@ -325,14 +332,9 @@ int ConnectionWatch::sweepInterval(bool someMayHaveGone) const {
 
 void ConnectionWatch::sweep() {
     m_lingering.remove_if([](const auto& lingering) { return lingering->isOver(); });
+    m_handshakes.remove_if([](const auto& handshake) { return handshake->isOver(); });
 
     const qint64 now = nowMs();
-    m_closing.remove_if([now](const ClosingSocket& closing) {
-        if (closing.deadline > now)
-            return false;
-        g_socket_close(closing.socket.get(), nullptr);
-        return true;
-    });
     bool someMayHaveGone = false;
     std::vector<SoupClientContext*> lost;
     for (const auto& [client, connection] : m_connections) {
@@ -343,7 +345,7 @@ void ConnectionWatch::sweep() {
     for (SoupClientContext* client : lost)
         end(client);
 
-    if (m_connections.empty() && m_lingering.empty() && m_closing.empty())
+    if (m_connections.empty() && m_lingering.empty() && m_handshakes.empty())
         m_sweep.stop();
     else
         m_sweep.start(sweepInterval(someMayHaveGone));
@@ -357,22 +359,35 @@ void ConnectionWatch::end(SoupClientContext* client) {
         "Ending the connection of "
         << soup_client_context_get_host(client)
         << (connection->phase == Phase::Answer ? ", which has left" : ", which sends nothing"));
-    const GObjectPtr<GSocket> socket = connection->socket;
-    closeSoon(socket);
+    if (mayBeInHandshake(*connection))
+        return endHandshake(connection);
+    shutDown(*connection);
     soup_socket_disconnect(socketOf(client));
 }
 
-// During a TLS handshake libsoup leaves the socket open for ever.
-void ConnectionWatch::closeSoon(const GObjectPtr<GSocket>& socket) {
-    g_socket_shutdown(socket.get(), TRUE, TRUE, nullptr);
-    m_closing.push_back({socket, nowMs() + closeDelayMs});
+bool ConnectionWatch::mayBeInHandshake(const Connection& connection) const {
+    return m_https && connection.phase == Phase::Head;
+}
+
+void ConnectionWatch::endHandshake(Connection* connection) {
+    auto socket = connection->socket;
+    auto stream = takeAway(connection);
+    m_handshakes.push_back(
+        std::make_unique<UnfinishedHandshake>(std::move(stream), std::move(socket)));
 }
 
 void ConnectionWatch::endAll(const std::function<void()>& disconnectAll) {
-    for (const auto& [client, connection] : m_connections)
-        closeSoon(connection.socket);
+    std::vector<Connection*> inHandshake;
+    for (auto& [client, connection] : m_connections) {
+        if (mayBeInHandshake(connection))
+            inHandshake.push_back(&connection);
+        else
+            shutDown(connection);
+    }
+    for (Connection* connection : inHandshake)
+        endHandshake(connection);
     disconnectAll();
-    if (!m_closing.empty())
+    if (!m_handshakes.empty())
         m_sweep.start(sweepMs);
     m_lingering.clear();
 }

@@ -16,6 +16,7 @@
 
 class HangUpWatch;
 class LingeringClose;
+class UnfinishedHandshake;
 
 // Watches over the connections of one libsoup server, and stands in front of all its handlers.
 //
@@ -84,11 +85,6 @@ private:
         GSignalConnection gotBody;
     };
 
-    struct ClosingSocket {
-        GObjectPtr<GSocket> socket;
-        qint64 deadline;
-    };
-
     Connection* find(SoupClientContext* client);
     Connection& open(SoupClientContext* client);
     void startRequest(SoupMessage* message, SoupClientContext* client);
@@ -96,13 +92,18 @@ private:
     void checkLength(Connection* connection);
     void countChunk(Connection* connection, qint64 length);
     void refuse(Connection* connection, const Refusal& refusal);
+    // From libsoup, and from here: nobody knows the connection afterwards.
+    GObjectPtr<GIOStream> takeAway(Connection* connection);
     void endWithoutWaiting(const Connection& connection);
     void noticeEnd(SoupClientContext* client);
     int sweepInterval(bool someMayHaveGone) const;
     void sweep();
     bool isLost(const Connection& connection, qint64 now) const;
     void end(SoupClientContext* client);
-    void closeSoon(const GObjectPtr<GSocket>& socket);
+    // Also true of a connection that is idle after its handshake.
+    bool mayBeInHandshake(const Connection& connection) const;
+    void endHandshake(Connection* connection);
+    static void shutDown(const Connection& connection);
 
     static void on_requestStarted(SoupServer*, SoupMessage* message, SoupClientContext* client,
                                   ConnectionWatch* self);
@@ -116,7 +117,8 @@ private:
     // Nodes stay where they are: signal handlers point to them.
     std::unordered_map<SoupClientContext*, Connection> m_connections;
     std::list<std::unique_ptr<LingeringClose>> m_lingering;
-    std::list<ClosingSocket> m_closing;
+    std::list<std::unique_ptr<UnfinishedHandshake>> m_handshakes;
+    bool m_https;
     GSignalConnection m_requestStarted;
     GSignalConnection m_requestFinished;
     GSignalConnection m_requestAborted;
