@@ -10,12 +10,13 @@
 struct SocketEvents::Socket {
     ~Socket() {
         if (events)
-            events->m_sockets.erase(this);
+            events->m_sockets.erase(id);
     }
 
     SocketEvents* events; // null when it is not watched any more
     GSocket* socket;
     void* key;
+    guint64 id;
     // Whether there may be something to read: the kernel tells of each arrival once.
     bool isReadable = true;
     bool hasEnded = false;
@@ -162,7 +163,7 @@ SocketEvents::SocketEvents(Callback ended)
 }
 
 SocketEvents::~SocketEvents() {
-    for (Socket* socket : m_sockets)
+    for (const auto& [id, socket] : m_sockets)
         socket->events = nullptr;
     m_source.reset();
     close(m_epoll);
@@ -172,9 +173,9 @@ void SocketEvents::add(GSocket* socket, void* key) {
     SocketInputHooks::install();
     epoll_event event{};
     event.events = EPOLLIN | EPOLLRDHUP | EPOLLET;
-    auto* entry = new Socket{this, socket, key};
-    event.data.ptr = entry;
-    m_sockets.insert(entry);
+    auto* entry = new Socket{this, socket, key, ++m_lastId};
+    event.data.u64 = entry->id;
+    m_sockets.emplace(entry->id, entry);
     g_object_set_qdata_full(G_OBJECT(socket), socketQuark(), entry,
                             [](void* data) { delete static_cast<Socket*>(data); });
     epoll_ctl(m_epoll, EPOLL_CTL_ADD, g_socket_get_fd(socket), &event);
@@ -185,7 +186,7 @@ void SocketEvents::remove(GSocket* socket) {
     if (!entry || !entry->events)
         return;
     epoll_ctl(m_epoll, EPOLL_CTL_DEL, g_socket_get_fd(socket), nullptr);
-    m_sockets.erase(entry);
+    m_sockets.erase(entry->id);
     entry->events = nullptr;
     // Who waits for it now has to find another way.
     entry->isReadable = true;
@@ -195,10 +196,15 @@ void SocketEvents::fetch() {
     std::array<epoll_event, maxEvents> events;
     const int count = epoll_wait(m_epoll, events.data(), maxEvents, 0);
     for (int i = 0; i < count; ++i) {
-        auto* socket = static_cast<Socket*>(events[static_cast<size_t>(i)].data.ptr);
+        const epoll_event& event = events[static_cast<size_t>(i)];
+        // A copy: the kernel packs its structure.
+        const guint64 id = event.data.u64;
+        const auto found = m_sockets.find(id);
+        if (found == m_sockets.end())
+            continue;
+        Socket* socket = found->second;
         socket->isReadable = true;
-        if (socket->hasEnded ||
-            (events[static_cast<size_t>(i)].events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) == 0)
+        if (socket->hasEnded || (event.events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) == 0)
             continue;
         socket->hasEnded = true;
         m_ended.push_back(GObjectPtr<GSocket>::share(socket->socket));

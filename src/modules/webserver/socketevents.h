@@ -5,7 +5,7 @@
 #include <gio/gio.h>
 
 #include <functional>
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 // Waits for input from all sockets of a server, and for the end of their streams, behind one
@@ -46,7 +46,10 @@ private:
     Callback m_callback;
     int m_epoll;
     GSourcePtr m_source;
-    std::unordered_set<Socket*> m_sockets;
+    // By numbers of their own: while a child process starts, it holds sockets that are closed here,
+    // and the kernel goes on to tell of them.
+    std::unordered_map<guint64, Socket*> m_sockets;
+    guint64 m_lastId = 0;
     // Of streams that have ended, and were not told of yet.
     std::vector<GObjectPtr<GSocket>> m_ended;
 };
