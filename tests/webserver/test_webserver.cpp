@@ -36,6 +36,40 @@ bool isAnySocketCorked() {
     return false;
 }
 
+// A line that takes a few bytes at a time, and none in between, from all sockets of this process.
+class NarrowLine {
+public:
+    // Before anything else changes how sockets are written to.
+    static void install() {
+        const auto socket = GObjectPtr<GSocket>::adopt(g_socket_new(
+            G_SOCKET_FAMILY_IPV4, G_SOCKET_TYPE_STREAM, G_SOCKET_PROTOCOL_TCP, nullptr));
+        const auto connection = GObjectPtr<GSocketConnection>::adopt(
+            g_socket_connection_factory_create_connection(socket.get()));
+        auto* functions = G_POLLABLE_OUTPUT_STREAM_GET_INTERFACE(
+            g_io_stream_get_output_stream(G_IO_STREAM(connection.get())));
+        original = functions->write_nonblocking;
+        functions->write_nonblocking = write;
+    }
+
+    NarrowLine() { isNarrow = true; }
+    ~NarrowLine() { isNarrow = false; }
+
+private:
+    static gssize write(GPollableOutputStream* stream, const void* data, gsize length,
+                        GError** error) {
+        static gsize count = 0;
+        if (!isNarrow)
+            return original(stream, data, length, error);
+        if (++count % 3 > 0)
+            return original(stream, data, std::min(length, count % 1000), error);
+        g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_WOULD_BLOCK, "");
+        return -1;
+    }
+
+    static inline decltype(GPollableOutputStreamInterface::write_nonblocking) original = nullptr;
+    static inline bool isNarrow = false;
+};
+
 } // namespace
 
 // The worker as the host makes it: which server offers what, and the device's certificate.
@@ -43,6 +77,8 @@ class TestWebserver : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase() { NarrowLine::install(); }
+
     void deviceCertificateFollowsTheAddresses() {
         {
             TestDevice device(TestDevice::httpsNodes());
@@ -125,6 +161,40 @@ private Q_SLOTS:
                          tls || !target.startsWith("/page") ? status : 404);
                 QVERIFY2(!isAnySocketCorked(), target.constData());
             }
+        }
+    }
+
+    // Over a line on which writes end anywhere in a header or in a body.
+    void answersFollowEachOther() {
+        QVariantHash nodes = TestDevice::httpsNodes();
+        nodes["test:long"] = valueNode("string_", QString(5000, 'x'));
+        const TestDevice device(nodes);
+        const NarrowLine line;
+        device.writeFile("small", noise(3000));
+        device.writeFile("large", noise(60000));
+        device.writeFile("page.fcgi", "page");
+        plixSetPlatformPaths(device.root() + '/', QString());
+        const QByteArray file = "/file/stream/" + device.root().toUtf8();
+        const std::pair<QByteArray, QByteArray> requests[] = {
+            {"GET", "/api/getData?path=test:long&roles=value"},
+            {"GET", file + "/small"},
+            {"HEAD", file + "/small"},
+            {"GET", file + "/large"},
+            {"GET", "/page.fcgi"}};
+        for (const bool tls : {false, true}) {
+            const int port = tls ? device.httpsPort() : device.port();
+            QByteArrayList expected;
+            QByteArray all;
+            for (const auto& [method, target] : requests) {
+                expected << RawClient::request(port, method, target, {}, {}, tls).body;
+                all += RawClient::requestBytes(method, target);
+            }
+            QCOMPARE(expected[3], noise(60000));
+            RawClient client(port, tls);
+            constexpr int rounds = 20;
+            client.send(all.repeated(rounds));
+            for (int i = 0; i < rounds * expected.size(); ++i)
+                QCOMPARE(client.readReply(i % 5 == 2).body, expected[i % 5]);
         }
     }
 
