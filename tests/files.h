@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
@@ -17,4 +18,10 @@ inline void writeFile(const QString& path, const QByteArray& content) {
 inline QByteArray readFile(const QString& path) {
     QFile file(path);
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+}
+
+inline void setModificationTime(const QString& path, qint64 seconds) {
+    QFile file(path);
+    QVERIFY(file.open(QIODevice::ReadWrite));
+    file.setFileTime(QDateTime::fromSecsSinceEpoch(seconds), QFile::FileModificationTime);
 }

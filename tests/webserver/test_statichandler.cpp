@@ -1,6 +1,7 @@
 #include "core/plixhost.h"
 #include "handlers/responderhandler.h"
 #include "handlers/statichandler.h"
+#include "openwatch.h"
 #include "rawclient.h"
 #include "responders/fileresponder.h"
 #include "responders/responderfactory.h"
@@ -139,13 +140,41 @@ private Q_SLOTS:
         for (const auto& [content, seconds] :
              {std::pair("one", 1), std::pair("two", 2), std::pair("three", 2)}) {
             write("changing", content);
-            QFile file(m_root.filePath("changing"));
-            QVERIFY(file.open(QIODevice::ReadWrite));
-            file.setFileTime(QDateTime::fromSecsSinceEpoch(seconds), QFile::FileModificationTime);
+            setModificationTime(m_root.filePath("changing"), seconds);
             const QByteArray tag = RawClient::get(m_server->port(), "/changing").header("ETag");
             QVERIFY(!tags.contains(tag));
             tags << tag;
         }
+    }
+
+    void noticesChangesOfKeptFiles() {
+        // One is written anew with the same size, the other one led out of the root.
+        const QByteArrayList names{"written", "led"};
+        std::vector<std::unique_ptr<OpenWatch>> watches;
+        for (const QByteArray& name : names) {
+            write(name, "one");
+            setModificationTime(m_root.filePath(name), 1);
+            watches.push_back(std::make_unique<OpenWatch>(m_root.filePath(name)));
+        }
+        const auto areKept = [&] {
+            bool isOpened = false;
+            for (int i = 0; i < 2; ++i) {
+                watches[i]->wasOpened();
+                RawClient::get(m_server->port(), "/" + names[i]);
+                isOpened = watches[i]->wasOpened() || isOpened;
+            }
+            return !isOpened;
+        };
+        QVERIFY(!areKept());
+        QVERIFY(!areKept());
+        QTRY_VERIFY_WITH_TIMEOUT(areKept(), 10000);
+        const QByteArray tag = RawClient::get(m_server->port(), "/written").header("ETag");
+        write("written", "two");
+        setModificationTime(m_root.filePath("written"), 2);
+        QVERIFY(RawClient::get(m_server->port(), "/written").header("ETag") != tag);
+        QVERIFY(QFile::remove(m_root.filePath("led")));
+        QVERIFY(QFile::link("../secret", m_root.filePath("led")));
+        QCOMPARE(RawClient::get(m_server->port(), "/led").status, 404);
     }
 };
 
