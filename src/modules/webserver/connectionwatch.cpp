@@ -1,11 +1,11 @@
 #include "connectionwatch.h"
 
+#include "bodypiece.h"
 #include "core/dbglog.h"
 #include "hangupwatch.h"
 #include "lingeringclose.h"
 #include "tunnelguard.h"
 #include "unfinishedhandshake.h"
-#include "wholebody.h"
 
 #include <algorithm>
 #include <cstring>
@@ -270,7 +270,7 @@ GObjectPtr<GIOStream> ConnectionWatch::takeAway(Connection* connection) {
     const auto node = m_connections.extract(connection->client);
     connection->disconnected.disconnect();
     m_events.remove(connection->socket.get());
-    WholeBody::stopFollowing(connection->socket.get());
+    BodyPiece::stopFollowing(connection->socket.get());
     return GObjectPtr<GIOStream>::adopt(soup_client_context_steal_connection(connection->client));
 }
 

@@ -311,16 +311,16 @@ void Message::setEncoding(Encoding encoding) {
             break;
         case SOUP_HTTP_1_1:
             soupEncoding = SOUP_ENCODING_CHUNKED;
-            WholeBody::prepareLibsoup();
+            BodyPiece::prepareLibsoup();
             break;
         }
     }
     soup_message_headers_set_encoding(m_data.message->response_headers, soupEncoding);
 }
 
-// Whether what is sent next can be the whole of a chunked body, and is worth preparing for that.
-bool Message::mayBeWhole(qint64 length) const {
-    return m_data.message->response_body->length == 0 && length <= WholeBody::maxChunk &&
+// Whether a piece of a chunked body is worth a copy with a chunk's marks around it.
+bool Message::isFramed(qint64 length) const {
+    return length > 0 && length <= BodyPiece::maxChunk &&
            soup_message_headers_get_encoding(m_data.message->response_headers) ==
                SOUP_ENCODING_CHUNKED;
 }
@@ -343,8 +343,13 @@ void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
 void Message::responseBodyAdd(const char* data, qint64 length) {
     if (!isOpen())
         return;
-    if (mayBeWhole(length))
-        return appendBuffer(WholeBody::newChunk(data, length, &m_onlyPiece));
+    if (isFramed(length)) {
+        std::weak_ptr<BodyPiece> piece;
+        const SoupBufferPtr buffer = BodyPiece::newChunk(data, length, &piece);
+        if (responseBodyLength() == 0)
+            m_onlyPiece = piece;
+        return appendBuffer(buffer);
+    }
     soup_message_body_append(m_data.message->response_body, SOUP_MEMORY_COPY, data,
                              static_cast<gsize>(length));
     unpause();
@@ -357,7 +362,7 @@ void Message::responseBodyAdd(const QByteArray& data) {
                            << (data.size() > loggedBodyBytes ? "..." : ""));
     if (data.isEmpty())
         return unpause();
-    if (mayBeWhole(data.size()))
+    if (isFramed(data.size()))
         return responseBodyAdd(data.constData(), data.size());
     auto* owner = new QByteArray(data);
     appendBuffer(SoupBufferPtr(
@@ -371,7 +376,7 @@ void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length) {
     Q_ASSERT(start >= 0 && length > 0 &&
              static_cast<gsize>(start + length) <= g_mapped_file_get_length(file));
     const bool isFirst = responseBodyLength() == 0;
-    SoupBufferPtr part = WholeBody::newPart(file, start, length, &m_onlyPiece);
+    SoupBufferPtr part = BodyPiece::newPart(file, start, length, &m_onlyPiece);
     SoupMessageHeaders* headers = m_data.message->response_headers;
     if (isFirst && followsHeader() &&
         soup_message_headers_get_encoding(headers) == SOUP_ENCODING_CONTENT_LENGTH &&
@@ -407,7 +412,7 @@ void Message::responseBodyComplete() {
     unpause();
 }
 
-void Message::sendWithHeader(const std::shared_ptr<WholeBody>& body) {
+void Message::sendWithHeader(const std::shared_ptr<BodyPiece>& body) {
     if (!soup_client_context_get_gsocket(m_data.client))
         return;
     body->followHeader(m_data.client);

@@ -1,8 +1,8 @@
 #pragma once
 
+#include "bodypiece.h"
 #include "core/plixurl.h"
 #include "glibptr.h"
-#include "wholebody.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -113,9 +113,9 @@ protected:
     void connectNotify(const QMetaMethod& signal) override;
 
 private:
-    bool mayBeWhole(qint64 length) const;
+    bool isFramed(qint64 length) const;
     bool followsHeader() const;
-    void sendWithHeader(const std::shared_ptr<WholeBody>& body);
+    void sendWithHeader(const std::shared_ptr<BodyPiece>& body);
     void appendBuffer(const SoupBufferPtr& buffer);
     void cork();
     void uncork();
@@ -135,7 +135,7 @@ private:
     QString m_fullUri;
     mutable PlixUrl m_url;
     // The first piece of a body, until libsoup has written it.
-    std::weak_ptr<WholeBody> m_onlyPiece;
+    std::weak_ptr<BodyPiece> m_onlyPiece;
     bool m_isSentWithHeader = false;
     // Made when somebody wants to hear of chunks: most exchanges end without.
     GSignalConnection m_gotChunk;

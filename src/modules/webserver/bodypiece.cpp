@@ -1,4 +1,4 @@
-#include "wholebody.h"
+#include "bodypiece.h"
 
 #include <QHash>
 
@@ -10,13 +10,15 @@
 
 namespace {
 
-constexpr char bodyEnd[] = "\r\n0\r\n\r\n";
+constexpr char chunkEnd[] = "\r\n";
+constexpr char bodyEnd[] = "0\r\n\r\n";
+constexpr gssize bodyEndSize = sizeof bodyEnd - 1;
 // Of a header and what goes with it; as much as one record of TLS carries.
 constexpr gsize maxTogether = 16384;
 
 // By what libsoup is given to write, which is all that it passes on.
-QHash<const void*, WholeBody*>& pieces() {
-    static QHash<const void*, WholeBody*> pieces;
+QHash<const void*, BodyPiece*>& pieces() {
+    static QHash<const void*, BodyPiece*> pieces;
     return pieces;
 }
 
@@ -41,7 +43,7 @@ WriteFunction writeChunk = nullptr;
 // In the place of the functions of the streams below, of sockets and of TLS. Bodies, which pass
 // through BodyStreamHooks, find nothing left to follow here.
 struct HeaderHooks {
-    using Outlet = WholeBody::Outlet;
+    using Outlet = BodyPiece::Outlet;
     using OutletPtr = std::shared_ptr<Outlet>;
 
     static inline GType socketStreamType = 0;
@@ -120,24 +122,24 @@ struct HeaderHooks {
 
     static gssize writeHeader(WriteFunction original, Outlet* outlet, GPollableOutputStream* stream,
                               const void* header, gsize length, GError** error) {
-        WholeBody* body = outlet->next;
-        if (!body || length >= maxTogether)
+        BodyPiece* piece = outlet->next;
+        if (!piece || length >= maxTogether)
             return original(stream, header, length, error);
         std::array<char, maxTogether> text;
-        const gsize part = std::min(maxTogether - length, static_cast<gsize>(body->m_size));
+        const gsize part = std::min(maxTogether - length, static_cast<gsize>(piece->m_size));
         std::memcpy(text.data(), header, length);
-        std::memcpy(text.data() + length, body->m_begin, part);
+        std::memcpy(text.data() + length, piece->m_begin, part);
         // Who is told to wait comes again with the same, as TLS expects.
         const gssize written = original(stream, text.data(), length + part, error);
         if (written < static_cast<gssize>(length))
             return written;
         outlet->next = nullptr;
         const gssize sent = written - static_cast<gssize>(length);
-        if (body->m_file) {
-            outlet->data = body->m_data;
+        if (piece->m_file) {
+            outlet->data = piece->m_data;
             outlet->sent = sent;
         } else {
-            body->m_written = sent;
+            piece->m_written = sent;
         }
         return static_cast<gssize>(length);
     }
@@ -156,30 +158,29 @@ struct BodyStreamHooks {
             if (sent > 0 && (*outlet)->data == data)
                 return sent;
         }
-        WholeBody* body = pieces().value(data);
-        if (body && body->m_isWhole)
-            return writeWhole(body, stream, connection, length, error);
-        if (body)
-            body->m_isBegun = true;
-        return writeChunk(stream, data, length, error);
+        BodyPiece* piece = pieces().value(data);
+        return piece ? writePiece(piece, stream, connection, length, error)
+                     : writeChunk(stream, data, length, error);
     }
 
-    static gssize writeWhole(WholeBody* body, GPollableOutputStream* stream,
+    static gssize writePiece(BodyPiece* piece, GPollableOutputStream* stream,
                              GPollableOutputStream* connection, gsize length, GError** error) {
-        const gssize missing = body->m_size - body->m_written;
+        const gssize size = piece->m_size - (piece->m_isWhole ? 0 : bodyEndSize);
+        const gssize missing = size - piece->m_written;
         if (missing > 0) {
             const gssize written = g_pollable_output_stream_write_nonblocking(
-                connection, body->m_begin + body->m_written, static_cast<gsize>(missing), nullptr,
+                connection, piece->m_begin + piece->m_written, static_cast<gsize>(missing), nullptr,
                 error);
             if (written < 0)
                 return written;
-            body->m_written += written;
+            piece->m_written += written;
             if (written < missing) {
                 g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_WOULD_BLOCK, "");
                 return -1;
             }
         }
-        g_object_set_qdata(G_OBJECT(stream), endedQuark(), stream);
+        if (piece->m_isWhole)
+            g_object_set_qdata(G_OBJECT(stream), endedQuark(), stream);
         return static_cast<gssize>(length);
     }
 
@@ -197,7 +198,7 @@ struct BodyStreamHooks {
     }
 };
 
-void WholeBody::prepareLibsoup() {
+void BodyPiece::prepareLibsoup() {
     if (streamClass)
         return;
     // Known to the type system by then, although libsoup's headers do not show it.
@@ -217,47 +218,48 @@ void WholeBody::prepareLibsoup() {
     pollable->write_nonblocking = BodyStreamHooks::write;
 }
 
-SoupBufferPtr WholeBody::newChunk(const char* data, qint64 length,
-                                  std::weak_ptr<WholeBody>* piece) {
+SoupBufferPtr BodyPiece::newChunk(const char* data, qint64 length, std::weak_ptr<BodyPiece>* made) {
     if (!streamClass)
         return SoupBufferPtr(soup_buffer_new(SOUP_MEMORY_COPY, data, static_cast<gsize>(length)));
-    const std::shared_ptr<WholeBody> body(new WholeBody);
+    const std::shared_ptr<BodyPiece> piece(new BodyPiece);
     const QByteArray mark = QByteArray::number(length, 16) + "\r\n";
-    body->m_text.reserve(mark.size() + static_cast<int>(length + sizeof bodyEnd));
-    body->m_text.append(mark).append(data, static_cast<int>(length)).append(bodyEnd);
-    body->m_begin = body->m_text.constData();
-    body->m_size = body->m_text.size();
-    body->m_data = body->m_begin + mark.size();
-    body->m_length = length;
-    pieces().insert(body->m_data, body.get());
-    return newBuffer(body, piece);
+    piece->m_text.reserve(
+        static_cast<int>(mark.size() + length + sizeof chunkEnd + sizeof bodyEnd));
+    piece->m_text.append(mark).append(data, static_cast<int>(length));
+    piece->m_text.append(chunkEnd).append(bodyEnd);
+    piece->m_begin = piece->m_text.constData();
+    piece->m_size = piece->m_text.size();
+    piece->m_data = piece->m_begin + mark.size();
+    piece->m_length = length;
+    pieces().insert(piece->m_data, piece.get());
+    return newBuffer(piece, made);
 }
 
-SoupBufferPtr WholeBody::newPart(GMappedFile* file, qint64 start, qint64 length,
-                                 std::weak_ptr<WholeBody>* piece) {
-    const std::shared_ptr<WholeBody> body(new WholeBody);
-    body->m_file.reset(g_mapped_file_ref(file));
-    body->m_data = body->m_begin = g_mapped_file_get_contents(file) + start;
-    body->m_length = body->m_size = length;
-    return newBuffer(body, piece);
+SoupBufferPtr BodyPiece::newPart(GMappedFile* file, qint64 start, qint64 length,
+                                 std::weak_ptr<BodyPiece>* made) {
+    const std::shared_ptr<BodyPiece> piece(new BodyPiece);
+    piece->m_file.reset(g_mapped_file_ref(file));
+    piece->m_data = piece->m_begin = g_mapped_file_get_contents(file) + start;
+    piece->m_length = piece->m_size = length;
+    return newBuffer(piece, made);
 }
 
-SoupBufferPtr WholeBody::newBuffer(std::shared_ptr<WholeBody> body,
-                                   std::weak_ptr<WholeBody>* piece) {
-    *piece = body;
-    const char* data = body->m_data;
-    const auto length = static_cast<gsize>(body->m_length);
+SoupBufferPtr BodyPiece::newBuffer(std::shared_ptr<BodyPiece> piece,
+                                   std::weak_ptr<BodyPiece>* made) {
+    *made = piece;
+    const char* data = piece->m_data;
+    const auto length = static_cast<gsize>(piece->m_length);
     return SoupBufferPtr(soup_buffer_new_with_owner(
-        data, length, new std::shared_ptr<WholeBody>(std::move(body)),
-        [](void* held) { delete static_cast<std::shared_ptr<WholeBody>*>(held); }));
+        data, length, new std::shared_ptr<BodyPiece>(std::move(piece)),
+        [](void* held) { delete static_cast<std::shared_ptr<BodyPiece>*>(held); }));
 }
 
-bool WholeBody::setComplete(qint64 bodyLength) {
-    m_isWhole = !m_file && !m_isBegun && bodyLength == m_length;
+bool BodyPiece::setComplete(qint64 bodyLength) {
+    m_isWhole = !m_file && m_written == 0 && bodyLength == m_length;
     return m_isWhole;
 }
 
-void WholeBody::followHeader(SoupClientContext* client) {
+void BodyPiece::followHeader(SoupClientContext* client) {
     GSocket* socket = soup_client_context_get_gsocket(client);
     if (const auto* outlet = HeaderHooks::get(socket)) {
         m_outlet = *outlet;
@@ -271,12 +273,12 @@ void WholeBody::followHeader(SoupClientContext* client) {
     m_outlet->next = this;
 }
 
-void WholeBody::stopFollowing(GSocket* socket) {
+void BodyPiece::stopFollowing(GSocket* socket) {
     if (const auto* outlet = HeaderHooks::get(socket))
         (*outlet)->next = nullptr;
 }
 
-WholeBody::~WholeBody() {
+BodyPiece::~BodyPiece() {
     if (m_outlet && m_outlet->next == this)
         m_outlet->next = nullptr;
     if (!m_file)

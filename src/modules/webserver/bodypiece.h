@@ -9,37 +9,37 @@
 
 using SoupBufferPtr = std::unique_ptr<SoupBuffer, GFree<soup_buffer_free>>;
 
-// The first piece of a body, which may prove to be all of it.
+// A piece of a body, which may prove to be all of it.
 //
 // libsoup writes an answer's header, its body's chunks and their marks each by itself, and has a
 // thread write the end of chunked bodies, because it might have to wait; a thread that waits for a
-// slow client is then kept from all others. Here a piece that is the whole body goes out at once
-// with all its marks, together with the header as far as it fits, and the end of any other body is
-// written from the event loop when the connection takes it.
-class WholeBody {
+// slow client is then kept from all others. Here a chunk goes out in one write with its marks. One
+// that is the whole body takes the body's end along, and goes behind the header in the same write,
+// as a file does, as far as it fits. The end of any other body is written from the event loop when
+// the connection takes it.
+class BodyPiece {
 public:
-    // Of a chunked body: above this the copy costs more than the writes that it spares.
+    // Above this the copy of a chunk costs more than the writes that it spares.
     static constexpr qint64 maxChunk = 65536;
 
     // Pieces for libsoup: a chunk, which is copied, or a part of a mapped file as it is, with a
-    // reference held on it. `piece` ends with the buffer; it is null until libsoup has written the
-    // first body of all.
-    static SoupBufferPtr newChunk(const char* data, qint64 length, std::weak_ptr<WholeBody>* piece);
+    // reference held on it. `made` ends with the buffer; it stays null until libsoup has written
+    // the first body of all.
+    static SoupBufferPtr newChunk(const char* data, qint64 length, std::weak_ptr<BodyPiece>* made);
     static SoupBufferPtr newPart(GMappedFile* file, qint64 start, qint64 length,
-                                 std::weak_ptr<WholeBody>* piece);
+                                 std::weak_ptr<BodyPiece>* made);
     // To be called before libsoup writes a body. Takes effect once it has written a first one.
     static void prepareLibsoup();
 
     // To be called when the body is complete, with its length: no other piece follows. Whether it
-    // was the whole of a chunked body: of a piece that libsoup has begun to write, the client may
-    // have a mark already.
+    // was the whole of a chunked body: one of which nothing has been written yet.
     bool setComplete(qint64 bodyLength);
     // Has it go out together with the header that is written to this client next. The status and
     // all that decides whether the answer has a body must be settled.
     void followHeader(SoupClientContext* client);
     // Has nothing follow, for a socket whose answer is another one now.
     static void stopFollowing(GSocket* socket);
-    ~WholeBody();
+    ~BodyPiece();
 
 private:
     friend struct BodyStreamHooks;
@@ -48,15 +48,15 @@ private:
     // Of a socket and of the stream that its answers are written to.
     struct Outlet {
         const bool isSecure;
-        WholeBody* next = nullptr;
+        BodyPiece* next = nullptr;
         // Of a file, how much has gone out with the header, and what libsoup will give to write.
         const void* data = nullptr;
         gssize sent = 0;
     };
 
-    WholeBody() = default;
-    static SoupBufferPtr newBuffer(std::shared_ptr<WholeBody> body,
-                                   std::weak_ptr<WholeBody>* piece);
+    BodyPiece() = default;
+    static SoupBufferPtr newBuffer(std::shared_ptr<BodyPiece> piece,
+                                   std::weak_ptr<BodyPiece>* made);
 
     QByteArray m_text; // of a chunk, with the marks
     GMappedFilePtr m_file;
@@ -65,7 +65,6 @@ private:
     const char* m_begin = nullptr; // what the client gets
     gssize m_size = 0;
     gssize m_written = 0;
-    bool m_isBegun = false;
     bool m_isWhole = false;
     std::shared_ptr<Outlet> m_outlet;
 };
