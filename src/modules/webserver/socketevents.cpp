@@ -173,12 +173,14 @@ void SocketEvents::add(GSocket* socket, void* key) {
     SocketInputHooks::install();
     epoll_event event{};
     event.events = EPOLLIN | EPOLLRDHUP | EPOLLET;
-    auto* entry = new Socket{this, socket, key, ++m_lastId};
-    event.data.u64 = entry->id;
+    event.data.u64 = ++m_lastId;
+    // What the kernel has no room for is left to GIO: its end is noticed when it is read.
+    if (epoll_ctl(m_epoll, EPOLL_CTL_ADD, g_socket_get_fd(socket), &event) != 0)
+        return;
+    auto* entry = new Socket{this, socket, key, m_lastId};
     m_sockets.emplace(entry->id, entry);
     g_object_set_qdata_full(G_OBJECT(socket), socketQuark(), entry,
                             [](void* data) { delete static_cast<Socket*>(data); });
-    epoll_ctl(m_epoll, EPOLL_CTL_ADD, g_socket_get_fd(socket), &event);
 }
 
 void SocketEvents::remove(GSocket* socket) {
