@@ -1,5 +1,7 @@
 #include "bodypiece.h"
 
+#include "truncation.h"
+
 #include <QHash>
 
 #include <algorithm>
@@ -37,6 +39,17 @@ GOutputStreamClass* streamClass = nullptr;
 decltype(GOutputStreamClass::close_async) closeInThread = nullptr;
 using WriteFunction = decltype(GPollableOutputStreamInterface::write_nonblocking);
 WriteFunction writeChunk = nullptr;
+
+// Whether nothing that is about to be written belonged to a file that was truncated, so that TLS
+// would send zeros in its place. What is behind the first record comes again.
+bool isThere(const void* data, gsize length, GError** error) {
+    const TruncationWatch watch;
+    watch.touch(static_cast<const char*>(data), std::min(length, maxTogether));
+    if (!watch.sawTruncation())
+        return true;
+    g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_FAILED, "The file was truncated");
+    return false;
+}
 
 } // namespace
 
@@ -127,6 +140,8 @@ struct HeaderHooks {
             return original(stream, header, length, error);
         std::array<char, maxTogether> text;
         const gsize part = std::min(maxTogether - length, static_cast<gsize>(piece->m_size));
+        if (!isThere(piece->m_begin, part, error))
+            return -1;
         std::memcpy(text.data(), header, length);
         std::memcpy(text.data() + length, piece->m_begin, part);
         // Who is told to wait comes again with the same, as TLS expects.
@@ -159,8 +174,9 @@ struct BodyStreamHooks {
                 return sent;
         }
         BodyPiece* piece = pieces().value(data);
-        return piece ? writePiece(piece, stream, connection, length, error)
-                     : writeChunk(stream, data, length, error);
+        if (piece)
+            return writePiece(piece, stream, connection, length, error);
+        return isThere(data, length, error) ? writeChunk(stream, data, length, error) : -1;
     }
 
     static gssize writePiece(BodyPiece* piece, GPollableOutputStream* stream,

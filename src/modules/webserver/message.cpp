@@ -303,6 +303,7 @@ bool Message::setNoCache() {
 void Message::setEncoding(Encoding encoding) {
     if (!isOpen())
         return;
+    BodyPiece::prepareLibsoup();
     SoupEncoding soupEncoding = SOUP_ENCODING_CONTENT_LENGTH;
     if (encoding == Chunked) {
         switch (soup_message_get_http_version(m_data.message)) {
@@ -311,7 +312,6 @@ void Message::setEncoding(Encoding encoding) {
             break;
         case SOUP_HTTP_1_1:
             soupEncoding = SOUP_ENCODING_CHUNKED;
-            BodyPiece::prepareLibsoup();
             break;
         }
     }

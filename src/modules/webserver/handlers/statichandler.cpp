@@ -7,6 +7,7 @@
 #include "glibptr.h"
 #include "handlers/keptfiles.h"
 #include "message.h"
+#include "truncation.h"
 
 #include <QCache>
 #include <QDir>
@@ -206,6 +207,12 @@ void sendFile(const QFileInfo& file, const KeptFiles::File& contents, Message* m
         answerMethod(file, message, method, contents.mapped.get(), etag);
 }
 
+void sendOpenError(const QFileInfo& file, const QString& reason, Message* message) {
+    dbglog_error("StaticHandler::handle: Error openning file: " << file.absoluteFilePath() << " "
+                                                                << reason);
+    sendText(message, 500, QStringLiteral("Error opening file: %1").arg(reason));
+}
+
 // Opens the canonical name, which is the one that was compared with the document root.
 void serveRegularFile(const QFileInfo& file, const QString& canonical, const QString& documentRoot,
                       Message* message, const QString& contentType) {
@@ -214,14 +221,12 @@ void serveRegularFile(const QFileInfo& file, const QString& canonical, const QSt
     stat(name.constData(), &before);
     GErrorPtr error;
     GMappedFilePtr mapped(g_mapped_file_new(name.constData(), FALSE, error.out()));
-    if (!mapped) {
-        dbglog_error("StaticHandler::handle: Error openning file: " << file.absoluteFilePath()
-                                                                    << " " << error.message());
-        return sendText(
-            message, 500,
-            QStringLiteral("Error opening file: %1").arg(QString::fromUtf8(error.message())));
-    }
+    if (!mapped)
+        return sendOpenError(file, QString::fromUtf8(error.message()), message);
+    const TruncationWatch watch;
     const StaticHandler::ETagCacheEntry entry = StaticHandler::getCacheEntry(file, mapped.get());
+    if (watch.sawTruncation())
+        return sendOpenError(file, QStringLiteral("It was truncated"), message);
     const auto contents =
         std::make_shared<const KeptFiles::File>(KeptFiles::File{std::move(mapped), entry});
     keptFiles().keep(file.filePath(), documentRoot, name, FileVersion::of(before), contents);

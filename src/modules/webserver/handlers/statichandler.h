@@ -10,8 +10,8 @@
 // Serves the files below a document root, and nothing outside it.
 //
 // Files are mapped and sent from the mapping, which lives until libsoup has written it. A file may
-// be replaced at any time by renaming another one to its name, but must not be truncated in place:
-// reading what is gone from a mapping ends the process.
+// be replaced at any time by renaming another one to its name. Of one that is truncated in place
+// the client gets no more than what was sent by then.
 class StaticHandler : public Handler {
     Q_OBJECT
 
