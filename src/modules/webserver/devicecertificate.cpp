@@ -5,6 +5,7 @@
 
 #include <QDir>
 #include <QFile>
+#include <QLockFile>
 #include <QRegularExpression>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -74,6 +75,10 @@ DeviceCertificate::~DeviceCertificate() {
     if (!m_hasKey && !m_keyRun)
         return;
     m_keyRun.reset();
+    // A device that is at work with them now will remove them in its turn.
+    QLockFile lock(lockFile());
+    if (!lock.tryLock(0))
+        return;
     QFile::remove(certificateFile());
     QFile::remove(requestFile());
     QFile::remove(keyFile());
@@ -108,7 +113,7 @@ void DeviceCertificate::makeKey(std::function<void()> callback) {
         [this, callback = std::move(callback)](const PlixProcessHandlerResult& result) {
             m_keyRun.release()->deleteLater();
             m_hasKey = result.finishedOk();
-            if (!m_hasKey)
+            if (!hasKey())
                 dbglog_error("Unable to create device key: " << result.getData());
             callback();
         });
@@ -150,7 +155,11 @@ bool DeviceCertificate::create(const QSet<QString>& addresses) {
     const QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/soup-ca-XXXXXX"));
     const QString authorityFile = folder.filePath(QStringLiteral("authority.pem"));
     const QString extensionFile = folder.filePath(QStringLiteral("extensions.cnf"));
-    if (!folder.isValid() || !writeFile(authorityFile, m_authorityCertificate + m_authorityKey) ||
+    // The key's first line must be one of its own, however the setting was typed.
+    const QString lineEnd(m_authorityCertificate.endsWith(QLatin1Char('\n')) ? 0 : 1,
+                          QLatin1Char('\n'));
+    if (!folder.isValid() ||
+        !writeFile(authorityFile, m_authorityCertificate + lineEnd + m_authorityKey) ||
         !writeFile(extensionFile, deviceCertificateExtensions(addresses))) {
         dbglog_error("Unable to create temp files!");
         return false;

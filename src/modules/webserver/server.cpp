@@ -9,11 +9,14 @@
 #include "message.h"
 
 #include <QLockFile>
+#include <QTimer>
 
 namespace {
 
-// Longer than another device's work with the files takes, shorter than a person's patience.
-constexpr int certificateLockTimeoutMs = 5000;
+// For another device's work with the certificate's files: together longer than that takes, shorter
+// than a person's patience.
+constexpr int lockAttempts = 50;
+constexpr int lockIntervalMs = 100;
 
 } // namespace
 
@@ -31,6 +34,7 @@ Server::Server(int port, const QString& certificate, const QString& privateKey, 
 Server::~Server() {
     if (ok())
         stop();
+    m_filesLock.reset();
 }
 
 void Server::createSoupServer() {
@@ -98,22 +102,31 @@ void Server::stop() {
 }
 
 void Server::setPatience(int ms) {
+    dbglog_scopedFunction;
     m_connections->setPatience(ms);
 }
 
 void Server::addHandler(const QString& path, Handler* handler) {
+    dbglog_scopedFunction;
     soup_server_add_handler(m_soupServer.get(), path.toUtf8().constData(), server_callback,
                             new HandlerData{this, handler},
                             [](void* data) { delete static_cast<HandlerData*>(data); });
 }
 
 void Server::addEarlyHandler(const QString& path, Handler* handler) {
+    dbglog_scopedFunction;
     soup_server_add_early_handler(m_soupServer.get(), path.toUtf8().constData(), server_callback,
                                   new HandlerData{this, handler},
                                   [](void* data) { delete static_cast<HandlerData*>(data); });
 }
 
+void Server::setLanguage(const QString& language) {
+    dbglog_scopedFunction;
+    m_language = language;
+}
+
 void Server::pauseMessage(bool pause, Message* message) {
+    dbglog_scopedFunction;
     Q_ASSERT(ok());
     if (!message->isFinished())
         m_connections->setHeld(message->data().client, pause);
@@ -161,12 +174,19 @@ void Server::updateIpAddresses(const QSet<QString>& addresses) {
     // The key, once it is there, meets the latest addresses.
     if (addresses.isEmpty() || isWaitingForKey())
         return;
-    auto filesLock = std::make_unique<QLockFile>(DeviceCertificate::lockFile());
-    if (!filesLock->tryLock(certificateLockTimeoutMs))
+    m_filesLock = std::make_unique<QLockFile>(DeviceCertificate::lockFile());
+    certify(lockAttempts);
+}
+
+void Server::certify(int attempts) {
+    if (!m_filesLock->tryLock(0)) {
+        if (attempts > 1)
+            return QTimer::singleShot(lockIntervalMs, this,
+                                      [this, attempts] { certify(attempts - 1); });
         dbglog_warning("Another process holds " << DeviceCertificate::lockFile());
+    }
     if (m_certificateMaker->hasKey())
-        return startWithDeviceCertificate();
-    m_filesLock = std::move(filesLock);
+        return on_certificateMaker_keyAttempted();
     m_certificateMaker->makeKey([this] { on_certificateMaker_keyAttempted(); });
 }
 

@@ -71,15 +71,15 @@ public:
     void setPatience(int ms);
 
     // What "Content-Language" says; nothing while empty.
-    void setLanguage(const QString& language) { m_language = language; }
+    void setLanguage(const QString& language);
     QString language() const { return m_language; }
 
     // For a server with a device certificate: stops, makes a certificate for these addresses, and
     // starts with it. Stays stopped without addresses, or when that fails, until the next change.
-    // The first time it starts later, when openssl has found a key: that takes long, and the other
-    // server is not to wait for it.
+    // The first time it starts later, when openssl has found a key, and always when another device
+    // is at work with the files: that takes long, and the other server is not to wait for it.
     void updateIpAddresses(const QSet<QString>& addresses);
-    // Whether it will start, or say why not, once it has a key.
+    // Whether it will start, or say why not, once it has a key and the files.
     bool isWaitingForKey() const { return bool(m_filesLock); }
 
 private:
@@ -89,6 +89,7 @@ private:
     };
 
     void createSoupServer();
+    void certify(int attempts);
     void on_certificateMaker_keyAttempted();
     void startWithDeviceCertificate();
     void on_request(SoupMessage* soupMessage, const char* path, GHashTable* query,
@@ -110,6 +111,6 @@ private:
     std::unique_ptr<Listener> m_listener;
     std::unique_ptr<DeviceCertificate> m_certificateMaker;
     QSet<QString> m_ipAddresses;
-    // While the key is made.
+    // While the key is made, or another device has the files.
     std::unique_ptr<QLockFile> m_filesLock;
 };
