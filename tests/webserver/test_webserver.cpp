@@ -73,7 +73,7 @@ private Q_SLOTS:
             RawClient open(port, true);
             open.send(RawClient::requestBytes("GET", "/index.html"));
             QCOMPARE(open.readReply().status, 200);
-            setAddresses({"127.0.0.1", "fe80::1"});
+            setAddresses({"127.0.0.1", "fe80::1%eth0", "10.0.0.1,DNS:example.com", "no"});
             QVERIFY(open.waitForClose());
             const QSslCertificate second = servedCertificate(port);
             QStringList names = second.subjectAlternativeNames().values(QSsl::IpAddressEntry);
@@ -166,15 +166,17 @@ private Q_SLOTS:
     }
 
     void failuresLeaveHttp() {
-        // A certificate that cannot be used, and no openssl.
-        for (const bool hasOpenssl : {true, false}) {
+        // A certificate that cannot be used, no openssl, and no such port.
+        for (int fault = 0; fault < 3; ++fault) {
             QVariantHash nodes = TestDevice::httpsNodes();
-            if (hasOpenssl) {
+            if (fault != 1)
                 nodes[useDeviceCertificate] = QVariantHash();
+            if (fault == 0)
                 nodes[certificate] = valueNode("string_", "no certificate");
-            }
+            if (fault == 2)
+                nodes["settings:/webserver/httpsPort"] = valueNode("i32_", 65536 + freePort());
             const QByteArray path = qgetenv("PATH");
-            qputenv("PATH", hasOpenssl ? path : "/nonexistent");
+            qputenv("PATH", fault == 1 ? "/nonexistent" : path);
             const TestDevice device(nodes);
             qputenv("PATH", path);
             QCOMPARE(device.httpsPort(), 0);

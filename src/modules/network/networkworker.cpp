@@ -11,8 +11,12 @@
 NetworkWorker::NetworkWorker(const QVariantHash& config)
     : CMNodesWorker(config, QStringLiteral("network")) {
     const QString path = PlixNetworkInfoPath().toEncoded();
-    if (role(path, PlixRolesType::Value()).isValid())
+    if (role(path, PlixRolesType::Value()).isValid()) {
+        // The device's certificate is made for these addresses: they are not for clients to write.
+        if (!role(path, PlixRoles::Modifiable()).isValid())
+            setRole(path, PlixRoles::Modifiable(), false);
         return;
+    }
     setNode(path,
             {{PlixRoles::Title(), QStringLiteral("Network")}, {PlixRoles::Modifiable(), false}});
     update();

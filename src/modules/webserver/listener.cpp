@@ -40,6 +40,11 @@ Listener::~Listener() = default;
 
 bool Listener::listen(int port, int options, GError** error) {
     m_options = options;
+    // GIO would listen on what the number leaves in 16 bits.
+    if (port > G_MAXUINT16) {
+        g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_INVALID_ARGUMENT, "No such port");
+        return false;
+    }
     g_main_context_push_thread_default(m_context.get());
     const bool listening = soup_server_listen_all(
         m_server, static_cast<guint>(port), static_cast<SoupServerListenOptions>(options), error);

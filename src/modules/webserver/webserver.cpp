@@ -21,6 +21,8 @@
 #include "responders/streamresponder.h"
 #include "server.h"
 
+#include <QHostAddress>
+
 #include <algorithm>
 #include <cstdlib>
 
@@ -34,9 +36,11 @@ PlixValue setting(const CMPath& path) {
 void insertAddresses(const QVariant& record, QSet<QString>* addresses) {
     const QVariantList entries = record.toHash().value(QStringLiteral("addresses")).toList();
     for (const QVariant& entry : entries) {
-        const QString ip = entry.toHash().value(QStringLiteral("ip")).toString();
-        if (!ip.isEmpty())
-            addresses->insert(ip);
+        // Certificates know no scope, and openssl would read more than an address out of a text.
+        QHostAddress address(entry.toHash().value(QStringLiteral("ip")).toString());
+        address.setScopeId(QString());
+        if (!address.isNull())
+            addresses->insert(address.toString());
     }
 }
 
@@ -90,6 +94,7 @@ WebserverWorker::~WebserverWorker() {
 
 void WebserverWorker::startServer(int port, const QString& certificate, const QString& privateKey,
                                   bool useDeviceCert) {
+    dbglog_scopedFunction;
     dbglog_info("Port: " << port << " document root: " << m_documentRoot);
     auto server = std::make_unique<Server>(port, certificate, privateKey, useDeviceCert, this);
     if (!server->ok()) {
