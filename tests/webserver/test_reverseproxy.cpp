@@ -25,6 +25,11 @@ private Q_SLOTS:
         QCOMPARE(reply.header("Content-Type"), QByteArray("image/svg+xml"));
         QCOMPARE(reply.header("Content-Security-Policy"), QByteArray("sandbox"));
         QVERIFY(reply.header("X").isNull());
+
+        RawClient client(device.port());
+        client.send(RawClient::requestBytes("GET", target(source.url())));
+        client.halfClose();
+        QCOMPARE(client.readReply().body, QByteArray("<svg/>"));
     }
 
     void failures() {

@@ -3,7 +3,6 @@
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
 #include "core/plixconnect.h"
-#include "hangupwatch.h"
 #include "message.h"
 
 ReverseProxyHandler::ReverseProxyHandler(const QString& documentRoot, QObject* parent)
@@ -24,6 +23,7 @@ void ReverseProxyHandler::handle(Message* message) {
 }
 
 QString ReverseProxyHandler::extractOriginalUrl(const QString& url) {
+    dbglog_scopedFunction;
     const QString marker = QStringLiteral("proxy/");
     const int position = url.indexOf(marker);
     if (position < 0)
@@ -32,21 +32,17 @@ QString ReverseProxyHandler::extractOriginalUrl(const QString& url) {
 }
 
 void ReverseProxyHandler::serveOriginalUrl(const QString& originalUrl, Message* message) {
+    dbglog_scopedFunction;
     HttpClientOptions options;
     options.setReadSizeLimit(readSizeLimit);
     options.setTimeoutMs(timeoutMs);
     message->pause();
-    // The fetch ends with the watch, and the watch with the exchange, or when the client leaves,
-    // which libsoup does not notice in a paused exchange.
-    auto* watch = new HangUpWatch(*message, this);
-    plixConnect(message, &Message::finished, watch, [watch] { delete watch; });
-    plixConnect(watch, &HangUpWatch::hungUp, this, [this, watch, message] {
-        delete watch;
-        httpCallback(HttpClient::Result(), message);
-    });
-    m_client->get(PlixUrl(originalUrl), options, watch,
-                  [this, watch, message](const HttpClient::Result& result) {
-                      delete watch;
+    // Ends the fetch with the exchange.
+    auto* fetch = new QObject(this);
+    plixConnect(message, &Message::finished, fetch, [fetch] { delete fetch; });
+    m_client->get(PlixUrl(originalUrl), options, fetch,
+                  [this, fetch, message](const HttpClient::Result& result) {
+                      delete fetch;
                       httpCallback(result, message);
                   });
 }
