@@ -1,5 +1,7 @@
 #include "handlers/keptfiles.h"
 
+#include <QFile>
+
 namespace {
 
 // As many as the files whose tags are cached; 12 MiB of addresses at most, memory only as far as
@@ -17,7 +19,8 @@ KeptFiles::FilePtr KeptFiles::find(const QString& path, const QString& documentR
     if (!entry || entry->documentRoot != documentRoot)
         return nullptr;
     struct stat file = {};
-    if (stat(entry->name.constData(), &file) == 0 && FileVersion::of(file) == entry->version)
+    if (stat(entry->requestedName.constData(), &file) == 0 &&
+        FileVersion::of(file) == entry->version)
         return entry->file;
     m_entries.remove(path);
     return nullptr;
@@ -29,7 +32,7 @@ void KeptFiles::keep(const QString& path, const QString& documentRoot, const QBy
     if (file->entry.size > maxLength || !before.isSettled() ||
         stat(name.constData(), &after) != 0 || !(FileVersion::of(after) == before))
         return;
-    m_entries.insert(path, new Entry{documentRoot, name, before, file});
+    m_entries.insert(path, new Entry{documentRoot, QFile::encodeName(path), before, file});
     if (m_timer)
         return;
     m_timer.reset(g_timeout_source_new_seconds(keptSeconds));

@@ -38,7 +38,7 @@ public:
 private:
     struct Entry {
         QString documentRoot;
-        QByteArray name;
+        QByteArray requestedName;
         FileVersion version;
         FilePtr file;
     };
