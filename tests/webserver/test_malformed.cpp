@@ -96,6 +96,7 @@ private Q_SLOTS:
         client.send(bytes);
         const HttpReply reply = client.readReply();
         QCOMPARE(reply.status, status);
+        QCOMPARE(reply.header("X-Robots-Tag"), status > 0 ? QByteArray("noindex") : QByteArray());
         QCOMPARE(server.calls, status == 200 ? 1 : 0);
         // What follows chunks is never taken for a request.
         if (status == 200 && !bytes.contains("chunked")) {

@@ -142,6 +142,8 @@ void ConnectionWatch::startRequest(SoupMessage* message, SoupClientContext* clie
     // libsoup cuts the ranges that a client asks for out of an answer that it has in memory, and
     // does so without looking at their bounds.
     soup_message_body_set_accumulate(message->response_body, FALSE);
+    // Answers that libsoup makes by itself have it as well.
+    soup_message_headers_append(message->response_headers, "X-Robots-Tag", "noindex");
 
     Connection* known = find(client);
     Connection& connection = known ? *known : open(client);

@@ -14,9 +14,11 @@ namespace {
 // As much of a body as a log line shows.
 constexpr int loggedBodyBytes = 20;
 
+// Without a fragment and a user, which only a client that means mischief sends.
 QString uriToString(SoupMessage* message) {
-    const GCharPtr uri(soup_uri_to_string(soup_message_get_uri(message), FALSE));
-    return QString::fromUtf8(uri.get());
+    SoupURI uri = *soup_message_get_uri(message);
+    uri.user = uri.password = uri.fragment = nullptr;
+    return QString::fromUtf8(GCharPtr(soup_uri_to_string(&uri, FALSE)).get());
 }
 
 // Of an exchange that has not ended: the first of its messages.
@@ -41,7 +43,6 @@ Message::Message(const MessageData& data, QObject* parent)
     : QObject(parent), m_data(data), m_fullUri(uriToString(data.message)) {
     dbglog_debug("Message for '" << m_fullUri << "'");
     soup_message_body_set_accumulate(m_data.message->response_body, FALSE);
-    soup_message_headers_replace(m_data.message->response_headers, "X-Robots-Tag", "noindex");
     link();
 }
 
@@ -101,6 +102,7 @@ void Message::connectNotify(const QMetaMethod& signal) {
 }
 
 void Message::deleteWhenFinished() {
+    dbglog_scopedFunction;
     m_deletedWhenFinished = true;
     if (!m_finished)
         return;
@@ -150,6 +152,7 @@ QByteArray Message::method() const {
 }
 
 void Message::setMethod(const char* method) {
+    dbglog_scopedFunction;
     if (isOpen())
         g_object_set(m_data.message, SOUP_MESSAGE_METHOD, method, nullptr);
 }
@@ -168,6 +171,7 @@ QByteArray Message::headerList(const QString& name) const {
 }
 
 void Message::removeRequestHeader(const char* name) {
+    dbglog_scopedFunction;
     if (m_valid)
         soup_message_headers_remove(m_data.message->request_headers, name);
 }
@@ -208,6 +212,7 @@ QByteArray Message::requestBody() const {
 }
 
 void Message::setAccumulate(bool accumulate) {
+    dbglog_scopedFunction;
     if (m_valid)
         soup_message_body_set_accumulate(m_data.message->request_body, accumulate);
 }
@@ -255,6 +260,7 @@ int Message::remotePort() const {
 }
 
 void Message::setStatus(int code, const QString& reason) {
+    dbglog_scopedFunction;
     if (!isOpen())
         return;
     if (reason.isNull()) {
@@ -272,6 +278,10 @@ int Message::status() const {
 }
 
 bool Message::setHeader(const QByteArray& name, const QByteArray& value) {
+    dbglog_scopedFunction;
+    // A line break would end the header, and begin another.
+    if (value.contains('\r') || value.contains('\n'))
+        return false;
     if (isOpen())
         soup_message_headers_replace(m_data.message->response_headers, name.constData(),
                                      value.constData());
@@ -279,6 +289,7 @@ bool Message::setHeader(const QByteArray& name, const QByteArray& value) {
 }
 
 bool Message::setHeader(const QString& name, const QString& value) {
+    dbglog_scopedFunction;
     return setHeader(name.toUtf8(), value.toUtf8());
 }
 
@@ -287,12 +298,14 @@ bool Message::setContentType(const QString& type) {
 }
 
 bool Message::setContentLength(qint64 length) {
+    dbglog_scopedFunction;
     if (isOpen())
         soup_message_headers_set_content_length(m_data.message->response_headers, length);
     return true;
 }
 
 bool Message::setNoCache() {
+    dbglog_scopedFunction;
     const bool cacheControl = setHeader(QByteArrayLiteral("Cache-Control"),
                                         QByteArrayLiteral("no-cache, no-store, must-revalidate"));
     const bool pragma = setHeader(QByteArrayLiteral("Pragma"), QByteArrayLiteral("no-cache"));
@@ -301,6 +314,7 @@ bool Message::setNoCache() {
 }
 
 void Message::setEncoding(Encoding encoding) {
+    dbglog_scopedFunction;
     if (!isOpen())
         return;
     BodyPiece::prepareLibsoup();
@@ -336,11 +350,13 @@ bool Message::followsHeader() const {
 }
 
 void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
+    dbglog_scopedFunction;
     if (isOpen())
         soup_message_headers_set_content_range(m_data.message->response_headers, start, end, total);
 }
 
 void Message::responseBodyAdd(const char* data, qint64 length) {
+    dbglog_scopedFunction;
     if (!isOpen())
         return;
     if (isFramed(length)) {
@@ -356,6 +372,7 @@ void Message::responseBodyAdd(const char* data, qint64 length) {
 }
 
 void Message::responseBodyAdd(const QByteArray& data) {
+    dbglog_scopedFunction;
     if (!isOpen())
         return;
     dbglog_debug(m_fullUri << ": data.size: " << data.size() << " " << data.left(loggedBodyBytes)
@@ -371,6 +388,7 @@ void Message::responseBodyAdd(const QByteArray& data) {
 }
 
 void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length) {
+    dbglog_scopedFunction;
     if (!isOpen())
         return;
     Q_ASSERT(start >= 0 && length > 0 &&
@@ -391,16 +409,19 @@ void Message::appendBuffer(const SoupBufferPtr& buffer) {
 }
 
 void Message::setResponseBody(const QByteArray& body, const QString& contentType) {
+    dbglog_scopedFunction;
     if (!contentType.isNull())
         setContentType(contentType);
     responseBodyAdd(body);
 }
 
 void Message::setResponseBody(const QString& body, const QString& contentType) {
+    dbglog_scopedFunction;
     setResponseBody(body.toUtf8(), contentType);
 }
 
 void Message::responseBodyComplete() {
+    dbglog_scopedFunction;
     if (!isOpen())
         return;
     const auto piece = m_onlyPiece.lock();
@@ -437,11 +458,13 @@ qint64 Message::responseBodyLength() const {
 }
 
 void Message::pause() {
+    dbglog_scopedFunction;
     if (isOpen())
         soup_server_pause_message(m_data.server, m_data.message);
 }
 
 void Message::unpause() {
+    dbglog_scopedFunction;
     if (isOpen())
         soup_server_unpause_message(m_data.server, m_data.message);
 }

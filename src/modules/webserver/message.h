@@ -80,6 +80,7 @@ public:
     // The response. A null reason gives libsoup's phrase for the code.
     void setStatus(int code, const QString& reason);
     int status() const;
+    // False, and nothing is set, for a value with a line break.
     bool setHeader(const QByteArray& name, const QByteArray& value);
     bool setHeader(const QString& name, const QString& value);
     bool setContentType(const QString& type);

@@ -36,6 +36,7 @@ Request::Request(const Message& message, int requestId)
     : Message(message), m_requestId(requestId) {}
 
 const QVariantHash& Request::postData() const {
+    dbglog_scopedFunction;
     if (!m_postDataParsed)
         parsePostData();
     return m_postData;
@@ -62,6 +63,7 @@ const QHash<QString, QString>& Request::serverData() const {
 }
 
 QString Request::serverData(const QString& key) const {
+    dbglog_scopedFunction;
     serverData();
     return m_serverData[key];
 }

@@ -21,21 +21,25 @@ MatchHandler::~MatchHandler() {
 }
 
 void MatchHandler::addHandler(MessagePredicate* predicate, Handler* handler) {
+    dbglog_scopedFunction;
     dbglog_debug("MatchHandler::addHandler: adding handler " << handler);
     handler->setParent(this);
     m_handlers.append({predicate, handler});
 }
 
 void MatchHandler::addHandler(Handler* handler) {
+    dbglog_scopedFunction;
     dbglog_debug("MatchHandler::addHandler: adding default handler ");
     addHandler(new MessagePredicate, handler);
 }
 
 void MatchHandler::addHandler(const QRegExp& expression, Handler* handler) {
+    dbglog_scopedFunction;
     addHandler(new RegExpMessagePredicate(expression), handler);
 }
 
 void MatchHandler::addHandler(const QString& wildcard, Handler* handler) {
+    dbglog_scopedFunction;
     addHandler(QRegExp(wildcard, Qt::CaseSensitive, QRegExp::WildcardUnix), handler);
 }
 

@@ -58,6 +58,7 @@ void MultipartHandlerSession::flushChunkBuffer() {
 }
 
 void MultipartHandlerSession::on_gotChunk(const char* data, unsigned int size) {
+    dbglog_scopedFunction;
     if (isFailed() || m_ended)
         return;
     m_splitter->append(data, size);

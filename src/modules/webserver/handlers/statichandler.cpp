@@ -272,9 +272,9 @@ void StaticHandler::serveFile(const QFileInfo& file, const QString& documentRoot
         return sendFile(file, *kept, message, contentType);
     const QString canonical = canonicalPath(file, documentRoot);
     if (const char* reason = reasonToHide(file, canonical, documentRoot)) {
-        dbglog_info("StaticHandler::handle: request for " << reason
-                                                          << " file url: " << message->fullUri()
-                                                          << " local file: " << file.filePath());
+        dbglog_info("StaticHandler::handle: request for "
+                    << reason << " file url: " << message->fullUri()
+                    << " local file: " << file.absoluteFilePath());
         return sendNotFound(message);
     }
     if (!file.isReadable()) {
@@ -295,6 +295,7 @@ void StaticHandler::serveFile(const QFileInfo& file, const QString& documentRoot
 
 StaticHandler::ETagCacheEntry StaticHandler::getCacheEntry(const QFileInfo& file,
                                                            GMappedFile* mapped) {
+    dbglog_scopedFunction;
     static QCache<QString, ETagCacheEntry> cache(cachedFiles);
     const quint64 length = g_mapped_file_get_length(mapped);
     const QString key = file.absoluteFilePath();
@@ -317,6 +318,7 @@ StaticHandler::ETagCacheEntry StaticHandler::getCacheEntry(const QFileInfo& file
 }
 
 QString StaticHandler::calculateETag(const QFileInfo& file, const char* data, size_t size) {
+    dbglog_scopedFunction;
     if (file.isDir())
         return {};
     const GCharPtr digest(
@@ -325,6 +327,7 @@ QString StaticHandler::calculateETag(const QFileInfo& file, const char* data, si
 }
 
 QString StaticHandler::getMimeType(const QFileInfo& file, const char* data, size_t size) {
+    dbglog_scopedFunction;
     const QString path = file.absoluteFilePath();
     gboolean uncertain = FALSE;
     QString result;

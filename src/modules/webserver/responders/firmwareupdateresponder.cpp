@@ -46,10 +46,12 @@ FirmwareUpdateResponder::~FirmwareUpdateResponder() {
 }
 
 void FirmwareUpdateResponder::respond() {
+    dbglog_scopedFunction;
     dbglog_debug("The parts of the upload are the request; there is nothing to respond to");
 }
 
 void FirmwareUpdateResponder::newPart(const QByteArray& headers) {
+    dbglog_scopedFunction;
     if (!m_active)
         return;
     dbglog_debug("New part: " << headers);
@@ -63,6 +65,7 @@ void FirmwareUpdateResponder::newPart(const QByteArray& headers) {
 }
 
 void FirmwareUpdateResponder::partData(const char* data, unsigned int length) {
+    dbglog_scopedFunction;
     if (!m_active)
         return;
     dbglog_debug("Data len: " << length);
@@ -123,6 +126,7 @@ void FirmwareUpdateResponder::openFile() {
 }
 
 void FirmwareUpdateResponder::closeFile() {
+    dbglog_scopedFunction;
     if (!m_pipe)
         return;
     disconnect(m_pipe->writeNotifier(), nullptr, this, nullptr);

@@ -1,5 +1,6 @@
 #include "responders/responder.h"
 
+#include "core/dbglog.h"
 #include "request.h"
 
 Responder::Responder(Request& request, const QString& documentRoot, QObject* parent)
@@ -8,10 +9,12 @@ Responder::Responder(Request& request, const QString& documentRoot, QObject* par
 Responder::~Responder() = default;
 
 void Responder::setIODevices(QIODevice* input, QIODevice* output) {
+    dbglog_scopedFunction;
     in.setDevice(input);
     out.setDevice(output);
 }
 
 void Responder::setHeader(const QString& name, const QString& value) {
+    dbglog_scopedFunction;
     m_request->setHeader(name, value);
 }

@@ -16,7 +16,7 @@ public:
 };
 
 // Makes responders of one class, whose constructor takes the request, the document root and the
-// further arguments. What is passed by reference must outlive the factory.
+// further arguments. What is passed by reference is copied.
 template <typename T, typename... Args>
 class DefaultResponderFactory : public ResponderFactory {
 public:
