@@ -70,7 +70,7 @@ void FileResponder::respond() {
         // the readable area may point anywhere.
         StaticHandler::serveFile(QFileInfo(path), QString(), QString(), &request(), QString());
     } else {
-        dbglog_warning("Access to invalid path: " << path);
+        dbglog_warning("Access to invalid path:" << path);
         StaticHandler::sendNotFound(&request());
     }
     Q_EMIT finished(request().requestId());

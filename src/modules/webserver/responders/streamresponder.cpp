@@ -244,11 +244,15 @@ void StreamResponder::relay(const char* data, qint64 length) {
     ++m_chunksInTurn;
     // What exceeds the announced length would be read as the next response.
     const qint64 wanted = m_remaining < 0 ? length : std::min(length, m_remaining);
+    if (!out.device()->isOpen())
+        dbglog_debug("device closed");
     if (!out.device()->isOpen() || out.device()->write(data, wanted) < 0) {
         dbglog_debug("Client terminated, stop sending data");
+        dbglog_debug("End of stream detected");
         return finish();
     }
     dbglog_trace("wrote " << wanted << " bytes");
+    dbglog_trace("read all (for now)");
     if (m_remaining < 0)
         return;
     m_remaining -= wanted;
@@ -280,6 +284,9 @@ void StreamResponder::endOfStream() {
 }
 
 void StreamResponder::fail(int status) {
+    // What the worker has announced will not come.
+    if (m_remaining > 0)
+        request().setContentLength(0);
     request().setStatus(status, QString());
     finish();
 }
