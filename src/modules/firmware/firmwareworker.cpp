@@ -103,6 +103,9 @@ void FirmwareWorker::on_readNotifier_activated(int) {
         if (size < 0)
             return fail(QString::fromLocal8Bit(std::strerror(errno)));
         receive(buffer.data(), static_cast<int>(size));
+        // It has failed, and the FIFO is another one.
+        if (!m_image)
+            return;
     }
 }
 

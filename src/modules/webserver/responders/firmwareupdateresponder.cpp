@@ -33,9 +33,9 @@ FirmwareUpdateResponder::FirmwareUpdateResponder(Request& request, const QString
                                                  Message* message, Server* server)
     : MultipartResponder(request, documentRoot, nullptr), m_message(message), m_server(server),
       m_active(message->url().hasQueryItem(QStringLiteral("firmwareupdate"))) {
-    m_idleTimer.setSingleShot(true);
-    m_idleTimer.setInterval(idleTimeoutMs);
-    plixConnect(&m_idleTimer, SIGNAL(timeout()), this, SLOT(on_idleTimer_timeout()));
+    m_stallTimer.setSingleShot(true);
+    m_stallTimer.setInterval(FirmwareUpdateDrain::stallTimeoutMs);
+    plixConnect(&m_stallTimer, SIGNAL(timeout()), this, SLOT(on_stallTimer_timeout()));
     if (m_active)
         dbglog_info("Handling firmware update connection");
 }
@@ -69,7 +69,6 @@ void FirmwareUpdateResponder::partData(const char* data, unsigned int length) {
     if (!m_active)
         return;
     dbglog_debug("Data len: " << length);
-    m_idleTimer.start();
     if (m_drain) {
         m_drain->append(data, static_cast<int>(length));
         if (m_drain && m_drain->backlog() > FirmwareUpdateDrain::lowWaterMark)
@@ -86,7 +85,6 @@ void FirmwareUpdateResponder::partData(const char* data, unsigned int length) {
 
 void FirmwareUpdateResponder::finish() {
     dbglog_scopedFunction;
-    m_idleTimer.stop();
     closeFile();
     if (!m_drain)
         return;
@@ -114,7 +112,6 @@ void FirmwareUpdateResponder::openFile() {
                         SLOT(on_writeNotifier_activated(int)));
             m_pipe->writeNotifier()->setEnabled(false);
             FirmwareUpdateDrain::enlarge(*m_pipe);
-            m_idleTimer.start();
             return;
         }
         usleep(openIntervalUs);
@@ -127,6 +124,7 @@ void FirmwareUpdateResponder::openFile() {
 
 void FirmwareUpdateResponder::closeFile() {
     dbglog_scopedFunction;
+    m_stallTimer.stop();
     if (!m_pipe)
         return;
     disconnect(m_pipe->writeNotifier(), nullptr, this, nullptr);
@@ -139,6 +137,7 @@ void FirmwareUpdateResponder::closeFile() {
 
 void FirmwareUpdateResponder::cancelTransfer() {
     dbglog_scopedFunction;
+    m_stallTimer.stop();
     m_buffer.clear();
     m_pipe.reset();
     m_lock.reset();
@@ -155,9 +154,12 @@ bool FirmwareUpdateResponder::writeDataToUpdater(unsigned int length) {
         m_buffer.clear();
         return false;
     }
-    if (FirmwareUpdateDrain::writeFront(*m_pipe, m_buffer, static_cast<int>(length)))
+    if (FirmwareUpdateDrain::writeFront(*m_pipe, m_buffer, static_cast<int>(length))) {
+        m_stallTimer.stop();
         return true;
+    }
     if (errno == EAGAIN) {
+        m_stallTimer.start();
         pauseMessage(true);
         m_pipe->writeNotifier()->setEnabled(true);
         return false;
@@ -199,16 +201,9 @@ void FirmwareUpdateResponder::on_drain_finished(bool complete) {
     pauseMessage(false);
 }
 
-void FirmwareUpdateResponder::on_idleTimer_timeout() {
-    if (m_paused) {
-        m_idleTimer.start();
-        return;
-    }
-    dbglog_warning("The upload has stopped; the updater is released");
-    closeFile();
-    if (m_drain)
-        m_drain->end();
-    refuse(500, failedText);
+void FirmwareUpdateResponder::on_stallTimer_timeout() {
+    dbglog_warning("The updater takes nothing any more");
+    cancelTransfer();
 }
 
 void FirmwareUpdateResponder::pauseMessage(bool pause) {

@@ -22,10 +22,6 @@ class FirmwareUpdateResponder : public MultipartResponder {
     Q_OBJECT
 
 public:
-    // No byte from the client for so long while it could send: it has left without a farewell, and
-    // must not keep the updater from others.
-    static constexpr int idleTimeoutMs = 60000;
-
     FirmwareUpdateResponder(Request& request, const QString& documentRoot, Message* message,
                             Server* server);
     ~FirmwareUpdateResponder() override;
@@ -49,7 +45,7 @@ private Q_SLOTS:
     void on_writeNotifier_activated(int socket);
     void on_drain_drained();
     void on_drain_finished(bool complete);
-    void on_idleTimer_timeout();
+    void on_stallTimer_timeout();
 
 private:
     void writeCollected();
@@ -67,5 +63,6 @@ private:
     bool m_isWriteQueued = false;
     UpdaterLock m_lock;
     QPointer<FirmwareUpdateDrain> m_drain;
-    QTimer m_idleTimer;
+    // While the FIFO is full, since the updater took something.
+    QTimer m_stallTimer;
 };
