@@ -2,6 +2,7 @@
 
 #include "core/dbglog.h"
 #include "core/model/cmroles.h"
+#include "core/model/cmvalues.h"
 #include "core/plixconnect.h"
 #include "core/plixpaths.h"
 #include "developmentca.h"
@@ -43,7 +44,8 @@ SettingsWorker::~SettingsWorker() {
 }
 
 void SettingsWorker::stored(const QString& path, const QString& role, const QVariant& value) {
-    if (role != PlixRolesType::Value() || isDeviceNode(path) || m_kept.value(path) == value)
+    if (role != PlixRolesType::Value() || isDeviceNode(path) ||
+        CMValues::same(m_kept.value(path), value))
         return;
     m_kept.insert(path, value);
     if (!m_saveTimer.isActive())
