@@ -44,6 +44,8 @@ private Q_SLOTS:
             {"low surrogate alone", R"(["\udc00"])", 9},
             {"overlong UTF-8", "\"\xC0\xAF\"", 1},
             {"surrogate in UTF-8", "\"\xED\xA0\x80\"", 1},
+            {"too many values", '[' + QByteArray("0,").repeated(PlixJson::maximumValues) + "0]",
+             2 * PlixJson::maximumValues + 1},
             {"nested too deep", QByteArray(100000, '['), PlixJson::maximumDepth}};
         for (const auto& [name, text, refusedAt] : rows) {
             PlixError error;
@@ -66,6 +68,10 @@ private Q_SLOTS:
              R"({"message":"no","name":"Error","title":"Error"})"}};
         for (const auto& [value, text] : rows)
             QCOMPARE(PlixJson::serialize(value), text);
+        const QString part(PlixJson::maximumLength / 8, '\n');
+        QCOMPARE(PlixJson::serialize(QVariantList{part, part, part}).size(),
+                 6 * part.size() + 3 * 2 + 2 + 2);
+        QVERIFY(PlixJson::serialize(QVariantList{part, part, part, part, "x"}).isNull());
     }
 
     void writesWhatItReads() {

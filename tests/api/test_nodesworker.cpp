@@ -16,6 +16,7 @@ const char configuration[] = R"({"nodes": {
     "lab:big": {"value": {"i64_": 0}, "minimum": -9007199254740993, "maximum": 9007199254740993},
     "lab:fixed": {"value": {"i32_": 1}, "modifiable": {"bool_": false}},
     "lab:free": {"value": {"any": [1]}},
+    "lab:real": {"value": {"double_": 0}},
     "lab:list": {"rows": [{"title": "a"}, {"title": "b", "internal": true}, {"title": "c"}]},
     "other:node": {"value": 1}}})";
 
@@ -47,6 +48,7 @@ text into a number            |volume|value   |"25"            |typeMismatch
 below the minimum             |volume|value   |-1              |outOfRange
 above a typed maximum         |volume|value   |101             |outOfRange
 just above an exact limit     |big   |value   |9007199254740994|outOfRange
+more than anybody reads       |free  |value   |"LARGE"         |outOfRange
 unmodifiable node             |fixed |value   |2               |notModifiable
 internal                      |volume|internal|true            |notModifiable
 maximum                       |volume|maximum |1000            |notModifiable
@@ -58,10 +60,15 @@ unknown role                  |volume|invented|1               |notModifiable
         QFETCH(const QByteArrayList, fields);
         const QString path = "lab:" + fields[0];
         const QByteArray before = PlixJson::serialize(m_worker->role(path, fields[1]));
-        const QString error = setData(path, fields[1], json(fields[2]));
+        const QByteArray text = QByteArray(fields[2]).replace("LARGE", QByteArray(40000, 'x'));
+        const QString error = setData(path, fields[1], json(text));
         const QByteArray after = PlixJson::serialize(m_worker->role(path, fields[1]));
         QCOMPARE(error.isNull() ? after : error.toUtf8(), fields[3]);
         QVERIFY(error.isNull() || after == before);
+    }
+
+    void refusesWhatIsNoNumber() {
+        QCOMPARE(setData("lab:real", "value", qQNaN()), QStringLiteral("outOfRange"));
     }
 
     void readsRows() {

@@ -16,6 +16,7 @@ QVariantHash nodes() {
     return {{"player:player/volume", valueNode("i32_", 30, {{"title", "Volume"}})},
             {"ui:/list", QVariantHash{{"title", "List"}, {"rows", rows}}},
             {"ui:secret", QVariantHash{{"value", "hush"}, {"internal", true}}},
+            {"ui:typed", QVariantHash{{"internal", QVariantHash{{"bool_", true}}}, {"rows", rows}}},
             {"ui:free", QVariantHash{{"value", "text"}}},
             {strictPath, valueNode("bool_", false, {{"internal", true}})}};
 }
@@ -30,6 +31,9 @@ rows            |getRows?LIST,value&from=0&to=1||ROWS["One","a"],[HIDDEN,null]EN
 rows by role    |getRows?LIST&type=structure&from=2&to=2||ROWS{"title":"Three"}END
 no rows         |getRows?path=/ui/list&roles=title&from=2&to=1||ROWSEND
 no roles        |getData?FREE||#Error#missing path or roles!
+internal record |getData?path=ui:typed&roles=value||#getData failed#Node is internal
+internal list   |getRows?path=ui:typed&roles=title&from=0&to=0||ROWS[HIDDEN]END
+too many roles  |getData?FREE&roles=MANY||#Error#too many roles!
 internal, set   |SET=1&path=ui:secret||#setData failed#Node is internal
 post            |getData|{"path":"ui:free","roles":["value","title"]}|["text",null]
 posted numbers  |getRows|{LISTED,"from":"0","to":0,"version":1}|ROWS["One"]END
@@ -55,6 +59,7 @@ QByteArray expanded(QByteArray text) {
         return errorBody(text.split('#')[1], text.split('#')[2]);
     return text.replace("VOLUME", "path=player:player/volume")
         .replace("FREE", "path=ui:free")
+        .replace("MANY", QByteArray(100, ','))
         .replace("SET", "setData?role=value&value")
         .replace("LISTED", R"("path":"ui:/list","roles":["title"])")
         .replace("LIST", "path=ui:/list&roles=title")

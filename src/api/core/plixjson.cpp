@@ -88,6 +88,7 @@ private:
 
     std::vector<Container> m_open;
     QVariant m_result;
+    int m_values = 0;
     const char* m_failure = nullptr;
 };
 
@@ -104,6 +105,8 @@ bool ValueBuilder::close(const QVariant& container) {
 }
 
 bool ValueBuilder::place(const QVariant& value) {
+    if (++m_values > PlixJson::maximumValues)
+        return fail("There are too many values");
     if (m_open.empty())
         m_result = value;
     else if (m_open.back().isObject)
@@ -214,7 +217,10 @@ public:
         return true;
     }
 
+    // Null when it was too long.
     QByteArray take() {
+        if (m_isTooLong)
+            return {};
         m_bytes.resize(static_cast<int>(m_at - m_bytes.constData()));
         return m_bytes;
     }
@@ -227,8 +233,14 @@ private:
     void reserve(int size) {
         if (m_end - m_at >= size)
             return;
-        const int used = m_at ? static_cast<int>(m_at - m_bytes.constData()) : 0;
-        m_bytes.resize(std::max({initialSize, 2 * m_bytes.size(), used + size}));
+        int used = m_at ? static_cast<int>(m_at - m_bytes.constData()) : 0;
+        if (size > PlixJson::maximumLength - used) {
+            // What follows is written over it.
+            m_isTooLong = true;
+            used = 0;
+        }
+        const int doubled = std::min(2 * m_bytes.size(), PlixJson::maximumLength);
+        m_bytes.resize(std::max({initialSize, doubled, used + size}));
         m_at = m_bytes.data() + used;
         m_end = m_bytes.data() + m_bytes.size();
     }
@@ -236,6 +248,7 @@ private:
     QByteArray m_bytes;
     char* m_at = nullptr;
     char* m_end = nullptr;
+    bool m_isTooLong = false;
 };
 
 // The library's encodings look for this name beside the stream. There is no unchecked writing,
@@ -434,5 +447,5 @@ QString PlixJson::escape(const QString& text) {
     ByteStream stream;
     JsonWriter(stream).writeText(text);
     const QByteArray quoted = stream.take();
-    return plixFromUtf8(quoted.constData() + 1, quoted.size() - 2);
+    return quoted.isNull() ? QString() : plixFromUtf8(quoted.constData() + 1, quoted.size() - 2);
 }

@@ -25,6 +25,12 @@ public:
     // Containers may be nested this deep in a text that is parsed and in a value that is
     // serialised. Far more than any client needs, far less than would strain the stack.
     static constexpr int maximumDepth = 512;
+    // So many values, members and elements counted, may stand in a text that is parsed. Each takes
+    // up to some 300 bytes, however short its text.
+    static constexpr int maximumValues = 100'000;
+    // The longest text that is written, in bytes: more than any client reads, less than a small
+    // device has memory.
+    static constexpr int maximumLength = 64 * 1024 * 1024;
 
     // Parses one JSON value of any kind. On failure the result is invalid and `error` holds a
     // message; `position`, when given, receives the offset (in bytes, or in UTF-16 units) of the
@@ -35,10 +41,11 @@ public:
 
     // The value as compact JSON in UTF-8, members in ascending order of their names so that equal
     // values give equal bytes. Values that JSON has no form for (infinities, values nested too
-    // deep, types without a text) become null, unpaired surrogates U+FFFD.
+    // deep, types without a text) become null, unpaired surrogates U+FFFD. Null when the text would
+    // be longer than the maximum.
     static QByteArray serialize(const QVariant& value);
 
     // The text with everything escaped that may not stand in a JSON string as it is; without
-    // surrounding quotation marks.
+    // surrounding quotation marks. Null when that is longer than the maximum.
     static QString escape(const QString& text);
 };

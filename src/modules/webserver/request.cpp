@@ -5,8 +5,15 @@
 
 namespace {
 
+// Of a form; each takes some hundred bytes, however short its text.
+constexpr int maximumFields = 1000;
+
 QVariantHash decodeForm(const QByteArray& body) {
     QVariantHash fields;
+    if (body.count('&') >= maximumFields) {
+        dbglog_error("A form of more than " << maximumFields << " fields");
+        return fields;
+    }
     const std::unique_ptr<GHashTable, GFree<g_hash_table_unref>> table(
         soup_form_decode(body.constData()));
     GHashTableIter iterator;

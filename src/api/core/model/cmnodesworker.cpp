@@ -31,15 +31,20 @@ QVariantList pick(const QVariantHash& values, const QStringList& roles) {
     return picked;
 }
 
-PlixRowsRoles pickRows(const QVector<QVariantHash>& rows, qint64 version,
+// Rows of an internal list are internal themselves.
+PlixRowsRoles pickRows(const QVector<QVariantHash>& rows, qint64 version, bool isInternal,
                        const CMGetRowsRequest& request) {
     const int first = std::max(request.from, 0);
     const int last = std::min(request.to, rows.size() - 1);
     QVariantList picked;
     if (first <= last)
         picked.reserve(last - first + 1);
-    for (int index = first; index <= last; ++index)
-        picked.append(QVariant(pick(rows[index], request.roles)));
+    for (int index = first; index <= last; ++index) {
+        QVariantHash row = rows[index];
+        if (isInternal)
+            row.insert(PlixRoles::Internal(), true);
+        picked.append(QVariant(pick(row, request.roles)));
+    }
     PlixRowsRoles result;
     result.setRows(picked);
     result.setCount(rows.size());
@@ -166,7 +171,8 @@ void CMNodesWorker::getRowsRequest(const CMGetRowsRequest& request) {
         return;
     }
 
-    const auto pick = [&] { return pickRows(found->rows, found->version, request); };
+    const bool isInternal = CMValues::scalar(found->roles.value(PlixRoles::Internal())).toBool();
+    const auto pick = [&] { return pickRows(found->rows, found->version, isInternal, request); };
     const bool isLong = std::min(qint64(request.to) - request.from + 1,
                                  qint64(found->rows.size())) > maximumKeptRows;
     request.reply.finish(isLong ? pick() : m_rowsAnswers.answer(request, found->version, pick));
@@ -204,6 +210,11 @@ CMError CMNodesWorker::checkWrite(const Node& node, const CMSetDataRequest& requ
         return CMError::fromName(CMErrorNames::notModifiable(),
                                  QStringLiteral("Role \"%1\" of \"%2\" cannot be modified")
                                      .arg(request.role, request.path.toEncoded()));
+    }
+    if (CMValues::weight(request.value) > maximumValueBytes) {
+        return CMError::fromName(
+            CMErrorNames::outOfRange(),
+            QStringLiteral("The value is too large for \"%1\"").arg(request.path.toEncoded()));
     }
     if (request.role != PlixRolesType::Value())
         return {};

@@ -19,6 +19,9 @@ class CMNodesWorker : public CMAbstractWorker {
     Q_OBJECT
 
 public:
+    // What a client may write to one role: far more than any text or list of settings takes.
+    static constexpr int maximumValueBytes = 65536;
+
     CMNodesWorker(const QVariantHash& config, const QString& name);
     ~CMNodesWorker() override;
 
@@ -27,8 +30,9 @@ public:
     void getDataRequest(const CMGetDataRequest& request) override;
     void getRowsRequest(const CMGetRowsRequest& request) override;
     // Plain storage, with the checks that the node's roles ask for (modifiable, minimum, maximum,
-    // type of the stored value). The roles that these checks rest on, and roles that neither the
-    // node nor the platform knows, cannot be written. Workers override it for nodes that act.
+    // type of the stored value), and of the size. The roles that these checks rest on, and roles
+    // that neither the node nor the platform knows, cannot be written. Workers override it for
+    // nodes that act.
     void setDataRequest(const CMSetDataRequest& request) override;
 
     bool connectValueChange(const CMPath& path, QObject* receiver, const char* slot,

@@ -8,8 +8,9 @@
 class CMPendingEvent {
 public:
     // Bounds what a list that changes fast makes a queue remember until the next poll. Beyond it
-    // reading the list again is cheaper for everyone than replaying its history.
-    static constexpr int maximumRowEvents = 1024;
+    // reading the list again is cheaper for everyone than replaying its history. An event takes
+    // some 50 bytes in each queue.
+    static constexpr int maximumRowEvents = 64;
 
     static CMPendingEvent fromValue(const QVariant& value);
     static CMPendingEvent fromRowEvents(const QVariantList& events);

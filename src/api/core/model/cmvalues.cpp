@@ -111,5 +111,31 @@ bool CMValues::same(const QVariant& left, const QVariant& right) {
 
 bool CMValues::isWithin(const QVariant& value, const QVariant& minimum, const QVariant& maximum) {
     const QVariant number = scalar(value);
+    if (number.userType() == QMetaType::Double && std::isnan(number.toDouble()))
+        return false;
     return orderNumbers(number, scalar(minimum)) >= 0 && orderNumbers(number, scalar(maximum)) <= 0;
+}
+
+qint64 CMValues::weight(const QVariant& value) {
+    // What the containers need for each of their elements.
+    constexpr qint64 elementBytes = 64;
+    qint64 bytes = 0;
+    switch (value.userType()) {
+    case QMetaType::QVariantHash: {
+        const QVariantHash members = value.toHash();
+        for (auto member = members.begin(); member != members.end(); ++member)
+            bytes += elementBytes + weight(member.key()) + weight(*member);
+        return bytes;
+    }
+    case QMetaType::QVariantList: {
+        const QVariantList elements = value.toList();
+        for (const QVariant& element : elements)
+            bytes += elementBytes + weight(element);
+        return bytes;
+    }
+    case QMetaType::QString:
+        return qint64(value.toString().size()) * qint64(sizeof(QChar));
+    default:
+        return sizeof(QVariant);
+    }
 }

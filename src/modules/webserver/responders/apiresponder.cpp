@@ -5,6 +5,7 @@
 #include "core/model/cmglobal.h"
 #include "core/model/cmroles.h"
 #include "core/model/cmroot.h"
+#include "core/model/cmvalues.h"
 #include "core/plixjson.h"
 #include "core/plixvalue.h"
 #include "request.h"
@@ -25,6 +26,13 @@ const QString missingForGetData = QStringLiteral("missing path or roles!");
 const QString missingForGetRows = QStringLiteral("missing path, roles, from or to!");
 const QString missingForSetData = QStringLiteral("missing path or role or value!");
 const QString invalidNumber = QStringLiteral("invalid from or to or version!");
+
+// Of one request. There are about ten; each that is named again has its value sent again.
+constexpr int maximumRoles = 100;
+
+bool isTrue(const QVariant& internal) {
+    return CMValues::scalar(internal).toBool();
+}
 
 ApiResponder::ResponseFormat formatFrom(const QString& type) {
     return type == QLatin1String("structure") ? ApiResponder::Structure : ApiResponder::Values;
@@ -56,7 +64,7 @@ QVariant formatted(const QStringList& roles, const QVariantList& values,
 bool makePublic(QVariantList* row, const QStringList& roles) {
     if (row->isEmpty())
         return false;
-    const bool isInternal = row->constLast().toBool();
+    const bool isInternal = isTrue(row->constLast());
     if (isInternal) {
         dbglog_warning("Private row: " << *row << " will be excluded from the response");
         std::fill(row->begin(), row->end(), QVariant());
@@ -245,11 +253,15 @@ bool ApiResponder::parseSetDataRequestPost(QString* path, QString* role, QVarian
     return true;
 }
 
+bool ApiResponder::checkRoles(const QStringList& roles) {
+    return roles.size() <= maximumRoles || failWith(QStringLiteral("too many roles!"));
+}
+
 void ApiResponder::getData() {
     QString path;
     QStringList roles;
     ResponseFormat format = Values;
-    if (!parseGetDataRequest(&path, &roles, &format))
+    if (!parseGetDataRequest(&path, &roles, &format) || !checkRoles(roles))
         return;
     completeRoles(&roles, &format);
     const CMReply<QList<QVariant>> reply;
@@ -266,7 +278,7 @@ void ApiResponder::getRows() {
     int to = 0;
     int version = -1;
     ResponseFormat format = Values;
-    if (!parseGetRowsRequest(&path, &roles, &from, &to, &version, &format))
+    if (!parseGetRowsRequest(&path, &roles, &from, &to, &version, &format) || !checkRoles(roles))
         return;
     completeRoles(&roles, &format);
     const CMReply<PlixRowsRoles> reply;
@@ -307,8 +319,8 @@ void ApiResponder::checkInternal(const CMReply<QList<QVariant>>& reply, const CM
                 CMError::fromName(QStringLiteral("Error"),
                                   QStringLiteral("Invalid response size: %1").arg(values.size())));
         dbglog_info("setData: internal role request: invalid response size: "
-                    << values.size() << ", on path " << path);
-    } else if (values.first().toBool()) {
+                    << values.size() << " on path " << path);
+    } else if (isTrue(values.first())) {
         dbglog_warning("setData: node on path " << path << " is internal");
         return respondWithError(CMError::fromName(QStringLiteral("setData failed"),
                                                   QStringLiteral("Node is internal")));
@@ -329,7 +341,7 @@ void ApiResponder::on_getData_finished(const CMVoidReply& reply, ResponseFormat 
     if (const CMError error = reply.error())
         return respondWithError(error);
     QVariantList values = CMReply<QList<QVariant>>::from(reply).take();
-    if (values.isEmpty() || values.constLast().toBool())
+    if (values.isEmpty() || isTrue(values.constLast()))
         return respondWithError(CMError::fromName(QStringLiteral("getData failed"),
                                                   QStringLiteral("Node is internal")));
     values.removeLast();
@@ -374,6 +386,8 @@ void ApiResponder::respondWithValue(const QVariant& value) {
 }
 
 void ApiResponder::respondWithText(const QByteArray& json) {
+    if (json.isNull())
+        return respondWithError(CMError::fromMessage(QStringLiteral("The answer is too long")));
     request().setStatus(200, QString());
     request().setResponseBody(json, MimeTypes::Application::json());
     Q_EMIT finished(request().requestId());

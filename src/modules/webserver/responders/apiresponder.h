@@ -55,6 +55,8 @@ private:
                        const QString& role, const QVariant& value);
     void write(const CMPath& path, const QString& role, const QVariant& value);
 
+    // False, and answered, when there are too many.
+    bool checkRoles(const QStringList& roles);
     // The text of an answer that others hold too, and that may come again.
     QByteArray sharedText(const PlixRowsRoles& answer, const QStringList& roles,
                           ResponseFormat format);

@@ -177,8 +177,11 @@ void EventResponder::queueRequestDone(const PlixList<PlixEvent>& events) {
 }
 
 void EventResponder::respondJson(const QVariant& body) {
+    const QByteArray json = PlixJson::serialize(body);
+    if (json.isNull())
+        return refuse(500, QStringLiteral("The answer is too long"));
     request().setContentType(MimeTypes::Application::json());
-    finishRespond(200, QString::fromUtf8(PlixJson::serialize(body)));
+    finishRespond(200, QString::fromUtf8(json));
 }
 
 void EventResponder::refuse(int status, const QString& text) {
