@@ -21,8 +21,8 @@ public:
     // A queue without a poll waiting or arriving for this long is dropped.
     static constexpr int defaultExpiryMs = 60000;
     // These bound what clients can make the device remember. The last one is for all queues
-    // together, at about a kilobyte for each path that nobody else watches, and a few more where rows
-    // change.
+    // together, at about a kilobyte for each path that nobody else watches, and a few more where
+    // rows change.
     static constexpr int maximumQueues = 20000;
     static constexpr int maximumPathsPerQueue = 4096;
     static constexpr int maximumPathLength = 1024;
