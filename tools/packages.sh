@@ -15,7 +15,7 @@ command -v npm >/dev/null || test_packages+=(npm)
 bench_packages=(
     wrk nginx-light lighttpd curl python3 valgrind libbenchmark-dev nlohmann-json3-dev
 )
-check_packages=(clang-format clang-tidy)
+check_packages=(git clang-format clang-tidy)
 fuzz_packages=(clang libclang-rt-14-dev llvm)
 
 # install_packages NAME...: installs what is missing. Needs no network when nothing is.
