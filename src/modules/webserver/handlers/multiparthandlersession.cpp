@@ -42,6 +42,8 @@ void MultipartHandlerSession::parseHeader(Message* message) {
     m_splitter = std::make_unique<MultipartSplitter>(
         delimiter, [this](const QByteArray& header) { m_responder->newPart(header); },
         [this](const char* data, unsigned int size) { m_responder->partData(data, size); });
+    m_lookout = std::make_unique<MultipartSplitter>(
+        delimiter, [](const QByteArray&) {}, [](const char*, unsigned int) {});
 }
 
 int MultipartHandlerSession::parseChunkHeader() {
@@ -65,7 +67,9 @@ void MultipartHandlerSession::on_gotChunk(const char* data, unsigned int size) {
     int left = parseChunkBuffer(false);
     while (left > maximumBacklog)
         left = parseChunkBuffer(false);
-    if (m_splitter->hasEnd())
+    m_lookout->append(data, size);
+    m_lookout->advance();
+    if (m_lookout->isAtEnd())
         endBody();
 }
 

@@ -11,13 +11,6 @@ const QByteArray closingMark = QByteArrayLiteral("--");
 // memory when it is emptied.
 constexpr int usualSize = 16 * 1024;
 
-// The C library searches a chunk several times as fast as QByteArray does.
-int indexOf(const QByteArray& text, const QByteArray& pattern) {
-    const void* found = memmem(text.constData(), static_cast<size_t>(text.size()),
-                               pattern.constData(), static_cast<size_t>(pattern.size()));
-    return found ? static_cast<int>(static_cast<const char*>(found) - text.constData()) : -1;
-}
-
 } // namespace
 
 MultipartSplitter::MultipartSplitter(const QByteArray& delimiter, NewPart newPart,
@@ -39,22 +32,48 @@ int MultipartSplitter::step(bool final) {
     return m_inHeader ? stepHeader() : stepContent(final);
 }
 
+void MultipartSplitter::advance() {
+    int before = 0;
+    bool wasInHeader = false;
+    do {
+        before = size();
+        wasInHeader = m_inHeader;
+        step(false);
+    } while (size() != before || m_inHeader != wasInHeader);
+}
+
+// The C library searches a chunk several times as fast as QByteArray does.
+int MultipartSplitter::indexOf(const QByteArray& pattern) const {
+    const void* found = memmem(data(), static_cast<size_t>(size()), pattern.constData(),
+                               static_cast<size_t>(pattern.size()));
+    return found ? static_cast<int>(static_cast<const char*>(found) - data()) : -1;
+}
+
+// Moves what is left only now and then, so that many small parts do not have it moved for each.
+void MultipartSplitter::drop(int size) {
+    m_front += size;
+    if (m_front <= m_buffer.size() / 2)
+        return;
+    m_buffer.remove(0, m_front);
+    m_front = 0;
+}
+
 int MultipartSplitter::stepContent(bool final) {
-    const int position = indexOf(m_buffer, m_delimiter);
+    const int position = indexOf(m_delimiter);
     if (position < 0) {
         // The tail may be the beginning of a delimiter. One byte more than that is kept, so that a
         // delimiter stands at the very front only behind empty content.
-        const int ready = m_buffer.size() - (final ? 0 : m_delimiter.size());
+        const int ready = size() - (final ? 0 : m_delimiter.size());
         if (ready > 0)
             takeContent(ready, 0);
-        return m_buffer.size();
+        return size();
     }
     // A delimiter at the very front stays and becomes part of the header block.
     m_headerDelimiter = position == 0 ? m_delimiter.size() : 0;
     if (position > 0)
         takeContent(position, m_delimiter.size());
     m_inHeader = true;
-    return m_buffer.size();
+    return size();
 }
 
 int MultipartSplitter::stepHeader() {
@@ -63,56 +82,44 @@ int MultipartSplitter::stepHeader() {
         return 0;
     }
     const int length = headerLength();
-    if (length > maximumHeaderSize || (length < 0 && m_buffer.size() >= maximumHeaderSize)) {
+    if (length > maximumHeaderSize || (length < 0 && size() >= maximumHeaderSize)) {
         close();
         return 0;
     }
     if (length < 0)
         return 0;
-    const QByteArray header = m_buffer.left(length);
-    m_buffer.remove(0, length);
+    const QByteArray header(data(), length);
+    drop(length);
     m_inHeader = false;
     m_hasPart = true;
     m_newPart(header);
-    return m_buffer.size();
+    return size();
 }
 
 int MultipartSplitter::headerLength() const {
-    const int position = m_buffer.indexOf(emptyLine);
+    const int position = indexOf(emptyLine);
     if (position < 0)
         return -1;
     const int length = position + emptyLine.size();
     // Headers are text: what follows a NUL byte is not looked at.
-    const bool isText = !std::memchr(m_buffer.constData(), 0, static_cast<size_t>(length));
+    const bool isText = !std::memchr(data(), 0, static_cast<size_t>(length));
     return isText ? length : -1;
 }
 
 void MultipartSplitter::takeContent(int size, int separator) {
     if (m_hasPart)
-        m_partData(m_buffer.constData(), static_cast<unsigned int>(size));
-    m_buffer.remove(0, size + separator);
+        m_partData(data(), static_cast<unsigned int>(size));
+    drop(size + separator);
 }
 
 bool MultipartSplitter::isAtClosing() const {
-    return m_inHeader && m_buffer.mid(m_headerDelimiter, closingMark.size()) == closingMark;
-}
-
-bool MultipartSplitter::hasEnd() const {
-    if (m_closed || isAtClosing())
-        return true;
-    // In the midst of content no more than a delimiter's length is kept, which needs no search.
-    if (m_buffer.size() <= m_delimiter.size() || !m_buffer.contains(m_delimiter + closingMark))
-        return false;
-    // It may stand within a header block, where it means nothing.
-    MultipartSplitter rest(*this);
-    rest.m_newPart = [](const QByteArray&) {};
-    rest.m_partData = [](const char*, unsigned int) {};
-    while (rest.step(true) > 0) {
-    }
-    return rest.m_closed || rest.isAtClosing();
+    return m_inHeader && size() >= m_headerDelimiter + closingMark.size() &&
+           std::memcmp(data() + m_headerDelimiter, closingMark.constData(),
+                       static_cast<size_t>(closingMark.size())) == 0;
 }
 
 void MultipartSplitter::close() {
     m_closed = true;
     m_buffer = QByteArray();
+    m_front = 0;
 }

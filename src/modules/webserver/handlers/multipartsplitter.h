@@ -29,17 +29,22 @@ public:
     // is complete; `final`: nothing more will come. The bytes that are left to work on, 0 when
     // nothing can be done with them.
     int step(bool final);
+    // Takes out all that is complete.
+    void advance();
     // The length of the header block at the front, -1 while it is not complete.
     int headerLength() const;
 
     // The bytes that are kept.
-    int size() const { return m_buffer.size(); }
-    // The closing boundary has arrived, although it may be some steps away.
-    bool hasEnd() const;
+    int size() const { return m_buffer.size() - m_front; }
+    // The closing boundary is next, or behind.
+    bool isAtEnd() const { return m_closed || isAtClosing(); }
 
 private:
     int stepContent(bool final);
     int stepHeader();
+    const char* data() const { return m_buffer.constData() + m_front; }
+    int indexOf(const QByteArray& pattern) const;
+    void drop(int size);
     void takeContent(int size, int separator);
     bool isAtClosing() const;
     void close();
@@ -48,6 +53,8 @@ private:
     NewPart m_newPart;
     PartData m_partData;
     QByteArray m_buffer;
+    // Where in the buffer the kept bytes begin.
+    int m_front = 0;
     bool m_inHeader = false;
     // The length of the delimiter at the front of the header block.
     int m_headerDelimiter = 0;
