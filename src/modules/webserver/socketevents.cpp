@@ -20,6 +20,8 @@ struct SocketEvents::Socket {
     // Whether there may be something to read: the kernel tells of each arrival once.
     bool isReadable = true;
     bool hasEnded = false;
+    // A read may stop at urgent data, with more behind it.
+    bool hasUrgent = false;
 };
 
 struct SocketEvents::EpollSource {
@@ -111,7 +113,7 @@ struct SocketInputHooks {
         }
         if (length >= 0) {
             // The rest, if there will be one, is told of; but an end that came with it is not.
-            if (static_cast<gsize>(length) < count && !socket->hasEnded)
+            if (static_cast<gsize>(length) < count && !socket->hasEnded && !socket->hasUrgent)
                 socket->isReadable = false;
             return length;
         }
@@ -172,7 +174,7 @@ SocketEvents::~SocketEvents() {
 void SocketEvents::add(GSocket* socket, void* key) {
     SocketInputHooks::install();
     epoll_event event{};
-    event.events = EPOLLIN | EPOLLRDHUP | EPOLLET;
+    event.events = EPOLLIN | EPOLLPRI | EPOLLRDHUP | EPOLLET;
     event.data.u64 = ++m_lastId;
     // What the kernel has no room for is left to GIO: its end is noticed when it is read.
     if (epoll_ctl(m_epoll, EPOLL_CTL_ADD, g_socket_get_fd(socket), &event) != 0)
@@ -206,6 +208,7 @@ void SocketEvents::fetch() {
             continue;
         Socket* socket = found->second;
         socket->isReadable = true;
+        socket->hasUrgent = socket->hasUrgent || (event.events & EPOLLPRI) != 0;
         if (socket->hasEnded || (event.events & (EPOLLRDHUP | EPOLLHUP | EPOLLERR)) == 0)
             continue;
         socket->hasEnded = true;
