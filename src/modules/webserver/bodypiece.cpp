@@ -1,7 +1,5 @@
 #include "bodypiece.h"
 
-#include "truncation.h"
-
 #include <QHash>
 
 #include <algorithm>
@@ -36,16 +34,14 @@ GQuark outletQuark() {
 }
 
 GOutputStreamClass* streamClass = nullptr;
-decltype(GOutputStreamClass::close_async) closeInThread = nullptr;
 using WriteFunction = decltype(GPollableOutputStreamInterface::write_nonblocking);
 WriteFunction writeChunk = nullptr;
 
-// Whether nothing that is about to be written belonged to a file that was truncated, so that TLS
-// would send zeros in its place. What is behind the first record comes again.
-bool isThere(const void* data, gsize length, GError** error) {
-    const TruncationWatch watch;
-    watch.touch(static_cast<const char*>(data), std::min(length, maxTogether));
-    if (!watch.sawTruncation())
+// Whether a file is still all there that is about to be written; TLS would send zeros in the place
+// of what is not. What is behind the first record comes again.
+bool isThere(const TruncationWatch& mapping, const void* data, gsize length, GError** error) {
+    TruncationWatch::touch(static_cast<const char*>(data), std::min(length, maxTogether));
+    if (!mapping.sawTruncation())
         return true;
     g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_FAILED, "The file was truncated");
     return false;
@@ -140,7 +136,7 @@ struct HeaderHooks {
             return original(stream, header, length, error);
         std::array<char, maxTogether> text;
         const gsize part = std::min(maxTogether - length, static_cast<gsize>(piece->m_size));
-        if (!isThere(piece->m_begin, part, error))
+        if (piece->m_file && !isThere(piece->m_mapping, piece->m_begin, part, error))
             return -1;
         std::memcpy(text.data(), header, length);
         std::memcpy(text.data() + length, piece->m_begin, part);
@@ -169,14 +165,16 @@ struct BodyStreamHooks {
         if (const auto* outlet = HeaderHooks::find(connection)) {
             // Whatever is written now, the header has gone.
             (*outlet)->next = nullptr;
+            const BodyPiece* file = (*outlet)->file;
+            if (file && !isThere(file->m_mapping, data, length, error))
+                return -1;
             const gssize sent = std::exchange((*outlet)->sent, 0);
             if (sent > 0 && (*outlet)->data == data)
                 return sent;
         }
         BodyPiece* piece = pieces().value(data);
-        if (piece)
-            return writePiece(piece, stream, connection, length, error);
-        return isThere(data, length, error) ? writeChunk(stream, data, length, error) : -1;
+        return piece ? writePiece(piece, stream, connection, length, error)
+                     : writeChunk(stream, data, length, error);
     }
 
     static gssize writePiece(BodyPiece* piece, GPollableOutputStream* stream,
@@ -203,14 +201,32 @@ struct BodyStreamHooks {
     static void close(GOutputStream* stream, int priority, GCancellable* cancellable,
                       GAsyncReadyCallback callback, gpointer data) {
         const bool hasEnded = g_object_get_qdata(G_OBJECT(stream), endedQuark());
-        if (!hasEnded && !g_pollable_output_stream_is_writable(G_POLLABLE_OUTPUT_STREAM(stream)))
-            return closeInThread(stream, priority, cancellable, callback, data);
         const auto task = GObjectPtr<GTask>::adopt(g_task_new(stream, cancellable, callback, data));
-        GError* error = nullptr;
-        if (hasEnded || streamClass->close_fn(stream, cancellable, &error))
+        auto* pollable = G_POLLABLE_OUTPUT_STREAM(stream);
+        if (hasEnded) {
             g_task_return_boolean(task.get(), TRUE);
+        } else if (g_pollable_output_stream_is_writable(pollable)) {
+            writeEnd(task.get());
+        } else {
+            g_task_set_priority(task.get(), priority);
+            const GSourcePtr source(g_pollable_output_stream_create_source(pollable, cancellable));
+            // Which holds the task.
+            g_task_attach_source(task.get(), source.get(), G_SOURCE_FUNC(on_writable));
+        }
+    }
+
+    static gboolean on_writable(GPollableOutputStream*, gpointer task) {
+        writeEnd(static_cast<GTask*>(task));
+        return G_SOURCE_REMOVE;
+    }
+
+    static void writeEnd(GTask* task) {
+        auto* stream = G_OUTPUT_STREAM(g_task_get_source_object(task));
+        GError* error = nullptr;
+        if (streamClass->close_fn(stream, g_task_get_cancellable(task), &error))
+            g_task_return_boolean(task, TRUE);
         else
-            g_task_return_error(task.get(), error);
+            g_task_return_error(task, error);
     }
 };
 
@@ -223,7 +239,6 @@ void BodyPiece::prepareLibsoup() {
         !g_type_is_a(type, G_TYPE_POLLABLE_OUTPUT_STREAM))
         return;
     streamClass = static_cast<GOutputStreamClass*>(g_type_class_ref(type));
-    closeInThread = streamClass->close_async;
     streamClass->close_async = BodyStreamHooks::close;
     // A stream that closes by itself would be flushed first, in a thread as well. It holds nothing
     // back, and closing flushes it too.
@@ -251,9 +266,10 @@ SoupBufferPtr BodyPiece::newChunk(const char* data, qint64 length, std::weak_ptr
     return newBuffer(piece, made);
 }
 
-SoupBufferPtr BodyPiece::newPart(GMappedFile* file, qint64 start, qint64 length,
-                                 std::weak_ptr<BodyPiece>* made) {
+SoupBufferPtr BodyPiece::newPart(GMappedFile* file, const TruncationWatch& mapping, qint64 start,
+                                 qint64 length, std::weak_ptr<BodyPiece>* made) {
     const std::shared_ptr<BodyPiece> piece(new BodyPiece);
+    piece->m_mapping = mapping;
     piece->m_file.reset(g_mapped_file_ref(file));
     piece->m_data = piece->m_begin = g_mapped_file_get_contents(file) + start;
     piece->m_length = piece->m_size = length;
@@ -287,6 +303,7 @@ void BodyPiece::followHeader(SoupClientContext* client) {
         HeaderHooks::set(socket, m_outlet);
     }
     m_outlet->next = this;
+    m_outlet->file = m_file ? this : nullptr;
 }
 
 void BodyPiece::stopFollowing(GSocket* socket) {
@@ -297,6 +314,8 @@ void BodyPiece::stopFollowing(GSocket* socket) {
 BodyPiece::~BodyPiece() {
     if (m_outlet && m_outlet->next == this)
         m_outlet->next = nullptr;
+    if (m_outlet && m_outlet->file == this)
+        m_outlet->file = nullptr;
     if (!m_file)
         pieces().remove(m_data);
 }

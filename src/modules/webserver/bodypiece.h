@@ -1,6 +1,7 @@
 #pragma once
 
 #include "glibptr.h"
+#include "truncation.h"
 
 #include <QByteArray>
 #include <libsoup/soup.h>
@@ -23,11 +24,11 @@ public:
     static constexpr qint64 maxChunk = 65536;
 
     // Pieces for libsoup: a chunk, which is copied, or a part of a mapped file as it is, with a
-    // reference held on it. `made` ends with the buffer; it stays null until libsoup has written
-    // the first body of all.
+    // reference held on it; of a file that has been truncated since `mapping` nothing is sent.
+    // `made` ends with the buffer; it stays null until libsoup has written the first body of all.
     static SoupBufferPtr newChunk(const char* data, qint64 length, std::weak_ptr<BodyPiece>* made);
-    static SoupBufferPtr newPart(GMappedFile* file, qint64 start, qint64 length,
-                                 std::weak_ptr<BodyPiece>* made);
+    static SoupBufferPtr newPart(GMappedFile* file, const TruncationWatch& mapping, qint64 start,
+                                 qint64 length, std::weak_ptr<BodyPiece>* made);
     // To be called before libsoup writes a body. Takes effect once it has written a first one.
     static void prepareLibsoup();
 
@@ -49,6 +50,8 @@ private:
     struct Outlet {
         const bool isSecure;
         BodyPiece* next = nullptr;
+        // The part of a file that is being sent.
+        BodyPiece* file = nullptr;
         // Of a file, how much has gone out with the header, and what libsoup will give to write.
         const void* data = nullptr;
         gssize sent = 0;
@@ -60,6 +63,7 @@ private:
 
     QByteArray m_text; // of a chunk, with the marks
     GMappedFilePtr m_file;
+    TruncationWatch m_mapping;
     const char* m_data = nullptr; // what libsoup is given to write
     qint64 m_length = 0;
     const char* m_begin = nullptr; // what the client gets

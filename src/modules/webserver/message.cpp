@@ -387,14 +387,15 @@ void Message::responseBodyAdd(const QByteArray& data) {
                                    [](void* bytes) { delete static_cast<QByteArray*>(bytes); })));
 }
 
-void Message::responseBodyAdd(GMappedFile* file, qint64 start, qint64 length) {
+void Message::responseBodyAdd(GMappedFile* file, const TruncationWatch& mapping, qint64 start,
+                              qint64 length) {
     dbglog_scopedFunction;
     if (!isOpen())
         return;
     Q_ASSERT(start >= 0 && length > 0 &&
              static_cast<gsize>(start + length) <= g_mapped_file_get_length(file));
     const bool isFirst = responseBodyLength() == 0;
-    SoupBufferPtr part = BodyPiece::newPart(file, start, length, &m_onlyPiece);
+    SoupBufferPtr part = BodyPiece::newPart(file, mapping, start, length, &m_onlyPiece);
     SoupMessageHeaders* headers = m_data.message->response_headers;
     if (isFirst && followsHeader() &&
         soup_message_headers_get_encoding(headers) == SOUP_ENCODING_CONTENT_LENGTH &&

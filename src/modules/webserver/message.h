@@ -94,7 +94,8 @@ public:
     // copied; of a mapped file a part that must lie within it, with a reference held on it.
     void responseBodyAdd(const char* data, qint64 length);
     void responseBodyAdd(const QByteArray& data);
-    void responseBodyAdd(GMappedFile* file, qint64 start, qint64 length);
+    void responseBodyAdd(GMappedFile* file, const TruncationWatch& mapping, qint64 start,
+                         qint64 length);
     // Sets the content type, unless it is null, and adds the body; does not complete it.
     void setResponseBody(const QByteArray& body, const QString& contentType);
     void setResponseBody(const QString& body, const QString& contentType);

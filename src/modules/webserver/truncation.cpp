@@ -11,15 +11,18 @@ const auto pageSize = static_cast<size_t>(sysconf(_SC_PAGESIZE));
 
 // Only ever compared for equality, so that it may wrap.
 volatile std::sig_atomic_t missingPages = 0;
+const char* volatile guarded = nullptr;
+volatile size_t guardedLength = 0;
 struct sigaction before = {};
 
-// Puts a page of zeros in the place of the one that is gone. It cannot be written or executed: who
-// wanted that, or lost a page for another reason, is dealt with as before.
+// Puts a page of zeros in the place of the one that is gone. Faults of anybody else are dealt with
+// as before.
 void on_busError(int, siginfo_t* info, void*) {
     const int error = errno;
     const auto address = reinterpret_cast<uintptr_t>(info->si_addr);
     auto* page = reinterpret_cast<void*>(address - address % pageSize);
-    if (info->si_code == BUS_ADRERR &&
+    const bool isGuarded = address - reinterpret_cast<uintptr_t>(guarded) < guardedLength;
+    if (info->si_code == BUS_ADRERR && isGuarded &&
         mmap(page, pageSize, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_FIXED, -1, 0) !=
             MAP_FAILED)
         missingPages = missingPages + 1;
@@ -47,7 +50,13 @@ bool TruncationWatch::sawTruncation() const {
     return missingPages != m_before;
 }
 
-void TruncationWatch::touch(const char* data, size_t length) const {
+void TruncationWatch::guard(const char* data, size_t length) {
+    guarded = data;
+    guardedLength = length;
+}
+
+void TruncationWatch::touch(const char* data, size_t length) {
+    guard(data, length);
     const volatile char* bytes = data;
     for (size_t i = 0; i < length; i += pageSize)
         static_cast<void>(bytes[i]);

@@ -19,7 +19,8 @@ KeptFiles::FilePtr KeptFiles::find(const QString& path, const QString& documentR
     if (!entry || entry->documentRoot != documentRoot)
         return nullptr;
     struct stat file = {};
-    if (stat(entry->requestedName.constData(), &file) == 0 &&
+    if (!entry->file->mapping.sawTruncation() &&
+        stat(entry->requestedName.constData(), &file) == 0 &&
         FileVersion::of(file) == entry->version)
         return entry->file;
     m_entries.remove(path);

@@ -3,6 +3,7 @@
 #include "fileversion.h"
 #include "glibptr.h"
 #include "handlers/statichandler.h"
+#include "truncation.h"
 
 #include <QCache>
 #include <QString>
@@ -22,6 +23,7 @@ public:
 
     struct File {
         GMappedFilePtr mapped;
+        TruncationWatch mapping;
         StaticHandler::ETagCacheEntry entry;
     };
     using FilePtr = std::shared_ptr<const File>;

@@ -138,8 +138,8 @@ RangeRequest requestedRange(const Message* message, const QByteArray& etag, qint
     return range;
 }
 
-void sendContents(Message* message, GMappedFile* mapped, const QByteArray& etag) {
-    const auto total = static_cast<qint64>(g_mapped_file_get_length(mapped));
+void sendContents(Message* message, const KeptFiles::File& contents, const QByteArray& etag) {
+    const auto total = static_cast<qint64>(contents.entry.size);
     const RangeRequest range = requestedRange(message, etag, total);
     qint64 start = 0;
     qint64 length = total;
@@ -161,26 +161,26 @@ void sendContents(Message* message, GMappedFile* mapped, const QByteArray& etag)
     }
     message->setHeader(QByteArrayLiteral("ETag"), etag);
     if (length > 0)
-        message->responseBodyAdd(mapped, start, length);
+        message->responseBodyAdd(contents.mapped.get(), contents.mapping, start, length);
 }
 
 void answerMethod(const QFileInfo& file, Message* message, const QByteArray& method,
-                  GMappedFile* mapped, const QByteArray& etag) {
+                  const KeptFiles::File& contents, const QByteArray& etag) {
     const auto logged = [&](const char* what) {
         dbglog_debug(what << " " << message->fullUri() << " " << file.absoluteFilePath());
     };
     message->setStatus(200, QString());
     if (method == "GET") {
         logged("Serving GET for");
-        sendContents(message, mapped, etag);
+        sendContents(message, contents, etag);
     } else if (method == "HEAD") {
         logged("Serving HEAD for");
         message->setHeader(QByteArrayLiteral("Content-Length"),
-                           QByteArray::number(quint64(g_mapped_file_get_length(mapped))));
+                           QByteArray::number(contents.entry.size));
     } else if (method == "POST") {
         logged("Serving POST for");
         message->setMethod("GET");
-        sendContents(message, mapped, etag);
+        sendContents(message, contents, etag);
     } else {
         dbglog_info("Unsupported method " << method << " for " << message->fullUri() << " "
                                           << file.absoluteFilePath());
@@ -204,7 +204,7 @@ void sendFile(const QFileInfo& file, const KeptFiles::File& contents, Message* m
         message->setHeader(QByteArrayLiteral("Content-Security-Policy"),
                            QByteArrayLiteral("upgrade-insecure-requests"));
     if (!answerConditions(message, method, etag, static_cast<qint64>(entry.size)))
-        answerMethod(file, message, method, contents.mapped.get(), etag);
+        answerMethod(file, message, method, contents, etag);
 }
 
 void sendOpenError(const QFileInfo& file, const QString& reason, Message* message) {
@@ -223,12 +223,12 @@ void serveRegularFile(const QFileInfo& file, const QString& canonical, const QSt
     GMappedFilePtr mapped(g_mapped_file_new(name.constData(), FALSE, error.out()));
     if (!mapped)
         return sendOpenError(file, QString::fromUtf8(error.message()), message);
-    const TruncationWatch watch;
+    const TruncationWatch mapping;
     const StaticHandler::ETagCacheEntry entry = StaticHandler::getCacheEntry(file, mapped.get());
-    if (watch.sawTruncation())
+    if (mapping.sawTruncation())
         return sendOpenError(file, QStringLiteral("It was truncated"), message);
     const auto contents =
-        std::make_shared<const KeptFiles::File>(KeptFiles::File{std::move(mapped), entry});
+        std::make_shared<const KeptFiles::File>(KeptFiles::File{std::move(mapped), mapping, entry});
     keptFiles().keep(file.filePath(), documentRoot, name, FileVersion::of(before), contents);
     sendFile(file, *contents, message, contentType);
 }
@@ -309,6 +309,7 @@ StaticHandler::ETagCacheEntry StaticHandler::getCacheEntry(const QFileInfo& file
                  << (cached ? "outdated cache entry for " : "not found cache entry for ") << key);
 
     const char* contents = g_mapped_file_get_contents(mapped);
+    TruncationWatch::guard(contents, length);
     const ETagCacheEntry entry{length, lastModified, calculateETag(file, contents, length),
                                getMimeType(file, contents, length)};
     dbglog_debug("StaticHandler::getCacheEntry: creating new cache entry for "

@@ -10,8 +10,8 @@
 // Serves the files below a document root, and nothing outside it.
 //
 // Files are mapped and sent from the mapping, which lives until libsoup has written it. A file may
-// be replaced at any time by renaming another one to its name. Of one that is truncated in place
-// the client gets no more than what was sent by then.
+// be replaced at any time by renaming another one to its name. Of one that is written in place a
+// client may get old bytes and new ones; when it is truncated, the connection ends.
 class StaticHandler : public Handler {
     Q_OBJECT
 
