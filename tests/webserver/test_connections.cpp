@@ -88,6 +88,25 @@ private Q_SLOTS:
         }
     }
 
+    void manyRequestsAtOnceLeaveRoomForOthers() {
+        constexpr int requests = 2000;
+        TestServer server;
+        int calls = 0;
+        int most = 0;
+        server.add("/", [&](Message* message) {
+            ++calls;
+            message->setStatus(200, QString());
+        });
+        QTimer turn;
+        turn.callOnTimeout(
+            [&, last = 0]() mutable { most = std::max(most, calls - std::exchange(last, calls)); });
+        turn.start(0);
+        RawClient client(server.port());
+        client.send(RawClient::requestBytes("GET", "/").repeated(requests));
+        QTRY_COMPARE(calls, requests);
+        QVERIFY2(most < requests / 10, qPrintable(QString::number(most)));
+    }
+
     void slowReaderIsKept() {
         // More than the sockets' buffers hold, for a client that has also closed its sending side.
         const QByteArray body(16 * 1024 * 1024, 'x');
@@ -116,6 +135,7 @@ private Q_SLOTS:
         server.server().setPatience(patience);
         const LivingSockets sockets(server.server().soupServer());
         RawClient silent(server.port());
+        silent.send("x");
         RawClient begun(server.port());
         begun.send(QByteArray("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11));
         QTRY_COMPARE(sockets.count(), 2);
@@ -132,7 +152,7 @@ private Q_SLOTS:
         // What is sent at once, and then again and again.
         addRows(R"(
 nothing            |       |
-nothing, TLS       |       |
+a byte, over TLS   |x      |
 head, byte by byte |GET /  | x
 half a body        |UPLOAD |
 body, byte by byte |UPLOAD | x

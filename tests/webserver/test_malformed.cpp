@@ -108,12 +108,28 @@ private Q_SLOTS:
         }
     }
 
+    void expectationsChangeNothing() {
+        EchoServer server;
+        RawClient client(server.port());
+        client.send("POST / HTTP/1.1\r\nHost: a\r\nExpect: 100-continue\r\n"
+                    "Transfer-Encoding: chunked\r\n\r\n");
+        QCOMPARE(client.readReply().status, 100);
+        client.send("0\r\n\r\n");
+        const HttpReply reply = client.readReply();
+        QCOMPARE(reply.status, 200);
+        QCOMPARE(reply.header("X-Robots-Tag"), QByteArray("noindex"));
+        QVERIFY(reply.header("Date").endsWith("GMT"));
+        QCOMPARE(reply.header("Connection"), QByteArray("close"));
+        QVERIFY(client.waitForClose());
+    }
+
     void bodyIsLimited_data() {
         addRows(R"(
 the most           |200|POST: 16777216~~ |16
 more, only said    |413|POST: 16777217~~ |0
 more, sent         |413|POST: 134217728~~|128
 chunks without end |413|CHUNKED~~        |128
+chunks of a byte   |413|CHUNKED~~        |2
 )");
     }
     void bodyIsLimited() {
@@ -122,11 +138,15 @@ chunks without end |413|CHUNKED~~        |128
         EchoServer server;
         const QByteArray mebibyte(1024 * 1024, 'x');
         const bool chunks = head.contains("chunked");
+        const QByteArray piece = QByteArray(QTest::currentDataTag()).endsWith("byte")
+                                     ? QByteArray("1\r\nx\r\n").repeated(100000)
+                                 : chunks ? "100000\r\n" + mebibyte + "\r\n"
+                                          : mebibyte;
         RawClient client(server.port());
         [[maybe_unused]] const qint64 before = residentBytes();
         client.send(head);
         for (int i = 0; i < fields[2].toInt() && client.isConnected(); ++i) {
-            client.send(chunks ? "100000\r\n" + mebibyte + "\r\n" : mebibyte);
+            client.send(piece);
             // The client's own buffer does not count.
             QTRY_VERIFY(client.socket().bytesToWrite() < mebibyte.size() || !client.isConnected());
         }

@@ -4,6 +4,7 @@
 #include "core/dbglog.h"
 #include "hangupwatch.h"
 #include "lingeringclose.h"
+#include "tlsfarewell.h"
 #include "tunnelguard.h"
 #include "unfinishedhandshake.h"
 
@@ -26,6 +27,11 @@ constexpr int closeSweepMs = 200;
 constexpr int graceMs = 1000;
 // Less of a body within the time allowed is a client that wants to hold the connection.
 constexpr qint64 minProgressBytes = 1024;
+// libsoup begins with the next request of a connection while it still ends the one before. A client
+// that sends many at once would have them fill the stack, at some 300 bytes each.
+constexpr int maxUnbroken = 50;
+// What libsoup keeps at least for a piece of a body, however short.
+constexpr qint64 keptBytesPerPiece = 256;
 
 qint64 nowMs() {
     return g_get_monotonic_time() / microsecondsPerMs;
@@ -55,6 +61,7 @@ bool isBeingSent(GSocket* socket) {
            info.tcpi_last_data_sent < graceMs;
 }
 
+using SoupDatePtr = std::unique_ptr<SoupDate, GFree<soup_date_free>>;
 using SoupUriPtr = std::unique_ptr<SoupURI, GFree<soup_uri_free>>;
 
 // Whether a request's URI is for the host that its Host header names. They can differ only when the
@@ -89,7 +96,7 @@ GQuark watchQuark() {
 } // namespace
 
 ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
-    : m_https(https),
+    : m_server(server), m_https(https),
       m_requestStarted(server, "request-started", G_CALLBACK(on_requestStarted), this),
       m_events([this](void* client) { noticeEnd(static_cast<SoupClientContext*>(client)); }) {
     g_object_set_qdata(G_OBJECT(server), watchQuark(), this);
@@ -97,12 +104,8 @@ ConnectionWatch::ConnectionWatch(SoupServer* server, bool https)
     // Signals have numbers once their class is in use, which the guard has seen to.
     m_gotHeadersSignal = g_signal_lookup("got-headers", SOUP_TYPE_MESSAGE);
     connect(&m_sweep, &QTimer::timeout, this, &ConnectionWatch::sweep);
-    if (!https)
-        return;
-    m_requestFinished =
-        GSignalConnection(server, "request-finished", G_CALLBACK(on_requestEnded), this);
-    m_requestAborted =
-        GSignalConnection(server, "request-aborted", G_CALLBACK(on_requestEnded), this);
+    if (https)
+        letTlsFarewellsNotWait();
 }
 
 ConnectionWatch::~ConnectionWatch() = default;
@@ -164,20 +167,6 @@ void ConnectionWatch::shutDown(const Connection& connection) {
     g_socket_shutdown(connection.socket.get(), TRUE, TRUE, nullptr);
 }
 
-// libsoup waits until a TLS connection's farewell has been sent, and everybody with it. A client
-// that does not read goes without.
-void ConnectionWatch::endWithoutWaiting(const Connection& connection) {
-    if (!polls(connection.socket.get(), POLLOUT))
-        g_socket_shutdown(connection.socket.get(), FALSE, TRUE, nullptr);
-}
-
-void ConnectionWatch::on_requestEnded(SoupServer*, SoupMessage* message, SoupClientContext* client,
-                                      ConnectionWatch* self) {
-    const Connection* connection = self->find(client);
-    if (connection && !soup_message_is_keepalive(message))
-        self->endWithoutWaiting(*connection);
-}
-
 void ConnectionWatch::checkHeaders(Connection* connection) {
     SoupMessage* message = connection->message.get();
     RequestGate gate;
@@ -195,10 +184,10 @@ void ConnectionWatch::checkHeaders(Connection* connection) {
     connection->phase = gate.hasBody() ? Phase::Body : Phase::Answer;
     connection->since = nowMs();
     connection->progress = 0;
-    // libsoup reads chunk sizes leniently, so what follows the body may not be a request.
-    if (gate.isChunked())
-        soup_message_headers_append(message->response_headers, "Connection", "close");
-    if (!gate.hasBody())
+    connection->kept = 0;
+    connection->isFirst = false;
+    connection->isChunked = gate.isChunked();
+    if (!gate.hasBody() && soup_message_headers_get_expectations(message->request_headers) == 0)
         return;
     connection->gotChunk =
         GSignalConnection(message, "got-chunk", G_CALLBACK(on_gotChunk), connection);
@@ -221,8 +210,21 @@ bool ConnectionWatch::admit(SoupClientContext* client) {
 // An early handler of the request has been called before, and admit() with it.
 void ConnectionWatch::on_gotHeaders(SoupMessage*, Connection* connection) {
     ConnectionWatch* self = connection->watch;
-    if (self->admit(connection->client))
-        self->checkLength(connection);
+    SoupClientContext* client = connection->client;
+    if (!self->admit(client))
+        return;
+    self->checkLength(connection);
+    if (Connection* still = self->find(client))
+        self->breakRecursion(still);
+}
+
+// An exchange that was paused goes on from the event loop.
+void ConnectionWatch::breakRecursion(Connection* connection) {
+    if (++connection->unbroken < maxUnbroken || connection->held)
+        return;
+    connection->unbroken = 0;
+    soup_server_pause_message(m_server, connection->message.get());
+    soup_server_unpause_message(m_server, connection->message.get());
 }
 
 // After the early handlers, which may have taken the body over.
@@ -244,12 +246,24 @@ void ConnectionWatch::countChunk(Connection* connection, qint64 length) {
         connection->progress = 0;
         connection->since = nowMs();
     }
+    connection->kept += std::max(length, keptBytesPerPiece);
     SoupMessageBody* body = connection->message.get()->request_body;
-    if (soup_message_body_get_accumulate(body) && body->length > RequestGate::maxBodyBytes)
+    if (soup_message_body_get_accumulate(body) && connection->kept > RequestGate::maxBodyBytes)
         refuse(connection, RequestGate::bodyTooLarge());
 }
 
-void ConnectionWatch::on_gotBody(SoupMessage*, Connection* connection) {
+void ConnectionWatch::on_gotBody(SoupMessage* message, Connection* connection) {
+    SoupMessageHeaders* headers = message->response_headers;
+    // libsoup reads chunk sizes leniently, so what follows the body may not be a request.
+    if (connection->isChunked)
+        soup_message_headers_append(headers, "Connection", "close");
+    // With "100 Continue" libsoup has thrown away all that was set before.
+    soup_message_headers_replace(headers, "X-Robots-Tag", "noindex");
+    if (!soup_message_headers_get_one(headers, "Date")) {
+        const SoupDatePtr now(soup_date_new_from_now(0));
+        const GCharPtr text(soup_date_to_string(now.get(), SOUP_DATE_HTTP));
+        soup_message_headers_replace(headers, "Date", text.get());
+    }
     connection->phase = Phase::Answer;
     connection->since = nowMs();
 }
@@ -306,8 +320,6 @@ void ConnectionWatch::noticeEnd(SoupClientContext* client) {
     connection->endOfStream = true;
     if (connection->phase == Phase::Answer)
         connection->since = nowMs();
-    else if (connection->phase == Phase::Head)
-        endWithoutWaiting(*connection);
     // Not put off by every client that leaves.
     if (m_sweep.remainingTime() > closeSweepMs)
         m_sweep.start(sweepInterval(true));
@@ -323,9 +335,14 @@ bool ConnectionWatch::isLost(const Connection& connection, qint64 now) const {
     if (connection.endOfStream && polls(socket, POLLERR | POLLHUP))
         return connection.phase == Phase::Answer || connection.held;
     if (connection.phase != Phase::Answer)
-        return !connection.held && waiting > m_patienceMs;
+        return !connection.held && waiting > patience(connection);
     return connection.endOfStream && waiting > graceMs && polls(socket, POLLRDHUP) &&
            !isBeingSent(socket);
+}
+
+int ConnectionWatch::patience(const Connection& connection) const {
+    return m_https && connection.isFirst ? std::min(m_patienceMs, handshakePatienceMs)
+                                         : m_patienceMs;
 }
 
 int ConnectionWatch::sweepInterval(bool someMayHaveGone) const {

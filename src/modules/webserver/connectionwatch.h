@@ -43,6 +43,9 @@ public:
     // How long a client may take to send a request's head, or the next part of its body, and how
     // long a connection is kept without requests.
     static constexpr int patienceMs = 30000;
+    // The same for the first request over TLS: until its handshake is over, the connection keeps
+    // one of GLib's few threads from others.
+    static constexpr int handshakePatienceMs = 10000;
 
     ConnectionWatch(SoupServer* server, bool https);
     ~ConnectionWatch() override;
@@ -74,10 +77,14 @@ private:
         GObjectPtr<SoupMessage> message;
         Phase phase = Phase::Head;
         bool held = false;
+        bool isFirst = true; // of the connection's requests
+        bool isChunked = false;
         bool endOfStream = false;
+        int unbroken = 0; // requests that may have been answered within each other
         HangUpWatch* hangUpWatch = nullptr;
         qint64 since = 0; // of the phase, or of the last progress in it
         qint64 progress = 0;
+        qint64 kept = 0; // of the body, in memory
         Refusal refusal;
         GSignalConnection disconnected;
         GSignalConnection gotHeaders;
@@ -90,15 +97,16 @@ private:
     void startRequest(SoupMessage* message, SoupClientContext* client);
     void checkHeaders(Connection* connection);
     void checkLength(Connection* connection);
+    void breakRecursion(Connection* connection);
     void countChunk(Connection* connection, qint64 length);
     void refuse(Connection* connection, const Refusal& refusal);
     // From libsoup, and from here: nobody knows the connection afterwards.
     GObjectPtr<GIOStream> takeAway(Connection* connection);
-    void endWithoutWaiting(const Connection& connection);
     void noticeEnd(SoupClientContext* client);
     int sweepInterval(bool someMayHaveGone) const;
     void sweep();
     bool isLost(const Connection& connection, qint64 now) const;
+    int patience(const Connection& connection) const;
     void end(SoupClientContext* client);
     // Also true of a connection that is idle after its handshake.
     bool mayBeInHandshake(const Connection& connection) const;
@@ -107,8 +115,6 @@ private:
 
     static void on_requestStarted(SoupServer*, SoupMessage* message, SoupClientContext* client,
                                   ConnectionWatch* self);
-    static void on_requestEnded(SoupServer*, SoupMessage* message, SoupClientContext* client,
-                                ConnectionWatch* self);
     static void on_gotHeaders(SoupMessage*, Connection* connection);
     static void on_gotChunk(SoupMessage*, SoupBuffer* chunk, Connection* connection);
     static void on_gotBody(SoupMessage*, Connection* connection);
@@ -118,10 +124,9 @@ private:
     std::unordered_map<SoupClientContext*, Connection> m_connections;
     std::list<std::unique_ptr<LingeringClose>> m_lingering;
     std::list<std::unique_ptr<UnfinishedHandshake>> m_handshakes;
+    SoupServer* m_server;
     bool m_https;
     GSignalConnection m_requestStarted;
-    GSignalConnection m_requestFinished;
-    GSignalConnection m_requestAborted;
     guint m_gotHeadersSignal = 0;
     SocketEvents m_events;
     QTimer m_sweep;

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <fcntl.h>
+#include <netinet/in.h>
+#include <netinet/tcp.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -21,6 +23,9 @@ constexpr int quietMs = 60000;
 // GLib queues ten clients, which a page's connections or renewed polls overflow; a client that is
 // not queued waits a second before it tries again.
 constexpr int backlog = 512;
+// How long the kernel keeps a client of TLS to itself that has sent nothing: each that is accepted
+// keeps one of GLib's few threads until its handshake is over.
+constexpr int deferSeconds = 10;
 
 int descriptorLimit() {
     rlimit limit{};
@@ -65,6 +70,8 @@ void Listener::watch() {
     for (GSList* entry = sockets; entry; entry = entry->next) {
         auto* socket = static_cast<GSocket*>(entry->data);
         ::listen(g_socket_get_fd(socket), backlog);
+        if (m_options & SOUP_SERVER_LISTEN_HTTPS)
+            g_socket_set_option(socket, IPPROTO_TCP, TCP_DEFER_ACCEPT, deferSeconds, nullptr);
         GSourcePtr source(g_socket_create_source(socket, G_IO_IN, nullptr));
         g_source_set_callback(source.get(), G_SOURCE_FUNC(on_readable), this, nullptr);
         g_source_attach(source.get(), nullptr);
