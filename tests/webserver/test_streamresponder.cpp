@@ -193,11 +193,12 @@ negative length                     |1500   |65536|-5
         for (const bool answers : {true, false}) {
             Relay relay;
             relay.producer.answers = answers;
-            relay.producer.reply.insert("contentLength", 9);
-            relay.producer.write = [](QFile& pipe) {
-                while (pipe.write(noise(100)) > 0)
-                    continue;
-            };
+            // A writer that opens the pipe while it goes would wait for ever.
+            if (answers)
+                relay.producer.write = [](QFile& pipe) {
+                    while (pipe.write(noise(100)) > 0)
+                        continue;
+                };
             relay.send();
             QTRY_VERIFY(!relay.producer.pipe.isEmpty());
             relay.client.read(answers ? 5000 : 0);
@@ -215,6 +216,7 @@ negative length                     |1500   |65536|-5
              {Case(false, false), Case(true, false), Case(true, true)}) {
             Relay relay(200);
             relay.producer.answers = answers;
+            relay.producer.reply.insert("contentLength", 9);
             if (writes)
                 relay.producer.write = [](QFile& pipe) {
                     pollfd reader{pipe.handle(), 0, 0};
