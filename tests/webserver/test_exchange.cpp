@@ -117,6 +117,23 @@ private Q_SLOTS:
         }
     }
 
+    void lateReaderGetsTheEndOfTheBody() {
+        // More than the sockets' buffers hold: the connection is full when the body ends.
+        const QByteArray text = noise(12 * 1024 * 1024).toHex();
+        RespondingServer server;
+        RawClient client(server.port());
+        client.socket().setReadBufferSize(4096);
+        client.send(get);
+        QTRY_COMPARE(server.made.size(), 1);
+        server.made[0]->request().setStatus(200, QString());
+        server.made[0]->write(QString::fromLatin1(text));
+        server.made[0]->finish();
+        QTest::qWait(500);
+        client.socket().setReadBufferSize(0);
+        QCOMPARE(client.readReply().body.size(), text.size());
+        QVERIFY(client.isConnected());
+    }
+
     void exchangeEndsBeforeTheQueuedTurn() {
         RespondingServer server;
         server.add("/direct", [&](Message* message) {

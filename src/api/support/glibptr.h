@@ -19,14 +19,14 @@ using GCharPtr = std::unique_ptr<char, GFree<g_free>>;
 using GMainContextPtr = std::unique_ptr<GMainContext, GFree<g_main_context_unref>>;
 using GMappedFilePtr = std::unique_ptr<GMappedFile, GFree<g_mapped_file_unref>>;
 
-// A source of the event loop, which leaves the loop with its owner.
-struct GSourceRemove {
+// A source that is taken out of its event loop when its owner lets it go.
+struct GSourceDestroy {
     void operator()(GSource* source) const {
         g_source_destroy(source);
         g_source_unref(source);
     }
 };
-using GSourcePtr = std::unique_ptr<GSource, GSourceRemove>;
+using ScopedSource = std::unique_ptr<GSource, GSourceDestroy>;
 
 // A counted pointer to a GObject. A raw pointer becomes one only by adopt(), which takes over the
 // caller's reference, or share(), which takes a reference of its own.

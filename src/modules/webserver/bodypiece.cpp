@@ -209,9 +209,10 @@ struct BodyStreamHooks {
             writeEnd(task.get());
         } else {
             g_task_set_priority(task.get(), priority);
-            const GSourcePtr source(g_pollable_output_stream_create_source(pollable, cancellable));
-            // Which holds the task.
-            g_task_attach_source(task.get(), source.get(), G_SOURCE_FUNC(on_writable));
+            GSource* source = g_pollable_output_stream_create_source(pollable, cancellable);
+            // The loop keeps the source, which holds the task, until the stream is writable.
+            g_task_attach_source(task.get(), source, G_SOURCE_FUNC(on_writable));
+            g_source_unref(source);
         }
     }
 

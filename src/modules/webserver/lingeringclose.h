@@ -29,6 +29,6 @@ private:
 
     GObjectPtr<GIOStream> m_stream;
     GObjectPtr<GSocket> m_socket;
-    GSourcePtr m_source;
+    ScopedSource m_source;
     gint64 m_deadline;
 };

@@ -72,7 +72,7 @@ void Listener::watch() {
         ::listen(g_socket_get_fd(socket), backlog);
         if (m_options & SOUP_SERVER_LISTEN_HTTPS)
             g_socket_set_option(socket, IPPROTO_TCP, TCP_DEFER_ACCEPT, deferSeconds, nullptr);
-        GSourcePtr source(g_socket_create_source(socket, G_IO_IN, nullptr));
+        ScopedSource source(g_socket_create_source(socket, G_IO_IN, nullptr));
         g_source_set_callback(source.get(), G_SOURCE_FUNC(on_readable), this, nullptr);
         g_source_attach(source.get(), nullptr);
         m_watches.push_back(std::move(source));

@@ -41,7 +41,7 @@ private:
     SoupServer* m_server;
     GMainContextPtr m_context;
     int m_options = 0;
-    std::vector<GSourcePtr> m_watches;
+    std::vector<ScopedSource> m_watches;
     QTimer m_retry;
     // Since the process was last found full; invalid before the first time.
     QElapsedTimer m_sinceShortage;

@@ -45,7 +45,7 @@ private:
 
     Callback m_callback;
     int m_epoll;
-    GSourcePtr m_source;
+    ScopedSource m_source;
     // By numbers of their own: while a child process starts, it holds sockets that are closed here,
     // and the kernel goes on to tell of them.
     std::unordered_map<guint64, Socket*> m_sockets;

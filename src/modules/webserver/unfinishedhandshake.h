@@ -28,5 +28,5 @@ private:
 
     GObjectPtr<GIOStream> m_stream;
     GObjectPtr<GSocket> m_socket;
-    GSourcePtr m_source;
+    ScopedSource m_source;
 };

@@ -48,5 +48,5 @@ private:
     static gboolean on_timeout(gpointer self);
 
     QCache<QString, Entry> m_entries;
-    GSourcePtr m_timer;
+    ScopedSource m_timer;
 };
