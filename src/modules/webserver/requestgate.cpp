@@ -7,10 +7,6 @@
 
 namespace {
 
-Refusal badRequest(const char* reason) {
-    return {400, "Bad Request", reason};
-}
-
 // -1 unless the text consists of digits and fits.
 qint64 parseLength(const char* text) {
     if (*text == '\0' || std::strspn(text, "0123456789") != std::strlen(text))

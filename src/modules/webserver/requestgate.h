@@ -1,16 +1,8 @@
 #pragma once
 
+#include "connection/refusal.h"
+
 #include <QtGlobal>
-
-// Why a request is not served: the status of the answer with its phrase, and a sentence for whoever
-// meets it.
-struct Refusal {
-    int status = 0;
-    const char* phrase = nullptr;
-    const char* reason = nullptr;
-
-    explicit operator bool() const { return status != 0; }
-};
 
 // What the headers of a request say about where it ends and whom it is meant for. The engine
 // believes the last of several such headers; a request that could be read in two ways is refused
