@@ -6,13 +6,9 @@
 #include <QCoreApplication>
 
 #include <climits>
-#include <cstdio>
-#include <cstdlib>
 #include <unistd.h>
 
 namespace {
-
-QByteArray lastAnswer;
 
 // After which nothing more is expected: what has been sent arrives at once, but the kernel of a
 // busy machine may leave it to another thread.
@@ -33,37 +29,26 @@ QByteArray exchange(int port, const QByteArray& bytes) {
     client.send(bytes);
     settle();
     client.halfClose();
-    lastAnswer = client.read(INT_MAX, patienceMs);
+    const QByteArray answer = client.read(INT_MAX, patienceMs);
+    showWhenFailed(answer);
     // So that thousands of connections a second leave no addresses waiting.
     client.reset();
     settle();
-    return lastAnswer;
+    return answer;
 }
 
 HttpReply exchangeOne(int port, const QByteArray& request, bool toHead) {
     RawClient client(port);
     client.send(request);
     const HttpReply reply = client.readReply(toHead);
-    lastAnswer = reply.head + reply.body;
+    showWhenFailed(reply.head + reply.body);
     client.reset();
     settle();
     return reply;
-}
-
-void failed(const char* condition, const char* file, int line) {
-    std::fprintf(stderr, "%s:%d: does not hold: %s\n%s\n", file, line, condition,
-                 lastAnswer.constData());
-    std::abort();
 }
 
 int lowestDescriptor() {
     const int lowest = dup(STDIN_FILENO);
     close(lowest);
     return lowest;
-}
-
-int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
-    // A copy, which ends with a NUL as all that the server reads does.
-    fuzz(QByteArray(reinterpret_cast<const char*>(data), static_cast<int>(size)));
-    return 0;
 }

@@ -12,7 +12,10 @@
             failed(#condition, __FILE__, __LINE__);                                                \
     } while (false)
 
-// Says what does not hold and what the last exchange(), if any, has brought.
+// What failed() prints besides, such as the answer of an exchange().
+void showWhenFailed(const QByteArray& bytes);
+
+// Says what does not hold, and ends the program.
 [[noreturn]] void failed(const char* condition, const char* file, int line);
 
 // Nothing in it breaks out of the line of a request.

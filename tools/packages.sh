@@ -16,7 +16,7 @@ bench_packages=(
     wrk nginx-light lighttpd curl python3 valgrind libbenchmark-dev nlohmann-json3-dev
 )
 check_packages=(git clang-format clang-tidy)
-fuzz_packages=(clang libclang-rt-14-dev llvm)
+fuzz_packages=(clang libclang-rt-14-dev llvm libhttp-parser-dev)
 
 # install_packages NAME...: installs what is missing. Needs no network when nothing is.
 install_packages() {

@@ -57,7 +57,7 @@ Refusal readAbsolute(std::string_view text, bool isSecure, RequestTarget& target
     if (!equalsIgnoringCase(text.substr(0, prefix.size()), prefix))
         return badRequest("The request's target is neither a path nor a URI of this server.");
     text.remove_prefix(prefix.size());
-    const std::size_t end = std::min(text.find_first_of("/?#"), text.size());
+    const std::size_t end = std::min(text.find_first_of("/?"), text.size());
     target = {text.substr(0, end), text.substr(end), true};
     if (target.authority.find('@') != std::string_view::npos)
         return badRequest("The URI of the request has a user name.");
