@@ -7,7 +7,6 @@
 #include "responders/responderfactory.h"
 #include "table.h"
 #include "testdevice.h"
-#include "truncation.h"
 
 #include <QDir>
 #include <QTest>
@@ -177,30 +176,6 @@ private Q_SLOTS:
         QVERIFY(QFile::remove(m_root.filePath("led")));
         QVERIFY(QFile::link("../secret", m_root.filePath("led")));
         QCOMPARE(RawClient::get(m_server->port(), "/led").status, 404);
-    }
-
-    void sendsNothingInPlaceOfTruncatedFiles() {
-        constexpr int size = 32 * 1024 * 1024;
-        const QString name = m_root.filePath("large");
-        for (const bool tls : {false, true}) {
-            writeFile(name, QByteArray(size, 'x'));
-            TestServer server(tls);
-            server.add("/", new StaticHandler(m_root.path(), "", "", nullptr));
-            QCOMPARE(RawClient::get(server.port(), "/ten.txt", {}, tls).status, 200);
-            RawClient client(server.port(), tls);
-            client.socket().setReadBufferSize(65536);
-            client.send(RawClient::requestBytes("GET", "/large"));
-            QCOMPARE(client.readReply(true).status, 200);
-            QVERIFY(QFile::resize(name, 100));
-            const QByteArray body = client.read(size);
-            QVERIFY(body.size() < size);
-            QCOMPARE(body.count('x'), body.size());
-        }
-        const GMappedFilePtr mapped(g_mapped_file_new(qPrintable(name), FALSE, nullptr));
-        QVERIFY(QFile::resize(name, 0));
-        const TruncationWatch watch;
-        StaticHandler::getCacheEntry(QFileInfo(name), mapped.get());
-        QVERIFY(watch.sawTruncation());
     }
 };
 

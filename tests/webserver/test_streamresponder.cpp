@@ -132,6 +132,19 @@ negative length                     |1500   |65536|-5
         QCOMPARE(relay.client.readReply().status, 404);
     }
 
+    void servesLocalFile() {
+        // Its digest takes longer than the worker may take to answer.
+        QTemporaryDir folder;
+        const QString name = folder.filePath("local");
+        writeFile(name, "begin");
+        QVERIFY(QFile::resize(name, 64 << 20));
+        Relay relay(1);
+        relay.producer.reply.insert("localFile", name);
+        relay.client.send(RawClient::requestBytes("GET", target, "Range: bytes=0-4\r\n"));
+        QCOMPARE(relay.client.readReply().body, QByteArray("begin"));
+        QVERIFY(!relay.hasPipe());
+    }
+
     void setsStatusAndHeaders() {
         const auto with = [](const QString& name, const QVariant& value) {
             return QVariantHash{

@@ -1,6 +1,7 @@
 #include "testdevice.h"
 
 #include "core/plixpaths.h"
+#include "files/recentfiles.h"
 #include "message.h"
 #include "rawclient.h"
 
@@ -109,6 +110,7 @@ TestServer::TestServer(bool tls) {
 
 TestServer::~TestServer() {
     m_server.reset();
+    RecentFiles::instance().clear();
     settle();
     for (const auto& handler : m_handlers) {
         if (handler->findChild<Message*>())

@@ -16,6 +16,7 @@ struct GFree {
 };
 
 using GCharPtr = std::unique_ptr<char, GFree<g_free>>;
+using GChecksumPtr = std::unique_ptr<GChecksum, GFree<g_checksum_free>>;
 using GMainContextPtr = std::unique_ptr<GMainContext, GFree<g_main_context_unref>>;
 using GMappedFilePtr = std::unique_ptr<GMappedFile, GFree<g_mapped_file_unref>>;
 

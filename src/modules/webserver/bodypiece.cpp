@@ -37,16 +37,6 @@ GOutputStreamClass* streamClass = nullptr;
 using WriteFunction = decltype(GPollableOutputStreamInterface::write_nonblocking);
 WriteFunction writeChunk = nullptr;
 
-// Whether a file is still all there that is about to be written; TLS would send zeros in the place
-// of what is not. What is behind the first record comes again.
-bool isThere(const TruncationWatch& mapping, const void* data, gsize length, GError** error) {
-    TruncationWatch::touch(static_cast<const char*>(data), std::min(length, maxTogether));
-    if (!mapping.sawTruncation())
-        return true;
-    g_set_error_literal(error, G_IO_ERROR, G_IO_ERROR_FAILED, "The file was truncated");
-    return false;
-}
-
 } // namespace
 
 // In the place of the functions of the streams below, of sockets and of TLS. Bodies, which pass
@@ -136,8 +126,6 @@ struct HeaderHooks {
             return original(stream, header, length, error);
         std::array<char, maxTogether> text;
         const gsize part = std::min(maxTogether - length, static_cast<gsize>(piece->m_size));
-        if (piece->m_file && !isThere(piece->m_mapping, piece->m_begin, part, error))
-            return -1;
         std::memcpy(text.data(), header, length);
         std::memcpy(text.data() + length, piece->m_begin, part);
         // Who is told to wait comes again with the same, as TLS expects.
@@ -145,13 +133,7 @@ struct HeaderHooks {
         if (written < static_cast<gssize>(length))
             return written;
         outlet->next = nullptr;
-        const gssize sent = written - static_cast<gssize>(length);
-        if (piece->m_file) {
-            outlet->data = piece->m_data;
-            outlet->sent = sent;
-        } else {
-            piece->m_written = sent;
-        }
+        piece->m_written = written - static_cast<gssize>(length);
         return static_cast<gssize>(length);
     }
 };
@@ -165,12 +147,6 @@ struct BodyStreamHooks {
         if (const auto* outlet = HeaderHooks::find(connection)) {
             // Whatever is written now, the header has gone.
             (*outlet)->next = nullptr;
-            const BodyPiece* file = (*outlet)->file;
-            if (file && !isThere(file->m_mapping, data, length, error))
-                return -1;
-            const gssize sent = std::exchange((*outlet)->sent, 0);
-            if (sent > 0 && (*outlet)->data == data)
-                return sent;
         }
         BodyPiece* piece = pieces().value(data);
         return piece ? writePiece(piece, stream, connection, length, error)
@@ -267,16 +243,6 @@ SoupBufferPtr BodyPiece::newChunk(const char* data, qint64 length, std::weak_ptr
     return newBuffer(piece, made);
 }
 
-SoupBufferPtr BodyPiece::newPart(GMappedFile* file, const TruncationWatch& mapping, qint64 start,
-                                 qint64 length, std::weak_ptr<BodyPiece>* made) {
-    const std::shared_ptr<BodyPiece> piece(new BodyPiece);
-    piece->m_mapping = mapping;
-    piece->m_file.reset(g_mapped_file_ref(file));
-    piece->m_data = piece->m_begin = g_mapped_file_get_contents(file) + start;
-    piece->m_length = piece->m_size = length;
-    return newBuffer(piece, made);
-}
-
 SoupBufferPtr BodyPiece::newBuffer(std::shared_ptr<BodyPiece> piece,
                                    std::weak_ptr<BodyPiece>* made) {
     *made = piece;
@@ -288,7 +254,7 @@ SoupBufferPtr BodyPiece::newBuffer(std::shared_ptr<BodyPiece> piece,
 }
 
 bool BodyPiece::setComplete(qint64 bodyLength) {
-    m_isWhole = !m_file && m_written == 0 && bodyLength == m_length;
+    m_isWhole = m_written == 0 && bodyLength == m_length;
     return m_isWhole;
 }
 
@@ -304,7 +270,6 @@ void BodyPiece::followHeader(SoupClientContext* client) {
         HeaderHooks::set(socket, m_outlet);
     }
     m_outlet->next = this;
-    m_outlet->file = m_file ? this : nullptr;
 }
 
 void BodyPiece::stopFollowing(GSocket* socket) {
@@ -315,8 +280,5 @@ void BodyPiece::stopFollowing(GSocket* socket) {
 BodyPiece::~BodyPiece() {
     if (m_outlet && m_outlet->next == this)
         m_outlet->next = nullptr;
-    if (m_outlet && m_outlet->file == this)
-        m_outlet->file = nullptr;
-    if (!m_file)
-        pieces().remove(m_data);
+    pieces().remove(m_data);
 }

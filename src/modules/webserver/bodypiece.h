@@ -1,7 +1,6 @@
 #pragma once
 
 #include "glibptr.h"
-#include "truncation.h"
 
 #include <QByteArray>
 #include <libsoup/soup.h>
@@ -16,19 +15,16 @@ using SoupBufferPtr = std::unique_ptr<SoupBuffer, GFree<soup_buffer_free>>;
 // thread write the end of chunked bodies, because it might have to wait; a thread that waits for a
 // slow client is then kept from all others. Here a chunk goes out in one write with its marks. One
 // that is the whole body takes the body's end along, and goes behind the header in the same write,
-// as a file does, as far as it fits. The end of any other body is written from the event loop when
-// the connection takes it.
+// as far as it fits. The end of any other body is written from the event loop when the connection
+// takes it.
 class BodyPiece {
 public:
     // Above this the copy of a chunk costs more than the writes that it spares.
     static constexpr qint64 maxChunk = 65536;
 
-    // Pieces for libsoup: a chunk, which is copied, or a part of a mapped file as it is, with a
-    // reference held on it; of a file that has been truncated since `mapping` nothing is sent.
-    // `made` ends with the buffer; it stays null until libsoup has written the first body of all.
+    // For libsoup: a chunk, which is copied. `made` ends with the buffer; it stays null until
+    // libsoup has written the first body of all.
     static SoupBufferPtr newChunk(const char* data, qint64 length, std::weak_ptr<BodyPiece>* made);
-    static SoupBufferPtr newPart(GMappedFile* file, const TruncationWatch& mapping, qint64 start,
-                                 qint64 length, std::weak_ptr<BodyPiece>* made);
     // To be called before libsoup writes a body. Takes effect once it has written a first one.
     static void prepareLibsoup();
 
@@ -50,20 +46,13 @@ private:
     struct Outlet {
         const bool isSecure;
         BodyPiece* next = nullptr;
-        // The part of a file that is being sent.
-        BodyPiece* file = nullptr;
-        // Of a file, how much has gone out with the header, and what libsoup will give to write.
-        const void* data = nullptr;
-        gssize sent = 0;
     };
 
     BodyPiece() = default;
     static SoupBufferPtr newBuffer(std::shared_ptr<BodyPiece> piece,
                                    std::weak_ptr<BodyPiece>* made);
 
-    QByteArray m_text; // of a chunk, with the marks
-    GMappedFilePtr m_file;
-    TruncationWatch m_mapping;
+    QByteArray m_text;            // of a chunk, with the marks
     const char* m_data = nullptr; // what libsoup is given to write
     qint64 m_length = 0;
     const char* m_begin = nullptr; // what the client gets

@@ -2,6 +2,7 @@
 
 #include "core/dbglog.h"
 #include "deferreddeletion.h"
+#include "files/mappedfile.h"
 
 #include <QMetaMethod>
 #include <QPointer>
@@ -387,21 +388,16 @@ void Message::responseBodyAdd(const QByteArray& data) {
                                    [](void* bytes) { delete static_cast<QByteArray*>(bytes); })));
 }
 
-void Message::responseBodyAdd(GMappedFile* file, const TruncationWatch& mapping, qint64 start,
+void Message::responseBodyAdd(const std::shared_ptr<const MappedFile>& file, qint64 start,
                               qint64 length) {
     dbglog_scopedFunction;
     if (!isOpen())
         return;
-    Q_ASSERT(start >= 0 && length > 0 &&
-             static_cast<gsize>(start + length) <= g_mapped_file_get_length(file));
-    const bool isFirst = responseBodyLength() == 0;
-    SoupBufferPtr part = BodyPiece::newPart(file, mapping, start, length, &m_onlyPiece);
-    SoupMessageHeaders* headers = m_data.message->response_headers;
-    if (isFirst && followsHeader() &&
-        soup_message_headers_get_encoding(headers) == SOUP_ENCODING_CONTENT_LENGTH &&
-        soup_message_headers_get_content_length(headers) == 0)
-        sendWithHeader(m_onlyPiece.lock());
-    appendBuffer(part);
+    Q_ASSERT(start >= 0 && length > 0 && static_cast<size_t>(start + length) <= file->size());
+    using Owner = std::shared_ptr<const MappedFile>;
+    appendBuffer(SoupBufferPtr(soup_buffer_new_with_owner(
+        file->data() + start, static_cast<gsize>(length), new Owner(file),
+        [](void* owner) { delete static_cast<Owner*>(owner); })));
 }
 
 void Message::appendBuffer(const SoupBufferPtr& buffer) {

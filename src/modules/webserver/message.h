@@ -9,6 +9,8 @@
 #include <QString>
 #include <libsoup/soup.h>
 
+class MappedFile;
+
 // The arguments of libsoup's server callback. Nothing is owned; all of it is valid only until the
 // exchange has finished, `path` and `query` only until the callback returns.
 struct MessageData {
@@ -94,7 +96,7 @@ public:
     // copied; of a mapped file a part that must lie within it, with a reference held on it.
     void responseBodyAdd(const char* data, qint64 length);
     void responseBodyAdd(const QByteArray& data);
-    void responseBodyAdd(GMappedFile* file, const TruncationWatch& mapping, qint64 start,
+    void responseBodyAdd(const std::shared_ptr<const MappedFile>& file, qint64 start,
                          qint64 length);
     // Sets the content type, unless it is null, and adds the body; does not complete it.
     void setResponseBody(const QByteArray& body, const QString& contentType);

@@ -4,6 +4,7 @@
 #include "core/model/cmroot.h"
 #include "core/model/cmvalueitem.h"
 #include "core/plixpaths.h"
+#include "files/recentfiles.h"
 #include "handlers/handler.h"
 #include "handlers/matchhandler.h"
 #include "handlers/multiparthandler.h"
@@ -90,6 +91,7 @@ WebserverWorker::WebserverWorker(const QVariantHash& config)
 WebserverWorker::~WebserverWorker() {
     // Before the handlers, which the servers' remaining exchanges belong to.
     qDeleteAll(m_servers);
+    RecentFiles::instance().clear();
 }
 
 void WebserverWorker::startServer(int port, const QString& certificate, const QString& privateKey,

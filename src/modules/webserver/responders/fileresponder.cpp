@@ -2,9 +2,11 @@
 
 #include "core/dbglog.h"
 #include "core/plixpaths.h"
-#include "handlers/statichandler.h"
+#include "files/fileanswer.h"
+#include "files/fileserving.h"
 #include "request.h"
 
+#include <QPointer>
 #include <QRegExp>
 
 namespace {
@@ -65,13 +67,17 @@ void FileResponder::respond() {
     dbglog_scopedFunction;
     dbglog_debug("FileResponder: request " << request().requestId() << " " << request().fullUri());
     const QString path = request().url().path().mid(urlPrefixLength);
-    if (isReadable(path)) {
-        // Without a root to compare with, because the match has chosen the directory: links in
-        // the readable area may point anywhere.
-        StaticHandler::serveFile(QFileInfo(path), QString(), QString(), &request(), QString());
-    } else {
+    if (!isReadable(path)) {
         dbglog_warning("Access to invalid path:" << path);
-        StaticHandler::sendNotFound(&request());
+        FileAnswer::sendNotFound(&request());
+        Q_EMIT finished(request().requestId());
+        return;
     }
-    Q_EMIT finished(request().requestId());
+    // Without a root to compare with, because the match has chosen the directory: links in the
+    // readable area may point anywhere.
+    FileServing::serve({QFileInfo(path), {}, {}, {}}, &request(),
+                       [self = QPointer<FileResponder>(this)] {
+                           if (self)
+                               Q_EMIT self->finished(self->request().requestId());
+                       });
 }

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "fileversion.h"
+#include "files/fileversion.h"
 #include "responders/pagetemplate.h"
 
 #include <QCache>

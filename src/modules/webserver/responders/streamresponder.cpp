@@ -8,10 +8,11 @@
 #include "core/plixconnect.h"
 #include "core/plixhttprequest.h"
 #include "core/plixnamedpipe.h"
-#include "handlers/statichandler.h"
+#include "files/fileserving.h"
 #include "hangupwatch.h"
 #include "request.h"
 
+#include <QPointer>
 #include <QSocketNotifier>
 
 #include <algorithm>
@@ -134,11 +135,8 @@ void StreamResponder::on_httpRequest_finishedSignal(const CMVoidReply& reply) {
         return fail(502);
     }
 
-    if (rep.status() == 200 && rep.__contains(PlixHttpRequestReply::LocalFile())) {
-        StaticHandler::serveFile(QFileInfo(rep.localFile()), QString(), QString(), &request(),
-                                 rep.contentType());
-        return finish();
-    }
+    if (rep.status() == 200 && rep.__contains(PlixHttpRequestReply::LocalFile()))
+        return serveFile(rep);
 
     request().setStatus(rep.status(), QString());
     const QString type = rep.contentType();
@@ -148,6 +146,16 @@ void StreamResponder::on_httpRequest_finishedSignal(const CMVoidReply& reply) {
         return startStreaming(rep);
     dbglog_info("Got status " << rep.status() << ", not passing any data to the webserver");
     finish();
+}
+
+void StreamResponder::serveFile(const PlixHttpRequestReply& reply) {
+    // The worker has answered: neither it nor its FIFO is waited for.
+    release();
+    FileServing::serve({QFileInfo(reply.localFile()), {}, {}, reply.contentType()}, &request(),
+                       [self = QPointer<StreamResponder>(this)] {
+                           if (self)
+                               self->finish();
+                       });
 }
 
 void StreamResponder::startStreaming(const PlixHttpRequestReply& reply) {

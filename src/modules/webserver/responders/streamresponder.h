@@ -46,6 +46,7 @@ private:
     PlixHttpRequest httpRequest() const;
     void on_patienceTimer_timeout();
     void lookAfterSilentStream();
+    void serveFile(const PlixHttpRequestReply& reply);
     void startStreaming(const PlixHttpRequestReply& reply);
     void setHeaders(const QVariantHash& headers);
     void readPipe();

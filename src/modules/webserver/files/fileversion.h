@@ -13,6 +13,7 @@ struct FileVersion {
 
     static FileVersion of(const struct stat& file);
     bool operator==(const FileVersion& other) const;
+    bool operator<(const FileVersion& other) const;
     // Whether a change from now on would give another version.
     bool isSettled() const;
 };

@@ -1,12 +1,18 @@
-#include "fileversion.h"
+#include "files/fileversion.h"
 
 #include <ctime>
+#include <tuple>
 
 namespace {
 
 // File systems count the time in steps of up to two seconds, within which a file may be written
 // again unseen.
 constexpr time_t settledAfterSeconds = 3;
+
+auto fields(const FileVersion& version) {
+    return std::make_tuple(version.device, version.inode, version.size, version.changed.tv_sec,
+                           version.changed.tv_nsec);
+}
 
 } // namespace
 
@@ -15,8 +21,11 @@ FileVersion FileVersion::of(const struct stat& file) {
 }
 
 bool FileVersion::operator==(const FileVersion& other) const {
-    return device == other.device && inode == other.inode && size == other.size &&
-           changed.tv_sec == other.changed.tv_sec && changed.tv_nsec == other.changed.tv_nsec;
+    return fields(*this) == fields(other);
+}
+
+bool FileVersion::operator<(const FileVersion& other) const {
+    return fields(*this) < fields(other);
 }
 
 bool FileVersion::isSettled() const {

@@ -1,0 +1,49 @@
+#pragma once
+
+#include "files/mappedfile.h"
+
+#include <QObject>
+#include <QString>
+
+#include <memory>
+#include <vector>
+
+// The MD5 digest of a file, computed slice by slice from the event loop, so that other exchanges
+// are served meanwhile. All who ask for the digest of one version share one hash; it stops when the
+// last of them lets it go.
+class FileHash : public QObject, public std::enable_shared_from_this<FileHash> {
+    Q_OBJECT
+
+public:
+    // What one turn of the event loop reads: well below a millisecond's work where MD5 is fast. A
+    // file that is no larger is hashed at once.
+    static constexpr size_t sliceBytes = 256 * 1024;
+
+    // The digest in hexadecimal, without giving way to anybody; null when the file has changed.
+    static QString now(const std::shared_ptr<const MappedFile>& file);
+    // The hash of the file that is under way, or a new one.
+    static std::shared_ptr<FileHash> of(const std::shared_ptr<const MappedFile>& file);
+    ~FileHash() override;
+
+    const std::shared_ptr<const MappedFile>& file() const { return m_file; }
+    // Null before finished(), and when the file has changed meanwhile.
+    const QString& digest() const { return m_digest; }
+
+Q_SIGNALS:
+    // Once, from the event loop.
+    void finished();
+
+private:
+    explicit FileHash(std::shared_ptr<const MappedFile> file);
+    void on_turn();
+    // False when the end, or a change of the file, has been reached.
+    bool hashSlice();
+    // Gives the turns to the next one.
+    void leaveQueue();
+
+    const std::shared_ptr<const MappedFile> m_file;
+    const GChecksumPtr m_checksum;
+    std::vector<char> m_buffer;
+    size_t m_offset = 0;
+    QString m_digest;
+};
