@@ -39,13 +39,13 @@ std::shared_ptr<FileHash> FileHash::of(const std::shared_ptr<const MappedFile>& 
     std::shared_ptr<FileHash> hash(new FileHash(file));
     queue().push_back(hash.get());
     if (queue().size() == 1)
-        QTimer::singleShot(0, hash.get(), &FileHash::on_turn);
+        QTimer::singleShot(0, hash.get(), &FileHash::takeTurn);
     return hash;
 }
 
-void FileHash::on_turn() {
+void FileHash::takeTurn() {
     if (hashSlice())
-        return QTimer::singleShot(0, this, &FileHash::on_turn);
+        return QTimer::singleShot(0, this, &FileHash::takeTurn);
     leaveQueue();
     // Who hears of it lets it go: nothing of it may be used afterwards.
     Q_EMIT finished();
@@ -73,5 +73,5 @@ void FileHash::leaveQueue() {
     const bool wasFirst = self == waiting.begin();
     waiting.erase(self);
     if (wasFirst && !waiting.empty())
-        QTimer::singleShot(0, waiting.front(), &FileHash::on_turn);
+        QTimer::singleShot(0, waiting.front(), &FileHash::takeTurn);
 }

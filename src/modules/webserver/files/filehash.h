@@ -15,8 +15,8 @@ class FileHash : public QObject, public std::enable_shared_from_this<FileHash> {
     Q_OBJECT
 
 public:
-    // What one turn of the event loop reads: well below a millisecond's work where MD5 is fast. A
-    // file that is no larger is hashed at once.
+    // What one turn of the event loop reads: about a millisecond's work. A file that is no larger
+    // is hashed at once.
     static constexpr size_t sliceBytes = 256 * 1024;
 
     // The digest in hexadecimal, without giving way to anybody; null when the file has changed.
@@ -35,7 +35,7 @@ Q_SIGNALS:
 
 private:
     explicit FileHash(std::shared_ptr<const MappedFile> file);
-    void on_turn();
+    void takeTurn();
     // False when the end, or a change of the file, has been reached.
     bool hashSlice();
     // Gives the turns to the next one.
