@@ -5,7 +5,7 @@
 build_packages=(
     g++ cmake ninja-build pkg-config
     qtbase5-dev libsoup2.4-dev libglib2.0-dev liblog4cplus-dev rapidjson-dev
-    glib-networking openssl
+    glib-networking libssl-dev openssl
 )
 test_packages=(curl dpkg-dev file iproute2 valgrind)
 # Tests take these from elsewhere too, if they are there.

@@ -39,6 +39,13 @@ void RawClient::send(const QByteArray& bytes) {
     m_socket.flush();
 }
 
+void RawClient::makeSlow() {
+    constexpr int bytes = 4096;
+    m_socket.setReadBufferSize(bytes);
+    setsockopt(static_cast<int>(m_socket.socketDescriptor()), SOL_SOCKET, SO_RCVBUF, &bytes,
+               sizeof bytes);
+}
+
 void RawClient::halfClose() {
     if (waitFor([this] { return m_socket.bytesToWrite() == 0; }, defaultTimeoutMs))
         ::shutdown(static_cast<int>(m_socket.socketDescriptor()), SHUT_WR);

@@ -27,6 +27,8 @@ public:
 
     bool isConnected() const { return m_socket.state() == QAbstractSocket::ConnectedState; }
     void send(const QByteArray& bytes);
+    // From now on takes little at a time.
+    void makeSlow();
     // Ends the sending direction (plain connections only).
     void halfClose();
     // Drops the connection without a farewell, as a program does that ends.

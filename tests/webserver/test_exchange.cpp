@@ -1,6 +1,5 @@
 #include "handlers/matchhandler.h"
 #include "handlers/responderhandler.h"
-#include "narrowline.h"
 #include "rawclient.h"
 #include "request.h"
 #include "responders/responder.h"
@@ -10,8 +9,6 @@
 
 #include <QSignalSpy>
 #include <QTest>
-
-#include <optional>
 
 namespace {
 
@@ -50,8 +47,6 @@ class TestExchange : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
-    void initTestCase() { NarrowLine::install(); }
-
     void onlyLocalHostsAreServed() {
         TestServer server;
         server.add("/", new Handler(QString(), nullptr));
@@ -95,26 +90,21 @@ private Q_SLOTS:
     }
 
     void responderStreamsChunks() {
-        for (const bool isNarrow : {false, true}) {
-            std::optional<NarrowLine> line;
-            if (isNarrow)
-                line.emplace();
-            RespondingServer server;
-            RawClient client(server.port());
-            client.send(get);
-            QTRY_COMPARE(server.made.size(), 1);
-            TestResponder* responder = server.made[0];
-            responder->request().setStatus(200, QString());
-            responder->write(QString(3000, 'x'));
-            QVERIFY(client.read(1).startsWith("H"));
-            responder->write("grün");
-            responder->finish();
-            responder->finish();
-            const QByteArray rest = client.readToEnd(300);
-            const QByteArray body = rest.mid(rest.indexOf("\r\n\r\n") + 4);
-            QCOMPARE(body, "bb8\r\n" + QByteArray(3000, 'x') + "\r\n5\r\ngr\xc3\xbcn\r\n0\r\n\r\n");
-            QTRY_VERIFY(!server.made[0]);
-        }
+        RespondingServer server;
+        RawClient client(server.port());
+        client.send(get);
+        QTRY_COMPARE(server.made.size(), 1);
+        TestResponder* responder = server.made[0];
+        responder->request().setStatus(200, QString());
+        responder->write(QString(3000, 'x'));
+        QVERIFY(client.read(1).startsWith("H"));
+        responder->write("grün");
+        responder->finish();
+        responder->finish();
+        const QByteArray rest = client.readToEnd(300);
+        const QByteArray body = rest.mid(rest.indexOf("\r\n\r\n") + 4);
+        QCOMPARE(body, "bb8\r\n" + QByteArray(3000, 'x') + "\r\n5\r\ngr\xc3\xbcn\r\n0\r\n\r\n");
+        QTRY_VERIFY(!server.made[0]);
     }
 
     void lateReaderGetsTheEndOfTheBody() {

@@ -16,8 +16,8 @@ version 2              |505|PRI * HTTP/2.0~~SM~~
 after the version      |400|GET / HTTP/1.1 x~HOST~
 NUL in the method      |400|GNULT / HTTP/1.1~HOST~
 relative path          |400|GET index.html HTTP/1.1~HOST~
-CONNECT                |400|CONNECT localhost:80 HTTP/1.1~HOST~
-CONNECT to a path      |200|CONNECT / HTTP/1.1~HOST~
+CONNECT                |405|CONNECT localhost:80 HTTP/1.1~HOST~
+CONNECT to a path      |405|CONNECT / HTTP/1.1~HOST~
 no Host                |400|GET / HTTP/1.1~~
 two Hosts              |400|GET / HTTP/1.1~HOSTHost: device~~
 space before the colon |400|GET / HTTP/1.1~Host : localhost~~
@@ -27,12 +27,12 @@ absolute URI with port |200|GET http://[::1]:8080/ HTTP/1.1~Host: [::1]:8080~~
 URI of another host    |400|GET http://example.com/ HTTP/1.1~HOST~
 URI of another port    |400|GET http://localhost:81/ HTTP/1.1~HOST~
 URI of another scheme  |400|GET ftp://localhost/ HTTP/1.1~HOST~
-folded header          |200|GET / HTTP/1.1~HOSTX: a~ b~~
-no header              |200|GET / HTTP/1.1~HOSTnonsense~~
+folded header          |400|GET / HTTP/1.1~HOSTX: a~ b~~
+no colon               |400|GET / HTTP/1.1~HOSTnonsense~~
 NUL in a value         |400|GET / HTTP/1.1~HOSTX: aNULb~~
 the most headers       |200|GET / HTTP/1.1~HOSTHEADERS~
 one header more        |431|GET / HTTP/1.1~HOSTHEADERSa: b~~
-line without end       |0  |GET / HTTP/1.1~HOSTMEGABYTE
+line without end       |431|GET / HTTP/1.1~HOSTMEGABYTE
 unknown expectation    |417|POST: 1~Expect: more~~x
 the same length twice  |200|POST: 3~Content-Length: 3~~abc
 two lengths            |400|POST: 3~Content-Length: 4~~abcd
@@ -47,9 +47,9 @@ list of encodings      |501|CHUNKED, chunked~~0~~
 unknown encoding       |501|CHUNKEDx~~0~~
 chunks                 |200|CHUNKED~~3~abc~0~~
 chunk extension        |200|CHUNKED~~3;a=b~abc~0~~
-trailers               |200|CHUNKED~~0~X: y~Z: y~~GET / HTTP/1.1~HOST~
-chunk size overflow    |200|CHUNKED~~fffffffffffffffff~abc~GET / HTTP/1.1~HOST
-long chunk extension   |0  |CHUNKED~~3;MEGABYTE
+trailers               |200|CHUNKED~~0~X: y~Z: y~~
+chunk size overflow    |400|CHUNKED~~fffffffffffffffff~abc~
+long chunk extension   |400|CHUNKED~~3;MEGABYTE
 )";
 
 QByteArray expanded(QByteArray text) {
@@ -98,8 +98,7 @@ private Q_SLOTS:
         QCOMPARE(reply.status, status);
         QCOMPARE(reply.header("X-Robots-Tag"), status > 0 ? QByteArray("noindex") : QByteArray());
         QCOMPARE(server.calls, status == 200 ? 1 : 0);
-        // What follows chunks is never taken for a request.
-        if (status == 200 && !bytes.contains("chunked")) {
+        if (status == 200) {
             client.send(RawClient::requestBytes("GET", "/"));
             QCOMPARE(client.readReply().status, 200);
         } else {
@@ -119,14 +118,14 @@ private Q_SLOTS:
         QCOMPARE(reply.status, 200);
         QCOMPARE(reply.header("X-Robots-Tag"), QByteArray("noindex"));
         QVERIFY(reply.header("Date").endsWith("GMT"));
-        QCOMPARE(reply.header("Connection"), QByteArray("close"));
-        QVERIFY(client.waitForClose());
+        client.send(RawClient::requestBytes("GET", "/"));
+        QCOMPARE(client.readReply().status, 200);
     }
 
     void bodyIsLimited_data() {
         addRows(R"(
-the most           |200|POST: 16777216~~ |16
-more, only said    |413|POST: 16777217~~ |0
+the most           |200|POST: 1048576~~  |1
+more, only said    |413|POST: 1048577~~  |0
 more, sent         |413|POST: 134217728~~|128
 chunks without end |413|CHUNKED~~        |128
 chunks of a byte   |413|CHUNKED~~        |2
@@ -151,7 +150,7 @@ chunks of a byte   |413|CHUNKED~~        |2
             QTRY_VERIFY(client.socket().bytesToWrite() < mebibyte.size() || !client.isConnected());
         }
 #ifndef __SANITIZE_ADDRESS__ // which keeps what is freed for a while
-        QVERIFY(residentBytes() - before < 64 * mebibyte.size());
+        QVERIFY(residentBytes() - before < 16 * mebibyte.size());
 #endif
         const HttpReply reply = client.readReply();
         QCOMPARE(reply.status, fields[0].toInt());

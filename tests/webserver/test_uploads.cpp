@@ -31,7 +31,7 @@ const QByteArray firstLines = delimiter + lines;
 
 // Answers with 404 what has been uploaded.
 struct UploadServer : TestServer {
-    UploadServer() {
+    explicit UploadServer(const ConnectionLimits& limits = {}) : TestServer(false, limits) {
         add("/", new Handler(QString(), nullptr));
         addEarly("/",
                  new MultipartHandler(new DefaultMultipartResponderFactory<FirmwareUpdateResponder>,
@@ -139,9 +139,8 @@ private Q_SLOTS:
     }
 
     void slowUpdaterStallsTheClient() {
-        UploadServer server;
         // A client that is held back is not one that keeps silent.
-        server.server().setPatience(300);
+        const UploadServer server(patience(300));
         const Updater updater({0, 400});
         // More than the buffers of both sockets hold.
         const QByteArray request = uploadBytes({noise(16 * 1024 * 1024)});

@@ -1,5 +1,6 @@
 #include "testdevice.h"
 
+#include "connection/connectionbudget.h"
 #include "core/plixpaths.h"
 #include "files/recentfiles.h"
 #include "message.h"
@@ -87,6 +88,12 @@ void settle() {
     }
 }
 
+ConnectionLimits patience(int ms) {
+    ConnectionLimits limits;
+    limits.headMs = limits.handshakeMs = limits.bodyMs = limits.idleMs = ms;
+    return limits;
+}
+
 LeakCheck::LeakCheck() {
     warmUp();
     m_descriptors = openDescriptors().size();
@@ -102,9 +109,10 @@ LeakCheck::~LeakCheck() {
         QTest::qFail("a stream's FIFO was left in /tmp", __FILE__, __LINE__);
 }
 
-TestServer::TestServer(bool tls) {
+TestServer::TestServer(bool tls, const ConnectionLimits& limits) {
     const QString certificate = tls ? authority() : QString();
     m_server = std::make_unique<Server>(0, certificate, certificate, false, nullptr);
+    m_server->setBudget(std::make_shared<ConnectionBudget>(limits));
     m_server->start();
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "connection/connectionlimits.h"
 #include "core/model/cmnodesworker.h"
 #include "core/model/cmrootworker.h"
 #include "files.h"
@@ -44,11 +45,14 @@ private:
     int m_pipes;
 };
 
+// Gives every client so long to send what it owes.
+ConnectionLimits patience(int ms);
+
 // A server on a free port with the handlers that a test gives it, plain or with a certificate that
 // is made here. At its end it checks that no message has survived.
 class TestServer {
 public:
-    explicit TestServer(bool tls = false);
+    explicit TestServer(bool tls = false, const ConnectionLimits& limits = {});
     ~TestServer();
 
     // Takes the handler over.

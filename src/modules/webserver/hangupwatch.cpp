@@ -1,16 +1,15 @@
 #include "hangupwatch.h"
 
-#include "connectionwatch.h"
+#include "connection/exchange.h"
 #include "message.h"
 
 HangUpWatch::HangUpWatch(const Message& message, QObject* parent)
-    : QObject(parent), m_connections(ConnectionWatch::of(message.data().server)),
-      m_client(message.data().client) {
-    if (m_connections)
-        m_connections->setHangUpWatch(m_client, this);
+    : QObject(parent), m_message(GObjectPtr<SoupMessage>::share(message.data().message)) {
+    if (Exchange* exchange = Exchange::of(m_message.get()))
+        exchange->setHangUpWatch(this);
 }
 
 HangUpWatch::~HangUpWatch() {
-    if (m_connections)
-        m_connections->setHangUpWatch(m_client, nullptr);
+    if (Exchange* exchange = Exchange::of(m_message.get()))
+        exchange->setHangUpWatch(nullptr);
 }

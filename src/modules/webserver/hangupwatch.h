@@ -1,10 +1,10 @@
 #pragma once
 
+#include "glibptr.h"
+
 #include <QObject>
-#include <QPointer>
 #include <libsoup/soup.h>
 
-class ConnectionWatch;
 class Message;
 
 // Tells when the client of a waiting exchange ends its side of the connection, or the connection
@@ -24,6 +24,5 @@ Q_SIGNALS:
     void hungUp();
 
 private:
-    QPointer<ConnectionWatch> m_connections;
-    SoupClientContext* m_client;
+    GObjectPtr<SoupMessage> m_message;
 };

@@ -1,14 +1,12 @@
 #include "message.h"
 
+#include "connection/exchange.h"
 #include "core/dbglog.h"
 #include "deferreddeletion.h"
 #include "files/mappedfile.h"
 
 #include <QMetaMethod>
 #include <QPointer>
-
-#include <netinet/in.h>
-#include <netinet/tcp.h>
 
 namespace {
 
@@ -22,21 +20,7 @@ QString uriToString(SoupMessage* message) {
     return QString::fromUtf8(GCharPtr(soup_uri_to_string(&uri, FALSE)).get());
 }
 
-// Of an exchange that has not ended: the first of its messages.
-GQuark messagesQuark() {
-    static const GQuark quark = g_quark_from_static_string("plix-messages");
-    return quark;
-}
-
-GQuark corkedQuark() {
-    static const GQuark quark = g_quark_from_static_string("plix-corked");
-    return quark;
-}
-
-bool setCorked(SoupClientContext* client, bool corked) {
-    GSocket* socket = soup_client_context_get_gsocket(client);
-    return socket && g_socket_set_option(socket, IPPROTO_TCP, TCP_CORK, corked, nullptr);
-}
+using SoupBufferPtr = std::unique_ptr<SoupBuffer, GFree<soup_buffer_free>>;
 
 } // namespace
 
@@ -44,62 +28,25 @@ Message::Message(const MessageData& data, QObject* parent)
     : QObject(parent), m_data(data), m_fullUri(uriToString(data.message)) {
     dbglog_debug("Message for '" << m_fullUri << "'");
     soup_message_body_set_accumulate(m_data.message->response_body, FALSE);
-    link();
+    setHeader(QByteArrayLiteral("X-Robots-Tag"), QByteArrayLiteral("noindex"));
+    follow();
 }
 
 Message::Message(const Message& other)
     : QObject(), m_data(other.m_data), m_valid(other.m_valid), m_finished(other.m_finished),
       m_fullUri(other.m_fullUri), m_url(other.m_url) {
     if (m_valid)
-        link();
+        follow();
 }
 
-Message::~Message() {
-    if (m_valid)
-        unlink();
-}
+Message::~Message() = default;
 
-// The end of an exchange is heard by the class of all exchanges: to connect to each by itself costs
-// as much as a header.
-void Message::link() {
-    static SoupMessageClass* soupClass = nullptr;
-    if (!soupClass) {
-        // The reference is kept: so is the change.
-        soupClass = SOUP_MESSAGE_CLASS(g_type_class_ref(SOUP_TYPE_MESSAGE));
-        Q_ASSERT(!soupClass->finished);
-        soupClass->finished = on_soup_finished;
-    }
-    auto* last =
-        static_cast<Message*>(g_object_get_qdata(G_OBJECT(m_data.message), messagesQuark()));
-    if (!last)
-        return g_object_set_qdata(G_OBJECT(m_data.message), messagesQuark(), this);
-    while (last->m_next)
-        last = last->m_next;
-    last->m_next = this;
-}
-
-void Message::unlink() {
-    auto* other =
-        static_cast<Message*>(g_object_get_qdata(G_OBJECT(m_data.message), messagesQuark()));
-    if (other == this)
-        return g_object_set_qdata(G_OBJECT(m_data.message), messagesQuark(), m_next);
-    while (other && other->m_next != this)
-        other = other->m_next;
-    if (other)
-        other->m_next = m_next;
-}
-
-void Message::connectNotify(const QMetaMethod& signal) {
-    static const QMetaMethod gotChunkSignal = QMetaMethod::fromSignal(&Message::gotChunk);
-    static const QMetaMethod wroteChunkSignal = QMetaMethod::fromSignal(&Message::wroteChunk);
-    if (!m_valid)
-        return;
-    if (signal == gotChunkSignal && !m_gotChunk)
-        m_gotChunk =
-            GSignalConnection(m_data.message, "got_chunk", G_CALLBACK(on_soup_gotChunk), this);
-    else if (signal == wroteChunkSignal && !m_wroteChunk)
-        m_wroteChunk =
-            GSignalConnection(m_data.message, "wrote-chunk", G_CALLBACK(on_soup_wroteChunk), this);
+void Message::follow() {
+    m_gotChunk = GSignalConnection(m_data.message, "got_chunk", G_CALLBACK(on_soup_gotChunk), this);
+    m_wroteChunk =
+        GSignalConnection(m_data.message, "wrote-chunk", G_CALLBACK(on_soup_wroteChunk), this);
+    m_soupFinished =
+        GSignalConnection(m_data.message, "finished", G_CALLBACK(on_soup_finished), this);
 }
 
 void Message::deleteWhenFinished() {
@@ -124,24 +71,19 @@ void Message::on_soup_wroteChunk(SoupMessage*, Message* self) {
     Q_EMIT self->wroteChunk();
 }
 
-void Message::on_soup_finished(SoupMessage* message) {
-    // One by one: who hears of it may delete others.
-    while (auto* first =
-               static_cast<Message*>(g_object_get_qdata(G_OBJECT(message), messagesQuark()))) {
-        g_object_set_qdata(G_OBJECT(message), messagesQuark(), first->m_next);
-        first->finish();
-    }
+void Message::on_soup_finished(SoupMessage*, Message* self) {
+    self->finish();
 }
 
 void Message::finish() {
     const QPointer<Message> self(this);
     m_finished = true;
-    uncork();
     Q_EMIT finished();
     if (!self)
         return;
     m_gotChunk.disconnect();
     m_wroteChunk.disconnect();
+    m_soupFinished.disconnect();
     // Last, so that receivers of finished() still see a valid message.
     m_valid = false;
     if (m_deletedWhenFinished)
@@ -318,36 +260,12 @@ void Message::setEncoding(Encoding encoding) {
     dbglog_scopedFunction;
     if (!isOpen())
         return;
-    BodyPiece::prepareLibsoup();
     SoupEncoding soupEncoding = SOUP_ENCODING_CONTENT_LENGTH;
-    if (encoding == Chunked) {
-        switch (soup_message_get_http_version(m_data.message)) {
-        case SOUP_HTTP_1_0:
-            soupEncoding = SOUP_ENCODING_EOF;
-            break;
-        case SOUP_HTTP_1_1:
-            soupEncoding = SOUP_ENCODING_CHUNKED;
-            break;
-        }
-    }
+    // libsoup's own chunk coding ends each body in a thread. The connection codes the chunks of a
+    // body that has no length, for clients that understand them.
+    if (encoding == Chunked)
+        soupEncoding = SOUP_ENCODING_EOF;
     soup_message_headers_set_encoding(m_data.message->response_headers, soupEncoding);
-}
-
-// Whether a piece of a chunked body is worth a copy with a chunk's marks around it.
-bool Message::isFramed(qint64 length) const {
-    return length > 0 && length <= BodyPiece::maxChunk &&
-           soup_message_headers_get_encoding(m_data.message->response_headers) ==
-               SOUP_ENCODING_CHUNKED;
-}
-
-// Whether the body goes out behind the header that is written next. Before a client that waits for
-// the word to send its own body gets an answer, it may get that word.
-bool Message::followsHeader() const {
-    const SoupMessage* message = m_data.message;
-    const guint status = message->status_code;
-    return status >= SOUP_STATUS_OK && status != SOUP_STATUS_NO_CONTENT &&
-           status != SOUP_STATUS_NOT_MODIFIED && message->method != SOUP_METHOD_HEAD &&
-           soup_message_headers_get_expectations(message->request_headers) == 0;
 }
 
 void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
@@ -360,13 +278,7 @@ void Message::responseBodyAdd(const char* data, qint64 length) {
     dbglog_scopedFunction;
     if (!isOpen())
         return;
-    if (isFramed(length)) {
-        std::weak_ptr<BodyPiece> piece;
-        const SoupBufferPtr buffer = BodyPiece::newChunk(data, length, &piece);
-        if (responseBodyLength() == 0)
-            m_onlyPiece = piece;
-        return appendBuffer(buffer);
-    }
+    notePending(length);
     soup_message_body_append(m_data.message->response_body, SOUP_MEMORY_COPY, data,
                              static_cast<gsize>(length));
     unpause();
@@ -380,12 +292,13 @@ void Message::responseBodyAdd(const QByteArray& data) {
                            << (data.size() > loggedBodyBytes ? "..." : ""));
     if (data.isEmpty())
         return unpause();
-    if (isFramed(data.size()))
-        return responseBodyAdd(data.constData(), data.size());
+    notePending(data.size());
     auto* owner = new QByteArray(data);
-    appendBuffer(SoupBufferPtr(
+    const SoupBufferPtr buffer(
         soup_buffer_new_with_owner(owner->constData(), static_cast<gsize>(owner->size()), owner,
-                                   [](void* bytes) { delete static_cast<QByteArray*>(bytes); })));
+                                   [](void* bytes) { delete static_cast<QByteArray*>(bytes); }));
+    soup_message_body_append_buffer(m_data.message->response_body, buffer.get());
+    unpause();
 }
 
 void Message::responseBodyAdd(const std::shared_ptr<const MappedFile>& file, qint64 start,
@@ -394,15 +307,20 @@ void Message::responseBodyAdd(const std::shared_ptr<const MappedFile>& file, qin
     if (!isOpen())
         return;
     Q_ASSERT(start >= 0 && length > 0 && static_cast<size_t>(start + length) <= file->size());
-    using Owner = std::shared_ptr<const MappedFile>;
-    appendBuffer(SoupBufferPtr(soup_buffer_new_with_owner(
-        file->data() + start, static_cast<gsize>(length), new Owner(file),
-        [](void* owner) { delete static_cast<Owner*>(owner); })));
-}
-
-void Message::appendBuffer(const SoupBufferPtr& buffer) {
+    if (Exchange* exchange = Exchange::of(m_data.message))
+        exchange->setBodyFile(file);
+    using FilePtr = std::shared_ptr<const MappedFile>;
+    const SoupBufferPtr buffer(soup_buffer_new_with_owner(
+        file->data() + start, static_cast<gsize>(length), new FilePtr(file),
+        [](void* held) { delete static_cast<FilePtr*>(held); }));
     soup_message_body_append_buffer(m_data.message->response_body, buffer.get());
     unpause();
+}
+
+// What a client does not read stays in memory.
+void Message::notePending(qint64 bytes) {
+    if (Exchange* exchange = Exchange::of(m_data.message))
+        exchange->addPending(bytes);
 }
 
 void Message::setResponseBody(const QByteArray& body, const QString& contentType) {
@@ -421,33 +339,10 @@ void Message::responseBodyComplete() {
     dbglog_scopedFunction;
     if (!isOpen())
         return;
-    const auto piece = m_onlyPiece.lock();
-    if (piece && piece->setComplete(m_data.message->response_body->length) && followsHeader())
-        sendWithHeader(piece);
+    if (Exchange* exchange = Exchange::of(m_data.message))
+        exchange->setAnswered();
     soup_message_body_complete(m_data.message->response_body);
-    if (!m_isSentWithHeader)
-        cork();
     unpause();
-}
-
-void Message::sendWithHeader(const std::shared_ptr<BodyPiece>& body) {
-    if (!soup_client_context_get_gsocket(m_data.client))
-        return;
-    body->followHeader(m_data.client);
-    m_isSentWithHeader = true;
-}
-
-// libsoup writes the header and each chunk by themselves, without delay. While the socket is corked
-// the system sends what comes together in full packets; it is uncorked, and the rest sent, at the
-// exchange's end, when the Message that corked it may be gone.
-void Message::cork() {
-    if (setCorked(m_data.client, true))
-        g_object_set_qdata(G_OBJECT(m_data.message), corkedQuark(), m_data.message);
-}
-
-void Message::uncork() {
-    if (g_object_steal_qdata(G_OBJECT(m_data.message), corkedQuark()))
-        setCorked(m_data.client, false);
 }
 
 qint64 Message::responseBodyLength() const {

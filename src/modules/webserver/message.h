@@ -1,6 +1,5 @@
 #pragma once
 
-#include "bodypiece.h"
 #include "core/plixurl.h"
 #include "glibptr.h"
 
@@ -8,6 +7,8 @@
 #include <QObject>
 #include <QString>
 #include <libsoup/soup.h>
+
+#include <memory>
 
 class MappedFile;
 
@@ -113,24 +114,15 @@ Q_SIGNALS:
     void finished();
     void wroteChunk();
 
-protected:
-    void connectNotify(const QMetaMethod& signal) override;
-
 private:
-    bool isFramed(qint64 length) const;
-    bool followsHeader() const;
-    void sendWithHeader(const std::shared_ptr<BodyPiece>& body);
-    void appendBuffer(const SoupBufferPtr& buffer);
-    void cork();
-    void uncork();
     bool isOpen() const { return m_valid && !m_finished; }
 
     static void on_soup_gotChunk(SoupMessage*, SoupBuffer* chunk, Message* self);
     static void on_soup_wroteChunk(SoupMessage*, Message* self);
-    static void on_soup_finished(SoupMessage* message);
-    void link();
-    void unlink();
+    static void on_soup_finished(SoupMessage*, Message* self);
+    void follow();
     void finish();
+    void notePending(qint64 bytes);
 
     MessageData m_data;
     bool m_valid = true;
@@ -138,12 +130,7 @@ private:
     bool m_deletedWhenFinished = false;
     QString m_fullUri;
     mutable PlixUrl m_url;
-    // The first piece of a body, until libsoup has written it.
-    std::weak_ptr<BodyPiece> m_onlyPiece;
-    bool m_isSentWithHeader = false;
-    // Made when somebody wants to hear of chunks: most exchanges end without.
     GSignalConnection m_gotChunk;
     GSignalConnection m_wroteChunk;
-    // The next one over the same exchange.
-    Message* m_next = nullptr;
+    GSignalConnection m_soupFinished;
 };

@@ -1,11 +1,13 @@
 #include "server.h"
 
-#include "connectionwatch.h"
+#include "connection/connectionbudget.h"
+#include "connection/connections.h"
+#include "connection/listener.h"
+#include "connection/tlscontext.h"
 #include "core/dbglog.h"
 #include "devicecertificate.h"
 #include "handlers/handler.h"
 #include "hostcheck.h"
-#include "listener.h"
 #include "message.h"
 
 #include <QLockFile>
@@ -17,6 +19,35 @@ namespace {
 // than a person's patience.
 constexpr int lockAttempts = 50;
 constexpr int lockIntervalMs = 100;
+constexpr guint httpsDefaultPort = 443;
+
+QByteArray textProperty(GTlsCertificate* certificate, const char* name) {
+    char* text = nullptr;
+    g_object_get(certificate, name, &text, nullptr);
+    return GCharPtr(text).get();
+}
+
+// Of a certificate and of those that lead to its authority, as far as they are known.
+QByteArray pemOf(GTlsCertificate* certificate) {
+    QByteArray text;
+    for (; certificate; certificate = g_tls_certificate_get_issuer(certificate))
+        text += textProperty(certificate, "certificate-pem");
+    return text;
+}
+
+QByteArray keyOf(GTlsCertificate* certificate) {
+    return textProperty(certificate, "private-key-pem");
+}
+
+// libsoup takes the connection's streams for plain HTTP. The port of a URI without one is that of
+// its scheme.
+void setHttps(SoupURI* uri, const QByteArray& host) {
+    if (uri->scheme == SOUP_URI_SCHEME_HTTPS)
+        return;
+    if (soup_uri_uses_default_port(uri) && !host.endsWith(":80"))
+        soup_uri_set_port(uri, httpsDefaultPort);
+    uri->scheme = SOUP_URI_SCHEME_HTTPS;
+}
 
 } // namespace
 
@@ -27,8 +58,15 @@ Server::Server(int port, const QString& certificate, const QString& privateKey, 
     createSoupServer();
     if (!ok())
         return;
-    m_connections = std::make_unique<ConnectionWatch>(soupServer(), isHttps());
-    m_listener = std::make_unique<Listener>(soupServer());
+    setBudget(std::make_shared<ConnectionBudget>(ConnectionLimits()));
+}
+
+void Server::setBudget(std::shared_ptr<ConnectionBudget> budget) {
+    dbglog_scopedFunction;
+    Q_ASSERT(ok() && !m_running);
+    m_listener.reset();
+    m_connections = std::make_unique<Connections>(soupServer(), std::move(budget));
+    m_listener = std::make_unique<Listener>(soupServer(), *m_connections);
 }
 
 Server::~Server() {
@@ -55,6 +93,10 @@ void Server::createSoupServer() {
         m_certificate.toUtf8().constData(), m_certificate.length(), error.out()));
     if (!tlsCertificate) {
         dbglog_error("Load certificate failed: " << error.message());
+        return;
+    }
+    if (keyOf(tlsCertificate.get()).isEmpty()) {
+        dbglog_error("Load certificate failed: its text holds no private key");
         return;
     }
     m_soupServer = GObjectPtr<SoupServer>::adopt(
@@ -85,7 +127,8 @@ void Server::start() {
         return;
     }
     GErrorPtr error;
-    m_running = m_listener->listen(m_port, m_listenOptions, error.out());
+    m_running = (!isHttps() || loadTls(error.out())) &&
+                m_listener->listen(m_port, m_listenOptions, error.out());
     if (m_running)
         dbglog_info("SOUP server started (port " << m_port << ")");
     else
@@ -97,13 +140,23 @@ void Server::stop() {
     dbglog_scopedFunction;
     Q_ASSERT(ok());
     m_listener->close();
-    m_connections->endAll([this] { soup_server_disconnect(m_soupServer.get()); });
+    m_connections->closeAll();
+    soup_server_disconnect(m_soupServer.get());
     m_running = false;
 }
 
-void Server::setPatience(int ms) {
-    dbglog_scopedFunction;
-    m_connections->setPatience(ms);
+// The certificate that libsoup was given.
+bool Server::loadTls(GError** error) {
+    GTlsCertificate* certificate = nullptr;
+    g_object_get(m_soupServer.get(), SOUP_SERVER_TLS_CERTIFICATE, &certificate, nullptr);
+    const auto held = GObjectPtr<GTlsCertificate>::adopt(certificate);
+    QString reason;
+    auto tls = TlsContext::create(pemOf(certificate), keyOf(certificate), &reason);
+    if (!tls)
+        g_set_error_literal(error, G_TLS_ERROR, G_TLS_ERROR_BAD_CERTIFICATE,
+                            reason.toUtf8().constData());
+    m_connections->setTls(std::move(tls));
+    return reason.isEmpty();
 }
 
 void Server::addHandler(const QString& path, Handler* handler) {
@@ -128,8 +181,6 @@ void Server::setLanguage(const QString& language) {
 void Server::pauseMessage(bool pause, Message* message) {
     dbglog_scopedFunction;
     Q_ASSERT(ok());
-    if (!message->isFinished())
-        m_connections->setHeld(message->data().client, pause);
     if (pause)
         message->pause();
     else
@@ -145,8 +196,9 @@ void Server::server_callback(SoupServer*, SoupMessage* message, const char* path
 void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* query,
                         SoupClientContext* client, Handler* handler) {
     dbglog_scopedFunction;
-    if (!m_connections->admit(client))
-        return;
+    if (isHttps())
+        setHttps(soup_message_get_uri(soupMessage),
+                 soup_message_headers_get_one(soupMessage->request_headers, "Host"));
     auto* message =
         new Message(MessageData{soupServer(), soupMessage, path, query, client}, handler);
     if (!m_language.isEmpty() && !message->header(QStringLiteral("Accept-Language")).isNull())

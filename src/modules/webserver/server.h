@@ -9,25 +9,26 @@
 
 #include <memory>
 
-class ConnectionWatch;
+class ConnectionBudget;
+class Connections;
 class DeviceCertificate;
 class QLockFile;
 class Handler;
 class Listener;
+class TlsContext;
 class Message;
 
 // One listening server on one port, plain or over TLS, and the way of a request into the handlers.
 //
-// The life of a request: libsoup reads its headers and offers it to the early handler of its path,
-// if there is one, which may take the body as it arrives; after the body it calls the handler that
-// is registered for the longest prefix of the path. Either way on_request() first asks the
-// connection watch, which refuses what no handler may see; then it wraps the exchange into a
-// Message, whose parent is that handler, announces the language, and refuses foreign Host headers.
-// The handler answers at once, or pauses the message and adds to it later, which resumes it. When
-// libsoup reports the end of the exchange, because the answer has gone out, the client has left or
-// the server stops, the Message says so and then deletes itself from the event loop: no object of
-// an exchange dies inside one of libsoup's callbacks, and none may touch the exchange after its
-// end.
+// The life of a request: a Connection reads it, refuses what no handler may see, and lends it to
+// libsoup, which offers it to the early handler of its path, if there is one, which may take the
+// body as it arrives; after the body it calls the handler that is registered for the longest prefix
+// of the path. Either way on_request() wraps the exchange into a Message, whose parent is that
+// handler, announces the language, and refuses foreign Host headers. The handler answers at once,
+// or pauses the message and adds to it later, which resumes it. When libsoup reports the end of the
+// exchange, because the answer has gone out, the client has left or the server stops, the Message
+// says so and then deletes itself from the event loop: no object of an exchange dies inside one of
+// libsoup's callbacks, and none may touch the exchange after its end.
 //
 // A server with a certificate and `useDeviceCert` treats them as an authority: it listens only
 // once updateIpAddresses() has made a certificate for the device's addresses.
@@ -67,8 +68,9 @@ public:
     // Stops or resumes an exchange of this server; nothing happens after the exchange's end.
     void pauseMessage(bool pause, Message* message);
 
-    // How long a client may go without sending what it owes; half a minute unless set.
-    void setPatience(int ms);
+    // What its clients may take, together with those of all servers that share the budget. To be
+    // called before start(); a server has a budget of its own otherwise.
+    void setBudget(std::shared_ptr<ConnectionBudget> budget);
 
     // What "Content-Language" says; nothing while empty.
     void setLanguage(const QString& language);
@@ -89,6 +91,7 @@ private:
     };
 
     void createSoupServer();
+    bool loadTls(GError** error);
     void certify(int attempts);
     void on_certificateMaker_keyAttempted();
     void startWithDeviceCertificate();
@@ -107,7 +110,7 @@ private:
     QString m_language;
     int m_listenOptions = 0;
     // Null without a soup server.
-    std::unique_ptr<ConnectionWatch> m_connections;
+    std::unique_ptr<Connections> m_connections;
     std::unique_ptr<Listener> m_listener;
     std::unique_ptr<DeviceCertificate> m_certificateMaker;
     QSet<QString> m_ipAddresses;

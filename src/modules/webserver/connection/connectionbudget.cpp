@@ -1,0 +1,101 @@
+#include "connection/connectionbudget.h"
+
+#include <cstring>
+#include <netinet/in.h>
+
+AddressKey addressKey(const sockaddr* address) {
+    if (address->sa_family == AF_INET)
+        return reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr;
+    if (address->sa_family != AF_INET6)
+        return 0;
+    const in6_addr& ip = reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr;
+    if (IN6_IS_ADDR_V4MAPPED(&ip)) {
+        std::uint32_t v4 = 0;
+        std::memcpy(&v4, ip.s6_addr + 12, sizeof v4);
+        return v4;
+    }
+    AddressKey network = 0;
+    std::memcpy(&network, ip.s6_addr, sizeof network);
+    return network;
+}
+
+ConnectionBudget::Member* ConnectionBudget::longestWaiting(const Member* except,
+                                                           bool (*fits)(const Member&, AddressKey),
+                                                           AddressKey address) const {
+    for (Member* member = m_first; member; member = member->m_next) {
+        if (member != except && fits(*member, address))
+            return member;
+    }
+    return nullptr;
+}
+
+bool ConnectionBudget::makeRoom(AddressKey address) {
+    const auto share = m_perAddress.find(address);
+    if (share != m_perAddress.end() && share->second >= m_limits.connectionsPerAddress) {
+        Member* member = longestWaiting(
+            nullptr, [](const Member& m, AddressKey key) { return m.m_address == key; }, address);
+        if (!member)
+            return false;
+        member->giveUp("its address has too many connections");
+    }
+    return m_connections < m_limits.connections || giveUpOne("there are too many connections");
+}
+
+bool ConnectionBudget::giveUpOne(const char* reason) {
+    if (!m_first)
+        return false;
+    m_first->giveUp(reason);
+    return true;
+}
+
+void ConnectionBudget::join(Member& member, AddressKey address) {
+    member.m_address = address;
+    ++m_connections;
+    ++m_perAddress[address];
+    setWaiting(member);
+}
+
+void ConnectionBudget::leave(Member& member) {
+    unlink(member);
+    m_held -= member.m_held;
+    member.m_held = 0;
+    --m_connections;
+    const auto share = m_perAddress.find(member.m_address);
+    if (--share->second == 0)
+        m_perAddress.erase(share);
+}
+
+void ConnectionBudget::unlink(Member& member) {
+    if (!member.m_isWaiting)
+        return;
+    (member.m_previous ? member.m_previous->m_next : m_first) = member.m_next;
+    (member.m_next ? member.m_next->m_previous : m_last) = member.m_previous;
+    member.m_previous = member.m_next = nullptr;
+    member.m_isWaiting = false;
+}
+
+void ConnectionBudget::setWaiting(Member& member) {
+    unlink(member);
+    member.m_previous = m_last;
+    (m_last ? m_last->m_next : m_first) = &member;
+    m_last = &member;
+    member.m_isWaiting = true;
+}
+
+void ConnectionBudget::setWorking(Member& member) {
+    unlink(member);
+}
+
+bool ConnectionBudget::setHeld(Member& member, qint64 bytes) {
+    const bool grows = bytes > member.m_held;
+    m_held += bytes - member.m_held;
+    member.m_held = bytes;
+    while (grows && m_held > m_limits.heldBytes) {
+        Member* other =
+            longestWaiting(&member, [](const Member& m, AddressKey) { return m.m_held > 0; });
+        if (!other)
+            return false;
+        other->giveUp("clients have too much in memory");
+    }
+    return true;
+}

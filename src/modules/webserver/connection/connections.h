@@ -1,0 +1,87 @@
+#pragma once
+
+#include "connection/connection.h"
+#include "connection/connectionbudget.h"
+#include "connection/socketpoller.h"
+#include "glibptr.h"
+
+#include <QTimer>
+#include <libsoup/soup.h>
+
+#include <deque>
+#include <memory>
+#include <sys/socket.h>
+#include <vector>
+
+class TlsContext;
+
+// All connections of one libsoup server, and the loop that serves them.
+//
+// A turn: the sockets that are ready are read, and what has come whole goes to libsoup, one request
+// of a connection at a time. Then come connections with more at hand, and handshakes of TLS for a
+// few milliseconds, the latest clients first: those that stop in the middle do not keep others
+// waiting. What was written in the turn, here and by answers that became ready elsewhere, is sent
+// at its end.
+//
+// Owned by the server, and lives as long as the libsoup server's exchanges.
+class Connections {
+public:
+    Connections(SoupServer* server, std::shared_ptr<ConnectionBudget> budget);
+    ~Connections();
+    Connections(const Connections&) = delete;
+    Connections& operator=(const Connections&) = delete;
+
+    // Null for connections without TLS.
+    void setTls(std::shared_ptr<TlsContext> tls) { m_tls = std::move(tls); }
+    ConnectionBudget& budget() { return *m_budget; }
+    SocketPoller& poller() { return m_poller; }
+
+    // Takes the descriptor over.
+    void accept(int descriptor, const sockaddr_storage& remote);
+    void closeAll();
+
+    // For the connections.
+    void lend(Connection& connection, Exchange& exchange);
+    void resumeLater(Connection& connection);
+    void queueHandshake(Connection& connection);
+    // A handshake begins to take memory, or no longer does.
+    void on_handshake_begun(Connection& connection);
+    void on_handshake_done(Connection& connection);
+    void flushAtTurnEnd(Connection& connection) { m_unflushed.push_back(&connection); }
+    void on_connection_closed(Connection& connection);
+    // Counts the turns of the main loop.
+    unsigned turn() const { return m_turn; }
+    // A client has hung up whose answer is awaited.
+    void sweepSoon();
+
+private:
+    void on_handled();
+    void on_turn_end();
+    void continueHandshakes();
+    void sweep();
+    static void on_request_started(SoupServer*, SoupMessage* message, SoupClientContext* client,
+                                   Connections* self);
+    static void on_request_finished(SoupServer*, SoupMessage* message, SoupClientContext*,
+                                    Connections*);
+
+    SoupServer* m_server;
+    std::shared_ptr<ConnectionBudget> m_budget;
+    std::shared_ptr<TlsContext> m_tls;
+    SocketPoller m_poller;
+    std::vector<std::unique_ptr<Connection>> m_connections;
+    // Closed ones, until nobody can be using them.
+    std::vector<std::unique_ptr<Connection>> m_closed;
+    std::deque<Connection*> m_resumed;
+    std::vector<Connection*> m_unflushed;
+    std::vector<Connection*> m_readyHandshakes;
+    // Those that have begun, the oldest first.
+    std::deque<Connection*> m_handshakes;
+    // The most connections since the allocator was asked to give memory back.
+    size_t m_most = 0;
+    unsigned m_turn = 0;
+    // The one that libsoup is being given.
+    Exchange* m_lent = nullptr;
+    GSignalConnection m_requestStarted;
+    GSignalConnection m_requestFinished;
+    QTimer m_sweep;
+};

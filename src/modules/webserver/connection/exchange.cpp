@@ -1,0 +1,225 @@
+#include "connection/exchange.h"
+
+#include "connection/connection.h"
+#include "files/mappedfile.h"
+#include "hangupwatch.h"
+
+#include <algorithm>
+#include <cstring>
+#include <functional>
+
+namespace {
+
+// What libsoup needs to keep a piece of a body, besides its bytes.
+constexpr qint64 keptPerPiece = 128;
+// A client that reads as fast as it is written to leaves the main loop to others after so much.
+constexpr size_t bytesPerTurn = size_t(1) << 20;
+// Of a file in one call of the system.
+constexpr size_t fileBytesAtOnce = size_t(256) << 10;
+
+GQuark exchangeQuark() {
+    static const GQuark quark = g_quark_from_static_string("plix-exchange");
+    return quark;
+}
+
+gssize fail(GError** error, GIOErrorEnum code, const char* text) {
+    g_set_error_literal(error, G_IO_ERROR, code, text);
+    return -1;
+}
+
+ResponseFraming::Request requestOf(const RequestFraming& framing) {
+    return {framing.isHttp11(), framing.isHead(), framing.keepsAlive()};
+}
+
+} // namespace
+
+Exchange::Exchange(Connection& connection, std::string vetted, size_t headSize)
+    : m_connection(connection), m_stream(this), m_response(requestOf(connection.framing())),
+      m_input(std::move(vetted)), m_headLeft(headSize) {}
+
+Exchange::~Exchange() {
+    if (m_message)
+        g_object_set_qdata(G_OBJECT(m_message.get()), exchangeQuark(), nullptr);
+}
+
+Exchange* Exchange::of(SoupMessage* message) {
+    return static_cast<Exchange*>(g_object_get_qdata(G_OBJECT(message), exchangeQuark()));
+}
+
+void Exchange::begin(SoupMessage* message, SoupClientContext* client) {
+    m_message = GObjectPtr<SoupMessage>::share(message);
+    m_client = client;
+    g_object_set_qdata(G_OBJECT(message), exchangeQuark(), this);
+    // libsoup cuts the ranges that a client asks for out of an answer that it has in memory, and
+    // does so without looking at their bounds.
+    soup_message_body_set_accumulate(message->response_body, FALSE);
+}
+
+bool Exchange::isReadable() const {
+    return m_connection.isBroken() || m_inputRead < m_input.size() ||
+           m_connection.framing().phase() != RequestFraming::Phase::Body;
+}
+
+gssize Exchange::on_stream_read(char* buffer, gsize size, GError** error) {
+    if (m_connection.isBroken())
+        return fail(error, G_IO_ERROR_CLOSED, "The connection has ended");
+    if (m_headLeft == 0)
+        return readBody(buffer, size, error);
+    // Nothing beyond the head: libsoup would read ahead, and the body may have to be refused.
+    const size_t count = std::min(size, m_headLeft);
+    std::memcpy(buffer, m_input.data() + m_inputRead, count);
+    m_inputRead += count;
+    m_headLeft -= count;
+    return static_cast<gssize>(count);
+}
+
+// Once the early handlers had their say: they may take the body as it comes.
+bool Exchange::admitBody(GError** error) {
+    if (!m_isBodyAdmitted) {
+        m_isBodyAdmitted = true;
+        m_isBodyKept = soup_message_body_get_accumulate(m_message.get()->request_body);
+    }
+    const qint64 limit = m_connection.limits().bodyBytes;
+    const qint64 announced = m_connection.framing().contentLength();
+    if (!m_isBodyKept || (std::max(announced, m_bodyRead) <= limit && m_kept <= 2 * limit))
+        return true;
+    m_connection.refuseExchange(
+        {413, "Payload Too Large", "The request's body is larger than is accepted here."});
+    fail(error, G_IO_ERROR_FAILED, "The body is too large");
+    return false;
+}
+
+gssize Exchange::readBody(char* buffer, gsize size, GError** error) {
+    if (!admitBody(error))
+        return -1;
+    const size_t count = std::min(size, inputSize());
+    if (count == 0) {
+        if (m_connection.framing().refusal())
+            return fail(error, G_IO_ERROR_FAILED, "The body is broken");
+        if (m_connection.framing().phase() != RequestFraming::Phase::Body)
+            return 0;
+        m_connection.wantInput();
+        return fail(error, G_IO_ERROR_WOULD_BLOCK, "The rest of the body has not come yet");
+    }
+    std::memcpy(buffer, m_input.data() + m_inputRead, count);
+    m_inputRead += count;
+    if (m_inputRead == m_input.size()) {
+        m_input.clear();
+        m_inputRead = 0;
+    }
+    m_bodyRead += static_cast<qint64>(count);
+    if (m_isBodyKept)
+        m_kept += static_cast<qint64>(count) + keptPerPiece;
+    m_connection.on_body_read(count);
+    return static_cast<gssize>(count);
+}
+
+qint64 Exchange::heldBytes() const {
+    return static_cast<qint64>(m_input.capacity()) + m_kept + m_pending;
+}
+
+void Exchange::addPending(qint64 bytes) {
+    m_pending += bytes;
+}
+
+void Exchange::setAnswered() {
+    m_answeredAt = g_get_monotonic_time() / 1000;
+}
+
+bool Exchange::isWritable() const {
+    return m_connection.isBroken() || !m_connection.isBlocked();
+}
+
+bool Exchange::hasTurn() const {
+    return m_turn != m_connection.turn() || m_writtenInTurn < bytesPerTurn;
+}
+
+gssize Exchange::on_stream_write(const char* data, gsize size, GError** error) {
+    if (m_connection.isBroken())
+        return fail(error, G_IO_ERROR_CLOSED, "The connection has ended");
+    if (!m_response.hasHead()) {
+        m_connection.output().append(m_response.head({data, size}));
+        m_connection.flushLater();
+        return static_cast<gssize>(size);
+    }
+    const gssize count = hasTurn() ? writeBody(data, size) : Transport::wouldBlock;
+    if (count == Transport::wouldBlock)
+        return fail(error, G_IO_ERROR_WOULD_BLOCK, "The client has no room");
+    if (count < 0)
+        return fail(error, G_IO_ERROR_FAILED, "The answer cannot be sent");
+    if (std::exchange(m_turn, m_connection.turn()) != m_connection.turn())
+        m_writtenInTurn = 0;
+    m_writtenInTurn += static_cast<size_t>(count);
+    m_pending = std::max<qint64>(m_pending - count, 0);
+    m_response.count(static_cast<size_t>(count));
+    m_connection.flushLater();
+    return count;
+}
+
+gssize Exchange::writeBody(const char* data, gsize size) {
+    if (m_response.body() == ResponseFraming::Body::Chunked)
+        return writeChunk(data, size);
+    if (isOfFile(data))
+        return writeFile(static_cast<size_t>(data - m_file->data()), size);
+    return writeBytes(data, size);
+}
+
+gssize Exchange::writeChunk(const char* data, gsize size) {
+    OutputBuffer& output = m_connection.output();
+    if (output.room() <= ResponseFraming::chunkOverhead && !m_connection.flush())
+        return m_connection.isBroken() ? Transport::failed : Transport::wouldBlock;
+    const size_t count = std::min(size, output.room() - ResponseFraming::chunkOverhead);
+    output.append(ResponseFraming::chunkHead(count));
+    output.append({data, count});
+    output.append(ResponseFraming::chunkEnd);
+    return static_cast<gssize>(count);
+}
+
+gssize Exchange::writeBytes(const char* data, gsize size) {
+    OutputBuffer& output = m_connection.output();
+    if (size > output.room() && !m_connection.isSecure())
+        return m_connection.sendBehindOutput({data, size});
+    if (output.room() == 0 && !m_connection.flush())
+        return m_connection.isBroken() ? Transport::failed : Transport::wouldBlock;
+    const size_t count = std::min(size, output.room());
+    output.append({data, count});
+    return static_cast<gssize>(count);
+}
+
+bool Exchange::isOfFile(const char* data) const {
+    return m_file && !std::less<>()(data, m_file->data()) &&
+           std::less<>()(data, m_file->data() + m_file->size());
+}
+
+// What goes behind the head, or is short, is read into its buffer; the rest the system sends.
+gssize Exchange::writeFile(size_t offset, gsize size) {
+    OutputBuffer& output = m_connection.output();
+    if ((!output.isEmpty() || size <= OutputBuffer::capacity) && output.room() > 0) {
+        const size_t wanted = std::min(size, output.room());
+        const qint64 count =
+            m_file->read(static_cast<qint64>(offset), output.reserve(wanted), wanted);
+        output.setReserved(static_cast<size_t>(std::max<qint64>(count, 0)));
+        // Of a file that was truncated there is nothing left to send.
+        return count > 0 ? count : Transport::failed;
+    }
+    if (!m_connection.flush())
+        return m_connection.isBroken() ? Transport::failed : Transport::wouldBlock;
+    return m_connection.sendFile(m_file->descriptor(), static_cast<off_t>(offset),
+                                 std::min(size, fileBytesAtOnce));
+}
+
+void Exchange::on_stream_closed() {
+    m_connection.on_exchange_ended();
+}
+
+void Exchange::setHangUpWatch(HangUpWatch* watch) {
+    m_hangUpWatch = watch;
+    if (watch && m_connection.hasHungUp())
+        QMetaObject::invokeMethod(watch, &HangUpWatch::hungUp, Qt::QueuedConnection);
+}
+
+void Exchange::on_hangUp() {
+    // Last: who hears of it may end the exchange.
+    if (m_hangUpWatch)
+        Q_EMIT m_hangUpWatch->hungUp();
+}

@@ -1,0 +1,54 @@
+#pragma once
+
+#include "glibptr.h"
+
+#include <cstdint>
+#include <functional>
+
+// Waits for many sockets behind one descriptor of the main loop.
+//
+// GLib walks every source and every descriptor that is attached to a main context several times a
+// turn, so that hundreds of idle connections would slow down each request. The kernel keeps the
+// list here (an epoll set), and the main loop sees one source. Level-triggered: what is not dealt
+// with is reported again.
+class SocketPoller {
+public:
+    class Handler {
+    public:
+        virtual ~Handler() = default;
+        // Events of epoll. The handler may remove itself and others.
+        virtual void on_socket_ready(std::uint32_t events) = 0;
+    };
+
+    // `handled` is called behind the handlers of a turn. `turnEnds` is called each time before the
+    // main loop may wait; it must not call libsoup, nor run the main loop.
+    SocketPoller(std::function<void()> handled, std::function<void()> turnEnds);
+    ~SocketPoller();
+    SocketPoller(const SocketPoller&) = delete;
+    SocketPoller& operator=(const SocketPoller&) = delete;
+
+    void add(int descriptor, std::uint32_t events, Handler* handler);
+    void change(int descriptor, std::uint32_t events, Handler* handler);
+    // To be called before the descriptor is closed: a child process that is just being started may
+    // hold a copy of it, and the kernel would go on to report it.
+    void remove(int descriptor, Handler* handler);
+    // Has `handled` called in the next turn, whether a socket is ready or not.
+    void wakeUp();
+
+private:
+    struct Source;
+
+    void dispatch();
+    static gboolean on_dispatch(GSource* source, GSourceFunc, gpointer);
+    static gboolean on_turnEnd_prepare(GSource* source, int* timeout);
+
+    std::function<void()> m_handled;
+    std::function<void()> m_turnEnds;
+    int m_epoll;
+    ScopedSource m_source;
+    // Prepared before all others: the sources behind a ready one of a higher priority are not.
+    ScopedSource m_turnEndSource;
+    // Of the events that are being dispatched, the rest; a handler that is removed is taken out.
+    struct epoll_event* m_pending = nullptr;
+    int m_pendingCount = 0;
+};
