@@ -53,6 +53,13 @@ start_device() {
     [ "$http_port" -gt 0 ] || fail "no HTTP port"
 }
 
+# Turns of the event loop may be long because this machine is busy; those that spent so much processor
+# time themselves may not. Sanitizers and the like make everything slower.
+without_pauses() {
+    awk -v limit="${PLIX_TURN_LIMIT_MS:-100}" '
+        !match($0, /[0-9]+ ms of processor time/) || substr($0, RSTART) + 0 >= limit' "$1"
+}
+
 # Ends it as a service manager does and wants a clean end without complaints.
 stop_device() {
     local status=0
@@ -60,5 +67,5 @@ stop_device() {
     wait "$device_pid" || status=$?
     device_pid=
     [ "$status" -eq 0 ] || fail "ended with status $status"
-    [ ! -s "$work/log" ] || fail "something was logged"
+    [ -z "$(without_pauses "$work/log")" ] || fail "something was logged"
 }

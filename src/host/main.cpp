@@ -5,6 +5,7 @@
 #include "devicedescription.h"
 #include "hostlog.h"
 #include "hostoptions.h"
+#include "loopwatch.h"
 #include "statedirectory.h"
 
 #include <QAbstractEventDispatcher>
@@ -142,6 +143,7 @@ int run(const HostOptions& options) {
     QObject::connect(&device, &Device::ready, &device, printReady);
     if (!device.start(description, state.path(), &error))
         return fail(error);
+    const LoopWatch watch;
     return QCoreApplication::exec();
 }
 

@@ -7,7 +7,7 @@ import { createHash, randomBytes } from 'node:crypto';
 import { mkdirSync, readdirSync, readFileSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { promisify } from 'node:util';
-import { Device, webRoot } from '../web/device.mjs';
+import { Device, longTurns, webRoot } from '../web/device.mjs';
 import { Client, Disconnected, sleep, within } from './client.mjs';
 
 const [seconds, descriptorLimit] = process.argv.slice(2, 4).map(Number);
@@ -303,7 +303,7 @@ async function compare(before) {
     const said = log().match(/file descriptors/g)?.length ?? 0;
     if (said < 1 || said > floods)
         failures.push(`the shortage of descriptors was logged ${said} times in ${floods} shortages`);
-    failures.push(...log().match(/^.*\b(ERROR|FATAL|CRITICAL)\b.*$/gm) ?? []);
+    failures.push(...log().match(/^.*\b(ERROR|FATAL|CRITICAL)\b.*$/gm) ?? [], ...longTurns(log()));
     console.log(`descriptors ${before.descriptors} -> ${after.descriptors}, ` +
         `memory ${before.memory} -> ${after.memory} KiB`);
 }

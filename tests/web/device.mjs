@@ -47,6 +47,16 @@ export async function until(condition, what, limit = LIMIT_MS) {
     }
 }
 
+/**
+ * The lines about turns of the event loop that took too much processor time. Others may be long because
+ * this machine is busy. Sanitizers and the like make everything slower.
+ */
+export function longTurns(log) {
+    const limit = Number(process.env.PLIX_TURN_LIMIT_MS ?? 100);
+    return [...log.matchAll(/^.* WARN .* (\d+) ms of processor time: .*$/gm)]
+        .filter(([, ms]) => ms >= limit).map(([line]) => line);
+}
+
 const lockFile = join(tmpdir(), 'plix-test.lock');
 
 /**
@@ -120,14 +130,15 @@ export class Device extends Plix {
     async #start() {
         this.#process = spawn(program, this.#arguments, { stdio: ['ignore', 'pipe', 'pipe'] });
         const { stdout, stderr } = this.#process;
-        stderr.on('data', data => { this.#log = (this.#log + data).slice(-4000); });
-        this.#ended = once(this.#process, 'exit');
+        stderr.on('data', data => { this.#log += data; });
+        // Once all that it wrote has been read.
+        this.#ended = once(this.#process, 'close');
         // The first that it prints is that it is ready.
         const outcome = await Promise.race([
             once(stdout, 'data', { signal: AbortSignal.timeout(START_MS) }), this.#ended,
         ]);
         if (!String(outcome).startsWith('ready '))
-            throw new Error(`${program} ended: ${outcome}\n${this.#log}`);
+            throw new Error(`${program} ended: ${outcome}\n${this.#log.slice(-4000)}`);
     }
 
     /** The HTTPS server comes back a moment after the start, with a certificate of its own. */
@@ -146,7 +157,10 @@ export class Device extends Plix {
         setTimeout(() => stopped.kill('SIGKILL'), STOP_MS).unref();
         const [code, signal] = await this.#ended;
         if (code !== 0)
-            throw new Error(`plixhost ended with ${signal ?? code}\n${this.#log}`);
+            throw new Error(`plixhost ended with ${signal ?? code}\n${this.#log.slice(-4000)}`);
+        const turns = longTurns(this.#log);
+        if (turns.length)
+            throw new Error(turns.join('\n'));
     }
 
     async end() {

@@ -1,6 +1,10 @@
 #include "core/model/cmabstractworker.h"
 
 #include "core/model/cmroles.h"
+#include "core/plixlooptask.h"
+
+// Each request is named with a path of its own: the caller's may go with whoever hears of the
+// answer.
 
 CMAbstractWorker::CMAbstractWorker(QObject* parent) : QObject(parent) {}
 
@@ -8,17 +12,23 @@ CMAbstractWorker::~CMAbstractWorker() = default;
 
 void CMAbstractWorker::getData(const CMPath& path, const QStringList& roles,
                                const CMReply<QList<QVariant>>& reply) {
-    getDataRequest({path, roles, reply});
+    const CMGetDataRequest request{path, roles, reply};
+    const PlixLoopTask task("getData", [&request] { return request.path.toEncoded(); });
+    getDataRequest(request);
 }
 
 void CMAbstractWorker::getRows(const CMPath& path, int from, int to, int version,
                                const QStringList& roles, const CMReply<PlixRowsRoles>& reply) {
-    getRowsRequest({path, from, to, version, roles, reply});
+    const CMGetRowsRequest request{path, from, to, version, roles, reply};
+    const PlixLoopTask task("getRows", [&request] { return request.path.toEncoded(); });
+    getRowsRequest(request);
 }
 
 void CMAbstractWorker::setData(const CMPath& path, const QString& role, const QVariant& value,
                                const CMReply<QVariant>& reply) {
-    setDataRequest({path, role, value, reply});
+    const CMSetDataRequest request{path, role, value, reply};
+    const PlixLoopTask task("setData", [&request] { return request.path.toEncoded(); });
+    setDataRequest(request);
 }
 
 QVariant CMAbstractWorker::getValue(const CMPath& path) {

@@ -1,0 +1,44 @@
+#include "core/plixlooptask.h"
+
+#include <QStringList>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+
+// For a line of the log. A turn of many slow tasks is told by its slowest.
+constexpr std::size_t maximumTasks = 5;
+
+} // namespace
+
+PlixLoopTurn& PlixLoopTurn::current() {
+    thread_local PlixLoopTurn turn;
+    return turn;
+}
+
+void PlixLoopTurn::add(PlixLoopTaskKind kind, const char* name, const QString& detail, qint64 ms) {
+    PlixLoopTurn& turn = current();
+    if (kind == PlixLoopTaskKind::Expected)
+        turn.m_expectedMs += ms;
+    const QString text =
+        QStringLiteral("%1 %2 (%3 ms)").arg(QLatin1String(name), detail, QString::number(ms));
+    turn.m_tasks.push_back({text, ms});
+    if (turn.m_tasks.size() > maximumTasks) {
+        const auto isShorter = [](const Task& left, const Task& right) {
+            return left.ms < right.ms;
+        };
+        turn.m_tasks.erase(std::min_element(turn.m_tasks.begin(), turn.m_tasks.end(), isShorter));
+    }
+}
+
+PlixLoopTurn PlixLoopTurn::take() {
+    return std::exchange(current(), {});
+}
+
+QString PlixLoopTurn::text() const {
+    QStringList texts;
+    for (const Task& task : m_tasks)
+        texts.append(task.text);
+    return texts.join(QStringLiteral(", "));
+}
