@@ -1,6 +1,7 @@
 #include "devicecertificate.h"
 
 #include "core/dbglog.h"
+#include "core/plixlooptask.h"
 #include "processhandler/plixprocesshandler.h"
 
 #include <QDir>
@@ -21,6 +22,8 @@ QString requestFile() {
 }
 
 PlixProcessHandlerResult openssl(const QStringList& arguments, int timeoutMs) {
+    const PlixLoopTask task(
+        "openssl", [&] { return arguments.first(); }, PlixLoopTaskKind::Expected);
     return PlixProcessHandler::startSync(QStringLiteral("openssl"), arguments, timeoutMs);
 }
 

@@ -3,6 +3,7 @@
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
 #include "core/plixconnect.h"
+#include "core/plixlooptask.h"
 #include "core/plixpaths.h"
 #include "message.h"
 
@@ -105,6 +106,7 @@ void FirmwareUpdateResponder::openFile() {
     m_pipe = std::make_unique<PlixNamedPipe>(PlixFirmwareUpdateDataPipe(), PlixNamedPipe::Write,
                                              nullptr, false);
     m_pipe->setNonBlock(true);
+    const PlixLoopTask task("opening", PlixFirmwareUpdateDataPipe, PlixLoopTaskKind::Expected);
     for (int attempt = 1; attempt <= openAttempts; ++attempt) {
         if (m_pipe->open(false)) {
             dbglog_info("Fifo opened on attempt #" << attempt);
