@@ -1,3 +1,4 @@
+#include "core/dbglog.h"
 #include "core/plixhost.h"
 #include "core/plixjson.h"
 #include "datadirectory.h"
@@ -14,9 +15,12 @@
 #include <QRegExp>
 #include <glib-unix.h>
 
+#include <cerrno>
 #include <clocale>
 #include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <sys/resource.h>
 
 namespace {
 
@@ -118,6 +122,18 @@ gboolean on_signal_received(gpointer) {
     return G_SOURCE_CONTINUE;
 }
 
+// The usual soft limit is low for programs that use select(), which this one does not.
+void raiseDescriptorLimit() {
+    rlimit limit{};
+    getrlimit(RLIMIT_NOFILE, &limit);
+    const rlim_t before = limit.rlim_cur;
+    limit.rlim_cur = limit.rlim_max;
+    if (setrlimit(RLIMIT_NOFILE, &limit) == 0)
+        dbglog_info("May open " << limit.rlim_max << " files; the limit was " << before);
+    else
+        dbglog_warning("May open " << before << " files: " << std::strerror(errno));
+}
+
 void printReady(int httpPort, int httpsPort) {
     std::printf("ready http=%d https=%d\n", httpPort, httpsPort);
     std::fflush(stdout);
@@ -138,6 +154,7 @@ int run(const HostOptions& options) {
         !state.open(options.stateDirectory, &error) ||
         !setUpPlatformPaths(description, state, &error))
         return fail(error);
+    raiseDescriptorLimit();
 
     Device device;
     QObject::connect(&device, &Device::ready, &device, printReady);
