@@ -1,6 +1,7 @@
 #include "hostlog.h"
 
 #include "core/dbglog.h"
+#include "journallayout.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -9,6 +10,10 @@
 #include <log4cplus/layout.h>
 
 #include <array>
+#include <exception>
+#include <iostream>
+#include <sstream>
+#include <unistd.h>
 #include <utility>
 
 const log4cplus::Logger hostLogger = log4cplus::Logger::getInstance("Host");
@@ -25,6 +30,21 @@ constexpr std::array<std::pair<const char*, log4cplus::LogLevel>, 7> levels{{
     {"off", log4cplus::OFF_LOG_LEVEL},
 }};
 
+// What log4cplus finds wrong, in lines; it goes on with the rest, and tells it to nobody but
+// standard error. An unknown level it throws.
+QString configure(const std::string& fileName) {
+    constexpr const char* prefix = "log4cplus:ERROR ";
+    std::ostringstream complaints;
+    std::streambuf* const standardError = std::cerr.rdbuf(complaints.rdbuf());
+    try {
+        log4cplus::PropertyConfigurator::doConfigure(fileName);
+    } catch (const std::exception& fault) {
+        complaints << fault.what();
+    }
+    std::cerr.rdbuf(standardError);
+    return QString::fromLocal8Bit(complaints.str().c_str()).remove(QLatin1String(prefix));
+}
+
 } // namespace
 
 QString HostLog::levelNames() {
@@ -39,8 +59,11 @@ void HostLog::setUp() {
     constexpr bool flushEachLine = true;
     const log4cplus::SharedAppenderPtr appender(
         new log4cplus::ConsoleAppender(toStandardError, flushEachLine));
-    appender->setLayout(
-        std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p %c: %m%n"));
+    if (JournalLayout::isJournal(STDERR_FILENO))
+        appender->setLayout(std::make_unique<JournalLayout>());
+    else
+        appender->setLayout(
+            std::make_unique<log4cplus::PatternLayout>("%D{%H:%M:%S.%q} %-5p %c: %m%n"));
     log4cplus::Logger root = log4cplus::Logger::getRoot();
     root.removeAllAppenders();
     root.addAppender(appender);
@@ -55,8 +78,10 @@ bool HostLog::setUpFromFile(const QString& fileName, QString* error) {
         return false;
     }
     log4cplus::Logger::getRoot().removeAllAppenders();
-    log4cplus::PropertyConfigurator::doConfigure(fileName.toStdString());
-    return true;
+    const QString complaints = configure(fileName.toStdString());
+    // One may lead to the next.
+    *error = complaints.section(QLatin1Char('\n'), 0, 0);
+    return complaints.isEmpty();
 }
 
 bool HostLog::setLevel(const QString& name) {

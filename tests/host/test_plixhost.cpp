@@ -5,6 +5,8 @@
 #include <QtTest>
 
 #include <csignal>
+#include <sys/resource.h>
+#include <sys/stat.h>
 
 namespace {
 
@@ -27,8 +29,10 @@ QByteArray withoutPauses(const QByteArray& log) {
 // A plixhost of its own, with a state directory, that goes with this object.
 class Device {
 public:
-    explicit Device(const QStringList& arguments, const QStringList& environment = {}) {
+    explicit Device(const QStringList& arguments, const QStringList& environment = {},
+                    const QString& errorFile = {}) {
         m_process.setEnvironment(QProcess::systemEnvironment() + environment);
+        m_process.setStandardErrorFile(errorFile);
         m_process.start(PLIX_HOST_PROGRAM, QStringList{"--state", m_state.path()} + arguments);
         // The first that it prints is that it is ready.
         m_isReady = m_process.waitForReadyRead(limitMs);
@@ -44,6 +48,12 @@ public:
             return {};
         return QByteArray::number(m_process.exitCode()) + '|' + m_process.readAllStandardOutput() +
                '|' + withoutPauses(m_process.readAllStandardError());
+    }
+
+    QByteArray softDescriptorLimit() const {
+        const QString file = QStringLiteral("/proc/%1/limits").arg(m_process.processId());
+        const QString limits = readFile(file);
+        return QRegularExpression("Max open files +([0-9]+)").match(limits).captured(1).toUtf8();
     }
 
 private:
@@ -78,6 +88,12 @@ private Q_SLOTS:
             {{"--set", "ui:/a=de"}, "--set ui:/a=de: "},
             {{"--log-level", "loud"}, "'loud'"},
             {{"--log-config", nowhere}, "/nowhere/x: No such file"},
+            {logConfig("rootLogger=LOUD"), "log: Unrecognized log level: LOUD\n"},
+            {logConfig("rootLogger=WARN, x"),
+             "log: PropertyConfigurator::configureLogger()- Invalid"},
+            {logConfig("appender.x=log4cplus::Nothing"), "log4cplus::Nothing\n"},
+            {logConfig("appender.x=log4cplus::FileAppender\nlog4cplus.appender.x.File=/nowhere/x"),
+             "log: Unable to open file: /nowhere/x\n"},
             {{"--state", "/proc"}, "/proc: "},
             {deviceWith("plix_nowhere"), "libplix_nowhere.so: not found in "},
             {deviceWith("plix_api"), "libplix_api.so: has no worker_create"}};
@@ -116,7 +132,41 @@ private Q_SLOTS:
         QVERIFY2(end.contains(port.toUtf8()), end.constData());
     }
 
+    void raisesDescriptorLimit() {
+        rlimit limit{};
+        getrlimit(RLIMIT_NOFILE, &limit);
+        const rlimit low{64, limit.rlim_max};
+        setrlimit(RLIMIT_NOFILE, &low);
+        Device device(deviceWith("plix_settings") + QStringList{"--log-level", "info"});
+        setrlimit(RLIMIT_NOFILE, &limit);
+        QVERIFY(device.isReady());
+        QCOMPARE(device.softDescriptorLimit(), QByteArray::number(quint64(limit.rlim_max)));
+        QVERIFY(device.end(SIGTERM).contains("the limit was 64\n"));
+    }
+
+    void givesPrioritiesToJournalAlone() {
+        const QString log = m_files.filePath("journal");
+        writeFile(log, {});
+        struct stat file {};
+        QCOMPARE(stat(qPrintable(log), &file), 0);
+        const QString stream = QStringLiteral("JOURNAL_STREAM=%1:%2").arg(file.st_dev);
+        const QPair<ino_t, const char*> rows[] = {{file.st_ino, "<6>INFO  Host: May open"},
+                                                  {file.st_ino + 1, " INFO  Host: May open"}};
+        for (const auto& [inode, line] : rows) {
+            Device device(deviceWith("plix_settings") + QStringList{"--log-level", "info"},
+                          {stream.arg(inode)}, log);
+            QVERIFY(device.isReady() && !device.end(SIGTERM).isNull());
+            QVERIFY2(readFile(log).contains(line), readFile(log).constData());
+        }
+    }
+
 private:
+    QStringList logConfig(const QByteArray& line) const {
+        const QString file = m_files.filePath(QString::number(qHash(line)) + "log");
+        writeFile(file, "log4cplus." + line + '\n');
+        return {"--log-config", file};
+    }
+
     // The arguments for a device of this worker alone. One without a web server needs no port.
     QStringList deviceWith(const QByteArray& library) const {
         const QString file = m_files.filePath(library);
