@@ -2,12 +2,16 @@
 //
 // bareserver PORT FOLDER [CERTIFICATE KEY]
 //
-// GET /NAME answers the file NAME of the folder, whatever the query; POST /discard drops the body
-// as it comes; GET /wait is answered when somebody asks for /wake.
+// GET /NAME answers the file NAME of the folder, whatever the query, with its length; /chunked/NAME
+// answers it in a chunk, on a later turn of the loop, as a server does that asks somebody else
+// first. POST /discard drops the body as it comes; GET /wait is answered in a chunk when somebody
+// asks for /wake. All else answers how many wait.
 
 #include <libsoup/soup.h>
+
 #include <stdio.h>
 #include <stdlib.h>
+#include <string.h>
 
 static GHashTable* files;
 static GList* waiting;
@@ -17,22 +21,68 @@ static void answer(SoupMessage* message, const char* type, const char* data, gsi
     soup_message_set_response(message, type, SOUP_MEMORY_STATIC, data, size);
 }
 
+// The message is paused.
+static void answer_chunk(SoupServer* server, SoupMessage* message, const char* data, gsize size) {
+    soup_message_set_status(message, SOUP_STATUS_OK);
+    soup_message_headers_set_encoding(message->response_headers, SOUP_ENCODING_CHUNKED);
+    soup_message_headers_set_content_type(message->response_headers, "application/json", NULL);
+    soup_message_body_append(message->response_body, SOUP_MEMORY_STATIC, data, size);
+    soup_message_body_complete(message->response_body);
+    soup_server_unpause_message(server, message);
+}
+
+typedef struct {
+    SoupServer* server;
+    SoupMessage* message; // null when its client has left
+    GBytes* file;
+} Later;
+
+static void on_later_finished(SoupMessage* message, Later* later) {
+    (void)message;
+    later->message = NULL;
+}
+
+static gboolean answer_later(gpointer data) {
+    Later* later = data;
+    SoupMessage* message = later->message;
+    if (message) {
+        g_signal_handlers_disconnect_by_data(message, later);
+        gsize size;
+        const char* bytes = g_bytes_get_data(later->file, &size);
+        answer_chunk(later->server, message, bytes, size);
+    }
+    g_free(later);
+    return G_SOURCE_REMOVE;
+}
+
+static void answer_in_chunks(SoupServer* server, SoupMessage* message, GBytes* file) {
+    Later* later = g_new(Later, 1);
+    *later = (Later){server, message, file};
+    g_signal_connect(message, "finished", G_CALLBACK(on_later_finished), later);
+    soup_server_pause_message(server, message);
+    g_idle_add_full(G_PRIORITY_DEFAULT, answer_later, later, NULL);
+}
+
 static void on_waiting_finished(SoupMessage* message) {
     waiting = g_list_remove(waiting, message);
 }
 
 static void wake(SoupServer* server) {
-    for (GList* entry = waiting; entry; entry = entry->next) {
-        answer(entry->data, "application/json", "[]\n", 3);
-        soup_server_unpause_message(server, entry->data);
-    }
+    for (GList* entry = waiting; entry; entry = entry->next)
+        answer_chunk(server, entry->data, "[]\n", 3);
+    g_list_free(waiting);
+    waiting = NULL;
 }
 
 static void on_request(SoupServer* server, SoupMessage* message, const char* path,
                        GHashTable* query, SoupClientContext* client, gpointer data) {
     (void)query, (void)client, (void)data;
-    GBytes* file = g_hash_table_lookup(files, path + 1);
-    if (file) {
+    const char* chunked = "/chunked/";
+    const gboolean in_chunks = g_str_has_prefix(path, chunked);
+    GBytes* file = g_hash_table_lookup(files, path + (in_chunks ? strlen(chunked) : 1));
+    if (file && in_chunks) {
+        answer_in_chunks(server, message, file);
+    } else if (file) {
         gsize size;
         const char* bytes = g_bytes_get_data(file, &size);
         answer(message, "application/octet-stream", bytes, size);
@@ -43,7 +93,9 @@ static void on_request(SoupServer* server, SoupMessage* message, const char* pat
     } else {
         if (g_str_equal(path, "/wake"))
             wake(server);
-        answer(message, "text/plain", "ok\n", 3);
+        char* count = g_strdup_printf("%u\n", g_list_length(waiting));
+        soup_message_set_status(message, SOUP_STATUS_OK);
+        soup_message_set_response(message, "text/plain", SOUP_MEMORY_TAKE, count, strlen(count));
     }
 }
 

@@ -19,19 +19,6 @@ from works import CONNECTIONS, answers_of_the_device, make_site, make_works
 WARM_UP, REQUESTS = 5, 40
 
 
-class Unmeasured:
-    """In the place of a server that is not asked."""
-    name = "none"
-
-    def url(self, path):
-        return path
-
-    secure_url = url
-
-    def offers(self, path):
-        return False
-
-
 def connect(parts):
     client = socket.create_connection((parts.hostname, parts.port))
     if parts.scheme == "https":
@@ -86,21 +73,19 @@ class Profiled:
         clients.ask(REQUESTS)
         self.tell("dump")
         clients.close()
+        pids = [process.pid for process in self.server.processes]
         self.server.stop()
         result = 0
-        for process in self.server.processes:
-            with open(f"{self.profile}.{process.pid}.1") as profile:
+        for pid in pids:
+            with open(f"{self.profile}.{pid}.1") as profile:
                 result += int(re.search(r"^(?:summary|totals): (\d+)", profile.read(), re.M)[1])
         return result / REQUESTS / CONNECTIONS
 
 
-def count(server_name, title, folder, profiles, start):
-    profile = f"{profiles}/{re.sub('[^A-Za-z0-9]+', '-', title)}.{server_name}"
+def count(name, work, folder, profiles, start):
+    profile = f"{profiles}/{re.sub('[^A-Za-z0-9]+', '-', work.title)}.{name}"
     profiled = Profiled(folder, profile, start)
-    servers = [profiled.server if name == server_name else Unmeasured()
-               for name in ("device", "bare", "nginx", "lighttpd")]
-    work = next(work for work in make_works(folder, servers, 0) if work.title == title)
-    return profiled.count(work.urls[server_name])
+    return profiled.count(work.url(profiled.server))
 
 
 def main():
@@ -116,7 +101,11 @@ def main():
         make_site(folder)
         certificate = make_certificate(folder)
         device = Device(build, folder, wrapper=own_tmp())
-        answers_of_the_device(folder, device)
+        answers = answers_of_the_device(folder, device)
+        works = [work for work in make_works(folder, device, answers, 0)
+                 if arguments.only in work.title and work.compared == ("bare",)
+                 and not work.base and "bare" in work.paths
+                 and not re.match("upload|getData, one", work.title)]
         device.stop()
         starts = {
             "device": lambda wrapper: Device(build, folder, wrapper=(*own_tmp(), *wrapper)),
@@ -125,11 +114,8 @@ def main():
             del starts["bare"]
         print(f"| instructions per request | {' | '.join(starts)} | ratio |")
         print("|---|" + "---|" * len(starts) + "---|")
-        for work in make_works(folder, [Unmeasured()] * 4, 0):
-            if arguments.only not in work.title or work.title.startswith("upload") or "bare" not in work.compared:
-                continue
-            figures = [count(name, work.title, folder, profiles, start)
-                       for name, start in starts.items()]
+        for work in works:
+            figures = [count(name, work, folder, profiles, start) for name, start in starts.items()]
             print(f"| {work.title} | {' | '.join(f'{figure:.0f}' for figure in figures)} | "
                   f"{figures[0] / figures[-1]:.2f} |", flush=True)
     print(f"\nProfiles: {profiles}")

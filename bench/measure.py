@@ -1,9 +1,11 @@
 """Measures the device beside a bare libsoup server, nginx and lighttpd. See ./run.
 
-Servers run on the first of this process's processors, clients on the last. The servers take turns
-in every round, so that whatever else the machine does meets all alike; a figure is the median of
-its rounds. A busy machine disturbs the processor time that a server spends on a request less than
-the requests per second.
+What is compared is the server's own processor time per request, which a busy machine disturbs less
+than the requests per second. Servers run on the first of this process's processors, clients on the
+last. The servers take turns in every round, so that whatever else the machine does meets all alike;
+a figure is the median of its rounds.
+
+Several builds of the device can be compared: --builds before=DIR after=DIR. Goals are the first's.
 """
 
 import argparse
@@ -17,13 +19,16 @@ import tempfile
 import time
 from statistics import median
 
-from polls import Polls
+from polls import Idle, Polls
 from servers import CLIENT_CORE, Bare, Device, Lighttpd, Nginx, start_updater
-from works import TRACK, answers_of_the_device, make_site, make_works
+from works import TRACK, VALUE, answers_of_the_device, make_site, make_works, system_calls
 
-LATENCY_LIMIT = 0.150
-START_LIMIT = 0.150
-MEMORY_LIMIT = 1.4
+# Of one change to all waiting polls, and from the start to the first answer.
+LATENCY_LIMIT_MS = 150
+START_LIMIT_MS = 150
+POLL_MEMORY_LIMIT = 1.3  # × bare
+IDLE_MEMORY_LIMIT_KIB = 4
+CLIENTS = 1000
 
 
 def progress(text):
@@ -45,13 +50,21 @@ def own_tmp():
     return ("unshare", "-rm", "sh", "-c", 'mount -t tmpfs tmpfs /tmp && exec "$@"', "sh")
 
 
-def start_servers(build, folder):
-    device = Device(build, folder, wrapper=own_tmp())
-    answers_of_the_device(folder, device)
+def start_servers(arguments, folder):
+    """The devices, the others, and how the devices answer."""
+    devices = [Device(build, folder, own_tmp(), name) for name, build in arguments.builds.items()]
+    answers = answers_of_the_device(folder, devices[0])
     certificate, key = make_certificate(folder)
-    return [device, Bare(build, f"{folder}/bare", certificate, key),
-            Nginx(f"{folder}/nginx", f"{folder}/files", certificate, key),
-            Lighttpd(f"{folder}/lighttpd", f"{folder}/files")]
+    others = [Bare(arguments.build, f"{folder}/bare", certificate, key),
+              Nginx(f"{folder}/nginx", f"{folder}/files", certificate, key),
+              Lighttpd(f"{folder}/lighttpd", f"{folder}/files")]
+    return devices, others, answers
+
+
+def chosen(works, part):
+    """Those with this in their titles, and what they are compared with."""
+    titled = [work for work in works if part in work.title]
+    return [work for work in works if work in titled or any(other.base is work for other in titled)]
 
 
 def run_works(works, servers, rounds):
@@ -59,7 +72,7 @@ def run_works(works, servers, rounds):
         for work in works:
             progress(f"round {number + 1}/{rounds}: {work.title}")
             for server in servers:
-                if server.name in work.urls:
+                if server.kind in work.paths:
                     work.measure(server)
 
 
@@ -73,78 +86,104 @@ def number(value):
     return f"{value:.3g}T"
 
 
-def verdict(value, limit, at_least):
+def verdict(value, limit, at_least=False):
     if limit is None or value is None:
         return ""
     return "yes" if (value >= limit if at_least else value <= limit) else "**no**"
 
 
-def table(head, rows):
-    print(f"\n| {' | '.join(head)} |\n|{'---|' * len(head)}")
-    for row in rows:
-        print(f"| {' | '.join(row)} |")
+class Table:
+    """A figure for each server, and how that of the first device stands to its goal."""
+
+    def __init__(self, devices, others):
+        self.devices = [device.name for device in devices]
+        self.names = self.devices + [other.name for other in others]
+        # Each further build to the first.
+        self.ratios = [f"{name} / {self.devices[0]}" for name in self.devices[1:]]
+        head = ["", *self.names, "ratio", "goal", "met", *self.ratios]
+        print(f"\n| {' | '.join(head)} |\n|{'---|' * len(head)}")
+
+    def row(self, title, unit, values, ratio=None, goal="", met=""):
+        """`values`: name of a server -> figure."""
+        cells = [number(values.get(name)) for name in self.names]
+        first = values[self.devices[0]]
+        ratios = [f"{values[name] / first:.3f}" for name in self.devices[1:]]
+        cells += [f"{ratio:.2f}" if ratio else "", goal, met, *ratios]
+        print(f"| {f'{title}, {unit}' if unit else title} | {' | '.join(cells)} |", flush=True)
 
 
-def print_works(works):
-    rows = []
+def print_works(table, works):
     for work in works:
-        ratios = [ratio for other in work.compared if (ratio := work.ratio(other))]
-        ratio = min(ratios, default=None)
-        cpu = work.ratio(work.compared[0], "cpu")
-        rows.append([
-            work.title, *(number(work.figure(name)) for name in ("device", "bare", "nginx",
-                                                                   "lighttpd")),
-            f"{ratio:.2f}" if ratio else "", f"{work.goal:.2f}" if work.goal else "",
-            verdict(ratio, work.goal, True), f"{cpu:.2f}" if cpu else "",
-            f"{work.figure('device', 'cpu') * 1e6:.0f}"])
-    table(["per second", "device", "bare", "nginx", "lighttpd", "ratio", "goal", "met", "CPU ratio",
-           "CPU µs"], rows)
+        values = {name: work.value(name) for name in work.samples}
+        at_least = work.figure == "rate"
+        unit = "per s" if at_least else "µs"
+        if not at_least:
+            values = {name: value * 1e6 for name, value in values.items()}
+        if work.base:
+            values, unit = {name: work.ratio(name) for name in work.samples}, "ratio"
+        ratio = work.ratio(table.devices[0])
+        table.row(work.title, unit, values, ratio,
+                  f"{'≥' if at_least else '≤'} {work.goal}" if work.goal else "",
+                  verdict(ratio, work.goal, at_least))
 
 
-def polls_rows(servers, counts, renewals):
+def print_latencies(table, works):
+    """For reading: the machine's pauses are in them."""
+    for work, figure in ((works[0], "p50"), (works[0], "p99"), (works[1], "p50")):
+        values = {name: work.value(name, figure) * 1e6 for name in work.samples}
+        table.row(f"{work.title}: {figure}", "µs", values, values[table.devices[0]] / values["bare"])
+
+
+def memory_of_idle(server):
+    server.restart()
+    path = VALUE if server.kind == "device" else "/value"
+    Idle(server, path, 10).close()
+    begin = server.memory()
+    idle = Idle(server, path, CLIENTS)
+    result = (server.memory() - begin) / CLIENTS / 1024
+    idle.close()
+    return result
+
+
+def measure_polls(server, renewals):
+    """The slowest of five changes in milliseconds; KiB per poll before and after renewals."""
+    server.restart()
+    Idle(server, VALUE if server.kind == "device" else "/value", 10).close()
+    begin, polls = server.memory(), Polls(server)
+    polls.grow(CLIENTS)
+    memory = (server.memory() - begin) / CLIENTS / 1024
+    delays = []
+    for turn in range(5 + renewals):
+        delays.append(polls.wake(turn + 1))
+        polls.renew()
+    grown = (server.memory() - begin) / CLIENTS / 1024
+    polls.wake(10000)
+    polls.close()
+    return max(delays[:5]) * 1e3, memory, grown
+
+
+def print_polls(table, servers, renewals):
     results = {}
-    for server in servers[:2]:
+    for server in servers:
         progress(f"polls: {server.name}")
-        # Without what the works before have left behind.
-        begin, polls = server.memory(), Polls(server)
-        figures = results[server.name] = {"memory": [], "delays": []}
-        for count in counts:
-            polls.grow(count)
-            figures["memory"].append((server.memory() - begin) / count)
-            if count == counts[0]:
-                # The first one also pays for memory that is asked of the system.
-                for turn in range(5):
-                    figures["delays"].append(polls.wake(turn + 1))
-                    polls.renew()
-                for turn in range(renewals):
-                    polls.wake(turn + 100)
-                    polls.renew()
-                figures["grown"] = (server.memory() - begin) / count
-        polls.wake(10000)
-        polls.close()
-    device, bare = results["device"], results["bare"]
-    rows = []
-    delay = max(device["delays"])
-    rows.append([f"one change to {counts[0]} polls, slowest of 5", f"{delay * 1e3:.0f} ms",
-                 f"{max(bare['delays']) * 1e3:.0f} ms", "150 ms",
-                 verdict(delay, LATENCY_LIMIT, False)])
-    for index, count in enumerate(counts):
-        ours, theirs = device["memory"][index], bare["memory"][index]
-        rows.append([f"memory per poll, {count} waiting", f"{ours / 1024:.1f} KiB",
-                     f"{theirs / 1024:.1f} KiB", f"{MEMORY_LIMIT} × bare",
-                     verdict(ours, MEMORY_LIMIT * theirs, False) + f" ({ours / theirs:.2f})"])
-    rows.append([f"memory per poll, {counts[0]} waiting, after {5 + renewals} renewals",
-                 f"{device['grown'] / 1024:.1f} KiB", f"{bare['grown'] / 1024:.1f} KiB", "", ""])
-    return rows
+        results[server.name] = measure_polls(server, renewals)
+    first = table.devices[0]
+    delays, memory, grown = ({name: result[index] for name, result in results.items()}
+                             for index in range(3))
+    ratio = memory[first] / memory["bare"]
+    table.row(f"memory per waiting poll, {CLIENTS}", "KiB", memory, ratio, f"≤ {POLL_MEMORY_LIMIT}",
+              verdict(ratio, POLL_MEMORY_LIMIT))
+    table.row(f"the same after {5 + renewals} renewals", "KiB", grown, grown[first] / grown["bare"])
+    table.row(f"one change to {CLIENTS} polls, slowest of 5", "ms", delays, delays[first] / delays["bare"],
+              f"≤ {LATENCY_LIMIT_MS} ms", verdict(delays[first], LATENCY_LIMIT_MS))
 
 
-def start_times(build, folder, device, count):
+def start_time(device):
     times = []
-    for _ in range(count):
-        device.stop()
-        device.__init__(build, folder, wrapper=own_tmp())
-        times.append(device.start_time)
-    return times
+    for _ in range(5):
+        device.restart()
+        times.append(device.start_time * 1e3)
+    return median(times)
 
 
 def through_cat(folder):
@@ -159,19 +198,24 @@ def through_cat(folder):
     return TRACK / (time.monotonic() - begin)
 
 
-def other_rows(arguments, folder, servers, works):
-    rows = polls_rows(servers, arguments.polls, arguments.renewals)
-    ours, theirs = (works[0].figure(name, "p99") for name in ("device", "bare"))
-    if ours and theirs:
-        rows.append(["99th percentile, getData, 16 connections", f"{ours * 1e3:.2f} ms",
-                     f"{theirs * 1e3:.2f} ms", "1.0 × bare", verdict(ours, theirs, False)])
-    if servers[0].offers("media:/track.wav"):
+def print_others(table, arguments, folder, devices, bare, works):
+    first, measured = devices[0].name, [*devices, bare]
+    print_latencies(table, works)
+    progress("system calls")
+    calls = {server.name: system_calls(server, works[1].url(server), arguments.seconds)
+             for server in measured}
+    table.row("getData, one client: system calls per request", "", calls, calls[first] / calls["bare"])
+    progress("idle connections")
+    idle = {server.name: memory_of_idle(server) for server in measured}
+    table.row(f"memory per idle connection, {CLIENTS}", "KiB", idle, idle[first] / idle["bare"],
+              f"≤ {IDLE_MEMORY_LIMIT_KIB} KiB", verdict(idle[first], IDLE_MEMORY_LIMIT_KIB))
+    print_polls(table, measured, arguments.renewals)
+    if devices[0].offers("media:/track.wav"):
         cat = median(through_cat(folder) for _ in range(5))
-        rows.append(["the same track through cat", number(cat) + "B/s", "", "", ""])
-    started = median(start_times(arguments.build, folder, servers[0], 5))
-    rows.append(["start to first answer", f"{started * 1e3:.0f} ms", "", "150 ms",
-                 verdict(started, START_LIMIT, False)])
-    return rows
+        table.row("the relay's track through cat alone", "B/s", dict.fromkeys(table.devices, cat))
+    started = {device.name: start_time(device) for device in devices}
+    table.row("start to first answer", "ms", started, None, f"≤ {START_LIMIT_MS} ms",
+              verdict(started[first], START_LIMIT_MS))
 
 
 def describe_machine():
@@ -187,16 +231,19 @@ def parse_arguments():
                                      formatter_class=argparse.RawDescriptionHelpFormatter)
     parser.add_argument("--build", required=True, type=os.path.abspath, help=argparse.SUPPRESS)
     parser.add_argument("--quick", action="store_true", help="one short round, fewer polls")
+    parser.add_argument("--builds", nargs="+", default=[], metavar="NAME=DIR",
+                        help="build folders of the device to compare, instead of the usual one")
     parser.add_argument("--only", default="", help="works whose title contains this, nothing else")
     parser.add_argument("--rounds", type=int, default=5)
     parser.add_argument("--seconds", type=int, default=2, help="of each work in a round")
     parser.add_argument("--renewals", type=int, default=720,
                         help="of the first polls; at the usual time-out an hour brings so many")
     arguments = parser.parse_args()
-    arguments.polls = [1000, 10000]
     if arguments.quick:
         arguments.rounds, arguments.seconds, arguments.renewals = 1, 1, 5
-        arguments.polls = [1000]
+    arguments.builds = {name: os.path.abspath(build) for name, build in
+                        (entry.split("=", 1) for entry in arguments.builds)} or {
+                            "device": arguments.build}
     return arguments
 
 
@@ -208,18 +255,17 @@ def main():
     # Not below /tmp, which own_tmp() hides.
     with tempfile.TemporaryDirectory(dir=arguments.build) as folder:
         make_site(folder)
-        servers = start_servers(arguments.build, folder)
+        devices, others, answers = start_servers(arguments, folder)
         updater = start_updater(folder)
         try:
-            works = [work for work in make_works(folder, servers, arguments.seconds)
-                     if arguments.only in work.title]
-            run_works(works, servers, arguments.rounds)
-            print_works(works)
+            works = chosen(make_works(folder, devices[0], answers, arguments.seconds), arguments.only)
+            run_works(works, devices + others, arguments.rounds)
+            table = Table(devices, others)
+            print_works(table, works)
             if not arguments.only:
-                table(["", "device", "bare", "goal", "met"],
-                      other_rows(arguments, folder, servers, works))
+                print_others(table, arguments, folder, devices, others[0], works)
         finally:
-            for server in servers:
+            for server in devices + others:
                 server.stop()
             os.killpg(updater.pid, signal.SIGKILL)
             updater.wait()

@@ -1,5 +1,6 @@
-"""Many clients that wait for one change, each with a connection of its own."""
+"""Many clients with a connection each: idle ones, and such that wait for one change."""
 
+import http.client
 import selectors
 import socket
 import sys
@@ -12,26 +13,47 @@ CLIENTS_AT_ONCE = 8
 POLL_TIMEOUT_S = 300
 
 
+def ask(client, path):
+    client.sendall(b"GET " + path + HEAD)
+    reply = http.client.HTTPResponse(client)
+    reply.begin()
+    return reply.read()
+
+
+def is_whole(reply):
+    """An answer to a poll."""
+    return reply.endswith(b"]\n" if b"Content-Length:" in reply else b"\r\n0\r\n\r\n")
+
+
+class Idle:
+    """Each has had an answer."""
+
+    def __init__(self, server, path, count):
+        self.server, self.path, self.clients = server, path.encode(), []
+        for _ in range(count):
+            client = socket.create_connection(("127.0.0.1", server.port), timeout=30)
+            self.clients.append(client)
+            ask(client, self.path)
+
+    def close(self):
+        """Returns when the server has noticed."""
+        for client in self.clients:
+            client.close()
+        for _ in range(3):
+            with socket.create_connection(("127.0.0.1", self.server.port), timeout=30) as client:
+                ask(client, self.path)
+
+
 class Polls:
     def __init__(self, server):
         self.server = server
-        # The bare server gives its answer's length, the device sends it in chunks.
-        self.answer_end = b"]\n" if server.name == "bare" else b"\r\n0\r\n\r\n"
         self.clients = {}  # connection -> request of its poll
         self.selector = selectors.DefaultSelector()
 
-    def exchange(self, client, request):
-        client.sendall(request)
-        reply = b""
-        while not reply.endswith((b"0\r\n\r\n", b"ok\n")):
-            reply += client.recv(4096)
-        return reply
-
     def request_for(self, client):
-        if self.server.name == "bare":
+        if self.server.kind == "bare":
             return b"GET /wait" + HEAD
-        reply = self.exchange(client, b"GET /api/event/modifyQueue"
-                              b"?subscribe=[%7B%22path%22:%22bench:signal%22%7D]" + HEAD)
+        reply = ask(client, b"/api/event/modifyQueue?subscribe=[%7B%22path%22:%22bench:signal%22%7D]")
         queue = reply[reply.index(b"{") + 1:reply.index(b"}")]
         return (b"GET /api/event/pollQueue?queueId=%%7B%s%%7D&timeout=%d" % (queue, POLL_TIMEOUT_S)
                 + HEAD)
@@ -50,15 +72,17 @@ class Polls:
     def settle(self):
         """What was sent before has been read when a later request is answered."""
         with socket.create_connection(("127.0.0.1", self.server.port)) as client:
+            if self.server.kind == "bare":
+                while int(ask(client, b"/")) < len(self.clients):
+                    pass
+                return
             for _ in range(3):
-                path = b"/api/" if self.server.name == "device" else b"/"
-                client.sendall(b"GET " + path + HEAD)
-                client.recv(4096)
+                ask(client, b"/api/")
 
     def wake(self, value):
         """Changes what all wait for. The seconds until the last has its whole answer."""
         begin = time.monotonic()
-        path = b"/wake" if self.server.name == "bare" else (
+        path = b"/wake" if self.server.kind == "bare" else (
             b"/api/setData?path=bench:signal&role=value&value=%d" % value)
         control = socket.create_connection(("127.0.0.1", self.server.port))
         control.sendall(b"GET " + path + HEAD)
@@ -67,7 +91,7 @@ class Polls:
             for key, _ in self.selector.select(1):
                 client = key.fileobj
                 missing[client] += client.recv(4096)
-                if missing[client].endswith(self.answer_end):
+                if is_whole(missing[client]):
                     del missing[client]
         control.close()
         if missing:

@@ -14,6 +14,11 @@ SERVER_CORE = min(os.sched_getaffinity(0))
 CLIENT_CORE = max(os.sched_getaffinity(0))
 
 
+# What measuring takes beside the default settings, as arguments of --set. All clients have one
+# address.
+DEVICE_SETTINGS = ()
+
+
 def on_core(core):
     return lambda: os.sched_setaffinity(0, {core})
 
@@ -25,9 +30,10 @@ def free_port():
 
 
 def fetch(url):
+    """Header and body."""
     context = ssl._create_unverified_context()
     with urllib.request.urlopen(url, timeout=60, context=context) as reply:
-        return reply.read()
+        return reply.headers, reply.read()
 
 
 def write(path, text):
@@ -37,12 +43,11 @@ def write(path, text):
 
 
 class Server:
-    """A process on the servers' core, listening on `port` and, where it can, `secure_port`."""
+    """Processes on the servers' core, listening on `port` and, where they can, `secure_port`."""
 
-    def __init__(self, name, port=None, secure_port=None):
-        self.name = name
-        self.port = port or free_port()
-        self.secure_port = secure_port or free_port()
+    def __init__(self, kind, name=None):
+        self.kind, self.name = kind, name or kind
+        self.port, self.secure_port = free_port(), free_port()
         self.processes = []
 
     def spawn(self, command, **options):
@@ -62,11 +67,10 @@ class Server:
                         raise
                     time.sleep(0.002)
 
-    def url(self, path):
+    def url(self, path, secure=False):
+        if secure:
+            return f"https://127.0.0.1:{self.secure_port}{path}"
         return f"http://127.0.0.1:{self.port}{path}"
-
-    def secure_url(self, path):
-        return f"https://127.0.0.1:{self.secure_port}{path}"
 
     def pids(self):
         """Those that do the work: a master process may have others do it."""
@@ -95,17 +99,28 @@ class Server:
             process.send_signal(signal.SIGTERM)
         for process in self.processes:
             process.wait()
+        self.processes = []
+
+    def restart(self):
+        """Without what earlier work has left behind in memory."""
+        self.stop()
+        self.start()
 
 
 class Device(Server):
-    def __init__(self, build, folder, wrapper=()):
-        super().__init__("device")
-        self.work = folder
-        command = [*wrapper, f"{build}/bin/plixhost", "--state", f"{folder}/state",
-                   "--device", f"{folder}/device.json", "--set", f"settings:/webserver/port={self.port}",
-                   "--set", f"settings:/webserver/httpsPort={self.secure_port}"]
+    def __init__(self, build, folder, wrapper=(), name="device"):
+        super().__init__("device", name)
+        settings = (f"settings:/webserver/port={self.port}",
+                    f"settings:/webserver/httpsPort={self.secure_port}", *DEVICE_SETTINGS)
+        self.command = [*wrapper, f"{build}/bin/plixhost", "--state", f"{folder}/state-{name}",
+                        "--device", f"{folder}/device.json"]
+        for setting in settings:
+            self.command += "--set", setting
+        self.start()
+
+    def start(self):
         started = time.monotonic()
-        process = self.spawn(command, stdout=subprocess.PIPE, text=True)
+        process = self.spawn(self.command, stdout=subprocess.PIPE, text=True)
         self.wait_for(self.port)
         fetch(self.url("/api/getData?path=player:player/volume&roles=value"))
         self.start_time = time.monotonic() - started
@@ -133,8 +148,13 @@ class Bare(Server):
     def __init__(self, build, folder, certificate, key, wrapper=()):
         super().__init__("bare")
         program = [*wrapper, f"{build}/bin/bench_bareserver"]
-        self.spawn([*program, str(self.port), folder])
-        self.spawn([*program, str(self.secure_port), folder, certificate, key])
+        self.commands = ([*program, str(self.port), folder],
+                         [*program, str(self.secure_port), folder, certificate, key])
+        self.start()
+
+    def start(self):
+        for command in self.commands:
+            self.spawn(command)
         self.wait_for(self.port, self.secure_port)
 
 

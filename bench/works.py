@@ -3,17 +3,21 @@
 import json
 import os
 import re
+import signal
+import socket
 import subprocess
 import sys
+import tempfile
 import time
-import socket
 import urllib.parse
 from dataclasses import dataclass, field
 from statistics import median
 
+from polls import Idle
 from servers import CLIENT_CORE, fetch, on_core, write
 
 CONNECTIONS = 16
+IDLE = 900
 FILE = 1024
 LARGE_FILE = 64 << 20
 TRACK = 4 << 20
@@ -26,45 +30,88 @@ INSTRUCTIONS = 20
 class Sample:
     rate: float  # requests or bytes per second
     cpu: float  # seconds of the server's processor time per request
-    p99: float = 0  # seconds
+    p50: float = 0  # seconds
+    p99: float = 0
 
 
 @dataclass
 class Work:
     title: str
-    goal: float  # the least ratio to the server that it is compared with
+    goal: float  # of the ratio of `figure` to that of the server that it is compared with
     run: object  # (server, URL) -> Sample
-    urls: dict  # server name -> URL
+    paths: dict  # kind of server -> path
+    secure: bool = False
+    figure: str = "cpu"
     compared: tuple = ("bare",)
+    # A work of the same server that it is compared with instead.
+    base: object = None
     samples: dict = field(default_factory=dict)
 
+    def url(self, server):
+        return server.url(self.paths[server.kind], self.secure)
+
     def measure(self, server):
-        sample = self.run(server, self.urls[server.name])
-        self.samples.setdefault(server.name, []).append(sample)
+        self.samples.setdefault(server.name, []).append(self.run(server, self.url(server)))
 
-    def figure(self, name, kind="rate"):
+    def value(self, name, figure=None):
         samples = self.samples.get(name)
-        return median(getattr(sample, kind) for sample in samples) if samples else None
+        return median(getattr(sample, figure or self.figure) for sample in samples) if samples else None
 
-    def ratio(self, other, kind="rate"):
-        ours, theirs = self.figure("device", kind), self.figure(other, kind)
-        return ours / theirs if ours and theirs else None
+    def ratio(self, name):
+        """To the best of those that it is compared with."""
+        ours = self.value(name)
+        theirs = [value for other in self.compared
+                  if (value := self.base.value(name) if self.base else self.value(other))]
+        if not ours or not theirs:
+            return None
+        return ours / (max(theirs) if self.figure == "rate" else min(theirs))
 
 
-def wrk(seconds, connections):
+def run_wrk(url, seconds, connections):
+    text = subprocess.run(
+        ["wrk", "-t1", f"-c{connections}", f"-d{seconds}s", "--latency", url], check=True,
+        capture_output=True, text=True, preexec_fn=on_core(CLIENT_CORE)).stdout
+    if "Non-2xx" in text or "Socket errors" in text:
+        sys.exit(f"{url}: not every request was answered\n{text}")
+    return text, int(re.search(r"(\d+) requests in", text)[1])
+
+
+def latency(text, percentile):
+    value, unit = re.search(rf"{percentile}%\s+([\d.]+)(us|ms|s)", text).groups()
+    return float(value) * {"us": 1e-6, "ms": 1e-3, "s": 1}[unit]
+
+
+def wrk(seconds, connections, idle=0):
+    """So many clients that ask as fast as they can, beside so many that do nothing."""
     def run(server, url):
+        others = Idle(server, urllib.parse.urlsplit(url)._replace(scheme="", netloc="").geturl(), idle)
         cpu = server.cpu()
-        text = subprocess.run(
-            ["wrk", "-t1", f"-c{connections}", f"-d{seconds}s", "--latency", url], check=True,
-            capture_output=True, text=True, preexec_fn=on_core(CLIENT_CORE)).stdout
+        text, requests = run_wrk(url, seconds, connections)
         cpu = server.cpu() - cpu
-        if "Non-2xx" in text or "Socket errors" in text:
-            sys.exit(f"{url}: not every request was answered\n{text}")
-        requests = int(re.search(r"(\d+) requests in", text)[1])
+        if idle:
+            others.close()
         rate = float(re.search(r"Requests/sec:\s+([\d.]+)", text)[1])
-        value, unit = re.search(r"99%\s+([\d.]+)(us|ms|s)", text).groups()
-        return Sample(rate, cpu / requests, float(value) * {"us": 1e-6, "ms": 1e-3, "s": 1}[unit])
+        return Sample(rate, cpu / requests, latency(text, 50), latency(text, 99))
     return run
+
+
+def is_traced(pid):
+    with open(f"/proc/{pid}/status") as status:
+        return not re.search(r"^TracerPid:\s+0$", status.read(), re.M)
+
+
+def system_calls(server, url, seconds):
+    """Per request of one client."""
+    summary, pids = tempfile.NamedTemporaryFile("r"), server.pids()
+    strace = subprocess.Popen(["strace", "-cfq", "-o", summary.name, *(f"-p{pid}" for pid in pids)],
+                              preexec_fn=on_core(CLIENT_CORE))
+    while not all(map(is_traced, pids)) and strace.poll() is None:
+        time.sleep(0.01)
+    _, requests = run_wrk(url, seconds, 1)
+    strace.send_signal(signal.SIGINT)
+    strace.wait()
+    total = [line for line in summary.read().splitlines() if line.endswith("total")][0]
+    return int(total.split()[3]) / requests
 
 
 def transfer(size, head=b"", body=b""):
@@ -83,7 +130,7 @@ def transfer(size, head=b"", body=b""):
                 received += count
         seconds = time.monotonic() - begin
         # Without pages, as over plain HTTP, the URL answers 404 after an upload that went well.
-        expected = b"HTTP/1.1 404" if body and server.name == "device" else b"HTTP/1.1 200"
+        expected = b"HTTP/1.1 404" if body and server.kind == "device" else b"HTTP/1.1 200"
         if first != expected or not body and received < size:
             sys.exit(f"{url}: {first!r} and {received} bytes")
         return Sample(size / seconds, server.cpu() - cpu)
@@ -128,47 +175,57 @@ def make_site(folder):
     return write(f"{folder}/device.json", json.dumps(device))
 
 
-def make_works(folder, servers, seconds):
-    device, bare, nginx, lighttpd = servers
-    value = "/api/getData?path=player:player/volume&roles=value"
-    rows = ("/api/getRows?path=bench:list&roles=title,value,icon,description"
-            f"&from=0&to={ROWS - 1}")
-    small, large = (f"/file/stream/{folder}/files/{name}.bin" for name in ("small", "large"))
+VALUE = "/api/getData?path=player:player/volume&roles=value"
+ROWS_OF_LIST = f"/api/getRows?path=bench:list&roles=title,value,icon,description&from=0&to={ROWS - 1}"
+
+
+def file_path(folder, name):
+    return f"/file/stream/{folder}/files/{name}.bin"
+
+
+def make_works(folder, device, answers, seconds):
+    """`answers`: those of answers_of_the_device()."""
     load = wrk(seconds, CONNECTIONS)
+    value = {"device": VALUE, "bare": answers["value"]}
+    small = {"device": file_path(folder, "small"), "bare": answers["small"], "nginx": "/small.bin",
+             "lighttpd": "/small.bin"}
+    page = {"device": "/page.fcgi", "bare": answers["page"]}
+    base = Work(f"getData, {CONNECTIONS} connections", 0.6, load, value)
     works = [
-        Work("getData of one value", 0.75, load,
-             {"device": device.url(value), "bare": bare.url("/value")}),
-        Work(f"getRows, {ROWS} rows of 4 roles", 0.75, load,
-             {"device": device.url(rows), "bare": bare.url("/rows")}),
-        Work("1 KiB file", 0.80, load,
-             {"device": device.url(small), "bare": bare.url("/small"),
-              "nginx": nginx.url("/small.bin"), "lighttpd": lighttpd.url("/small.bin")}),
-        Work("1 KiB file over HTTPS", 0.85, load,
-             {"device": device.secure_url(small), "bare": bare.secure_url("/small"),
-              "nginx": nginx.secure_url("/small.bin")}),
-        Work(f"page with {INSTRUCTIONS} instructions, HTTPS", 0.6, load,
-             {"device": device.secure_url("/page.fcgi"), "bare": bare.secure_url("/page")}),
+        base,
+        Work("getData, one client", 0.75, wrk(seconds, 1), value),
+        Work(f"getData beside {IDLE} idle connections, to without", 1.5,
+             wrk(seconds, CONNECTIONS, IDLE), value, base=base),
+        Work(f"getRows, {ROWS} rows of 4 roles", 0.7, load,
+             {"device": ROWS_OF_LIST, "bare": answers["rows"]}),
+        Work("1 KiB file", 1.1, load, small),
+        Work("1 KiB file, TLS", 1.15, load, {kind: path for kind, path in small.items()
+                                             if kind != "lighttpd"}, secure=True),
+        Work(f"page with {INSTRUCTIONS} instructions, TLS", 0.9, load, page, secure=True),
         Work("64 MiB file, one client", 1.0, wrk(seconds, 1),
-             {"device": device.url(large), "nginx": nginx.url("/large.bin"),
-              "lighttpd": lighttpd.url("/large.bin")}, compared=("nginx", "lighttpd")),
-        Work("upload to the updater", 0.8, transfer(IMAGE, *multipart()),
-             {"device": device.url("/?firmwareupdate"), "bare": bare.url("/discard?")}),
+             {"device": file_path(folder, "large"), "nginx": "/large.bin", "lighttpd": "/large.bin"},
+             figure="rate", compared=("nginx", "lighttpd")),
+        # Has to copy into a FIFO what the bare server drops.
+        Work("upload of 32 MiB to the updater", None, transfer(IMAGE, *multipart()),
+             {"device": "/?firmwareupdate", "bare": "/discard?"}),
     ]
     if device.offers("media:/track.wav"):
-        works.append(Work("pipe relay, one client", None, transfer(TRACK),
-                          {"device": device.url("/api/stream/media:/track.wav?via=pipe")}))
+        works.append(Work("pipe relay of 4 MiB, one client", None, transfer(TRACK),
+                          {"device": "/api/stream/media:/track.wav?via=pipe"}))
     return works
 
 
 def answers_of_the_device(folder, device):
-    """The bytes that the bare server is to send."""
-    for name, url in (
-            ("value", device.url("/api/getData?path=player:player/volume&roles=value")),
-            ("rows", device.url("/api/getRows?path=bench:list&roles=title,value,icon,description"
-                                f"&from=0&to={ROWS - 1}")),
-            ("small", device.url(f"/file/stream/{folder}/files/small.bin")),
-            ("page", device.secure_url("/page.fcgi"))):
-        write(f"{folder}/bare/{name}", fetch(url))
+    """Writes the bytes that the bare server is to send; its paths, for sending them as the device
+    does: in chunks or with a length."""
+    paths = {}
+    for name, url in (("value", device.url(VALUE)), ("rows", device.url(ROWS_OF_LIST)),
+                      ("small", device.url(file_path(folder, "small"))),
+                      ("page", device.url("/page.fcgi", secure=True))):
+        header, body = fetch(url)
+        write(f"{folder}/bare/{name}", body)
+        paths[name] = f"/{name}" if "Content-Length" in header else f"/chunked/{name}"
+    return paths
 
 
 def multipart():

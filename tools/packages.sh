@@ -13,7 +13,7 @@ command -v chromium >/dev/null || test_packages+=(chromium)
 command -v node >/dev/null || test_packages+=(nodejs)
 command -v npm >/dev/null || test_packages+=(npm)
 bench_packages=(
-    wrk nginx-light lighttpd curl python3 valgrind libbenchmark-dev nlohmann-json3-dev
+    wrk nginx-light lighttpd curl python3 strace valgrind libbenchmark-dev nlohmann-json3-dev
 )
 check_packages=(git clang-format clang-tidy)
 fuzz_packages=(clang libclang-rt-14-dev llvm libhttp-parser-dev)
