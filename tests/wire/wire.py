@@ -1,11 +1,11 @@
-"""What the tests of connections share: the line, a device with a site, a strict HTTP client."""
+"""What the tests of connections share: a line, a device on it with a site, and a strict HTTP client."""
 
 import base64
 import json
 import os
 import random
 import re
-import signal
+import shutil
 import socket
 import ssl
 import subprocess
@@ -16,27 +16,25 @@ import time
 from dataclasses import dataclass, replace
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
-PROGRAM = os.environ.get("PLIXHOST") or os.path.join(
-    os.path.dirname(os.path.abspath(__file__)), "../../build/bin/plixhost")
+PROGRAM = os.environ.get("PLIXHOST") or os.path.join(os.path.dirname(__file__), "../../build/bin/plixhost")
 SEED = 20240607
 # A guard against hanging; no case that passes comes near it.
 PATIENCE = 60
-SLOW_RATE = 100_000
+SLOW_BYTES_PER_SECOND = 100_000
 
 
 class Wrong(Exception):
-    """What a case found."""
+    """What a test found."""
 
 
 def isolate():
     """
-    Starts this program again in namespaces of its own, where the system lets it have them, and says
-    whether it has a network of its own. They end with it, and everything in them. `--loopback` keeps
-    the machine's network.
+    Starts this program again in namespaces of its own, which end with it and all that is in them, and
+    says whether it has a network of its own. With `--loopback` it keeps the machine's.
     """
-    if "WIRE_NAMESPACES" in os.environ:
+    if kinds := os.environ.get("WIRE_NAMESPACES"):
         subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/tmp"], check=True)
-        return "n" in os.environ["WIRE_NAMESPACES"]
+        return "n" in kinds
     for kinds in ("mpf",) if "--loopback" in sys.argv else ("mnpf", "mpf"):
         command = ["unshare", f"-r{kinds}", "--mount-proc", "--kill-child"]
         if subprocess.run([*command, "true"], stderr=subprocess.DEVNULL).returncode == 0:
@@ -47,74 +45,61 @@ def isolate():
 
 
 class Line:
-    """A cable between two network namespaces, that of the device and this one; or loopback."""
+    """A cable between the device's network namespace and this one, or loopback."""
 
     def __init__(self, own_network):
-        self.enter = []
-        self.net = "127.0.0"
-        if own_network:
-            self.net = "10.77.0"
-            self.lay()
+        self.net = "10.77.0" if own_network else "127.0.0"
         self.device = f"{self.net}.1"
-        print("line:", f"veth, MTU 1500, device at {self.device}" if own_network else "loopback")
+        self.enter = self.lay() if own_network else []
+        print("line:", "veth, MTU 1500" if own_network else "loopback")
 
     def lay(self):
-        # It ends with this program, whose end closes its standard input.
+        """Returns the command that starts programs at the device's end."""
+        # It ends with this program, which has the other end of its standard input.
         self.holder = subprocess.Popen(["unshare", "-n", "sh", "-c", "echo; exec cat"],
                                        stdin=subprocess.PIPE, stdout=subprocess.PIPE)
         self.holder.stdout.readline()
-        self.enter = ["nsenter", "-t", str(self.holder.pid), "-n"]
-        addresses = "".join(f"ip addr add {self.net}.{n}/24 dev clients;" for n in range(2, 20))
+        enter = ["nsenter", "-t", str(self.holder.pid), "-n"]
+        addresses = "".join(f"ip addr add {self.net}.{n}/24 dev near;" for n in range(2, 20))
         subprocess.run(["sh", "-ec", f"""
-            ip link set lo up
-            ip link add clients mtu 1500 type veth peer name device mtu 1500 netns {self.holder.pid}
-            {addresses}
-            ip link set clients up"""], check=True)
+            ip link add near mtu 1500 type veth peer name far mtu 1500 netns {self.holder.pid}
+            ip link set lo up; {addresses} ip link set near up"""], check=True)
         # Without an IPv6 address, which would come a moment later and change the certificate.
-        subprocess.run([*self.enter, "sh", "-ec", f"""
+        subprocess.run([*enter, "sh", "-ec", f"""
             echo 4096 16384 65536 >/proc/sys/net/ipv4/tcp_wmem
-            ip link set lo up
-            ip addr add {self.net}.1/24 dev device
-            ip link set device addrgenmode none up"""], check=True)
+            ip link set lo up; ip addr add {self.device}/24 dev far
+            ip link set far addrgenmode none up"""], check=True)
+        return enter
 
     def client(self, number):
         return f"{self.net}.{2 + number % 18}"
 
-    def connect(self, port, number=0, receive_buffer=None, timeout=PATIENCE):
+    def connect(self, port, tls=False, number=0, room=None, timeout=PATIENCE):
         sock = socket.socket()
         try:
             # Loopback's segments would be larger than the buffers of slow readers.
             sock.setsockopt(socket.IPPROTO_TCP, socket.TCP_MAXSEG, 1448)
-            if receive_buffer:
-                sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, receive_buffer)
+            if room:
+                sock.setsockopt(socket.SOL_SOCKET, socket.SO_RCVBUF, room)
             sock.settimeout(timeout)
             sock.bind((self.client(number), 0))
             sock.connect((self.device, port))
+            # An end without close_notify is an error.
+            return TLS.wrap_socket(sock, suppress_ragged_eofs=False) if tls else sock
         except OSError:
             sock.close()
             raise
-        return sock
 
 
-def insecure_context():
-    """The device's certificate is signed by its own development CA."""
-    context = ssl.create_default_context()
-    context.check_hostname = False
-    context.verify_mode = ssl.CERT_NONE
-    return context
-
-
-TLS = insecure_context()
-
-
-def over_tls(sock):
-    """With an error for a connection that ends without close_notify."""
-    return TLS.wrap_socket(sock, suppress_ragged_eofs=False)
+# The device's certificate is signed by its own development CA.
+TLS = ssl.create_default_context()
+TLS.check_hostname = False
+TLS.verify_mode = ssl.CERT_NONE
 
 
 @dataclass(frozen=True)
 class Kind:
-    """A request and the answer that is to come. `small` is its target for slow readers."""
+    """A request, and the status of its answer. `small` is the target for slow readers."""
     name: str
     target: str
     small: str = ""
@@ -122,87 +107,73 @@ class Kind:
     method: str = "GET"
     fields: str = ""
     body: bytes = b""
-    pages: bool = False  # offered by the HTTPS server only
+    servers: str = "plain TLS"
     count: int = 0  # of the bytes to read of an endless answer
 
     def for_slow(self):
-        return replace(self, target=self.small) if self.small else self
+        return replace(self, target=self.small or self.target)
 
-    def request(self, version="1.1", fields=""):
-        fields += self.fields
-        if self.body and "Transfer-Encoding" not in fields:
-            fields += f"Content-Length: {len(self.body)}\r\n"
-        return (f"{self.method} {self.target} HTTP/{version}\r\nHost: localhost\r\n{fields}\r\n"
-                ).encode() + self.body
+    def request(self, version="1.1", more=""):
+        if self.body and CHUNKED not in self.fields:
+            more += f"Content-Length: {len(self.body)}\r\n"
+        return (f"{self.method} {self.target} HTTP/{version}\r\nHost: localhost\r\n"
+                f"{self.fields}{more}\r\n").encode() + self.body
 
 
-FORM = "Content-Type: application/x-www-form-urlencoded\r\n"
-SETTING = b"path=wire%3Atext&role=value&value=seven"
-CHUNKED_SETTING = b"10;x=y\r\n" + SETTING[:16] + b"\r\n%x\r\n" % len(SETTING[16:]) + SETTING[16:] + b"\r\n0\r\n\r\n"
-IMAGE = b'--B\r\nContent-Disposition: form-data; name="file"\r\n\r\n' + b"image" * 2000 + b"\r\n--B--\r\n"
 CHUNKED = "Transfer-Encoding: chunked\r\n"
+FORM = "Content-Type: application/x-www-form-urlencoded\r\n"
+MULTIPART = "Content-Type: multipart/form-data; boundary=B\r\n"
+SETTING = b"path=wire%3Atext&role=value&value=seven"
+SETTING_IN_CHUNKS = b"10;x=y\r\n%s\r\n17\r\n%s\r\n0\r\n\r\n" % (SETTING[:16], SETTING[16:])
+IMAGE = b'--B\r\nContent-Disposition: form-data; name="file"\r\n\r\n' + b"image" * 2000 + b"\r\n--B--\r\n"
+SIZES = {"large": 5_000_000, "medium": 300_000, "small": 1024, "fetched": 2_000_000}
 
 
 class Device:
-    """A running device with a site of small, medium and large things."""
+    """A running device with small, medium and large things to ask for."""
 
     def __init__(self, line, wrapper=()):
         self.line = line
         self.folder = tempfile.mkdtemp(prefix="plix-wire-")
         self.make_site()
-        self.port, self.tls_port = self.free_ports()
+        probes = [socket.create_server(("", 0)) for _ in range(2)]
+        self.port, self.tls_port = (probe.getsockname()[1] for probe in probes)
+        for probe in probes:
+            probe.close()
         self.log = open(f"{self.folder}/log", "w+")
         self.process = subprocess.Popen(
-            [*wrapper, *line.enter, PROGRAM, *os.environ.get("WIRE_DEBUG", "").split(), "--state", f"{self.folder}/state",
+            [*wrapper, *line.enter, PROGRAM, "--state", f"{self.folder}/state",
              "--device", f"{self.folder}/device.json",
              "--set", f"settings:/webserver/port={self.port}",
              "--set", f"settings:/webserver/httpsPort={self.tls_port}"],
-            stdout=subprocess.PIPE, stderr=self.log, text=True)
-        ready = self.process.stdout.readline()
-        if not ready.startswith("ready "):
+            stdout=subprocess.PIPE, stderr=self.log)
+        if not self.process.stdout.readline().startswith(b"ready "):
             raise Wrong(f"the device did not start: {self.logged()}")
         self.wait_for_tls()
         self.source = self.start_source()
-        self.kinds = self.make_kinds()
-
-    @staticmethod
-    def free_ports():
-        probes = [socket.create_server(("", 0)) for _ in range(2)]
-        ports = [probe.getsockname()[1] for probe in probes]
-        for probe in probes:
-            probe.close()
-        return ports
+        self.kinds = {kind.name: kind for kind in self.make_kinds()}
 
     def make_site(self):
         rng = random.Random(SEED)
-        for folder in ("files", "web", "media"):
-            os.mkdir(f"{self.folder}/{folder}")
-        self.bytes = {name: rng.randbytes(size) for name, size in (
-            ("large", 5_000_000), ("medium", 300_000), ("small", 1024), ("fetched", 2_000_000))}
         instruction = '<?plix getData path="wire:text" roles="value" escape="html"?>'
-        for name in ("large", "medium", "small"):
-            self.write(f"files/{name}.bin", self.bytes[name])
-            self.write(f"web/{name}.bin", self.bytes[name])
-            self.write(f"media/{name}.wav", self.bytes[name])
-            size = len(self.bytes[name]) // 5
-            page = (instruction + "-" * 200 + "\n") * (size // 200)
-            self.write(f"web/{name}.fcgi", page.encode())
-        rows = [{"title": f"Row {number}", "description": rng.randbytes(480).hex()}
-                for number in range(3000)]
+        self.bytes = {name: rng.randbytes(size) for name, size in SIZES.items()}
+        for name, data in self.bytes.items():
+            self.write(f"files/{name}.bin", data)
+            self.write(f"web/{name}.bin", data)
+            self.write(f"media/{name}.wav", data)
+            self.write(f"web/{name}.fcgi", (instruction + "-" * 200 + "\n").encode() * (len(data) // 1000))
+        rows = [{"title": f"Row {n}", "description": rng.randbytes(480).hex()} for n in range(3000)]
         value = lambda text: {"value": {"string_": text}}
-        device = {
+        self.write("device.json", json.dumps({
             "platform": {"readPathPrefix": re.escape(f"{self.folder}/files/")},
-            "nodes": {
-                "wire:list": {"rows": rows},
-                "wire:text": value("seven"),
-                "settings:/webserver/documentRoot": value(f"{self.folder}/web"),
-                "settings:/media/directory": value(f"{self.folder}/media"),
-            },
-        }
-        self.write("device.json", json.dumps(device).encode())
+            "nodes": {"wire:list": {"rows": rows}, "wire:text": value("seven"),
+                      "settings:/webserver/documentRoot": value(f"{self.folder}/web"),
+                      "settings:/media/directory": value(f"{self.folder}/media")}}).encode())
 
     def write(self, name, data):
-        with open(f"{self.folder}/{name}", "wb") as file:
+        path = f"{self.folder}/{name}"
+        os.makedirs(os.path.dirname(path), exist_ok=True)
+        with open(path, "wb") as file:
             file.write(data)
 
     def start_source(self):
@@ -211,11 +182,9 @@ class Device:
 
         class Source(BaseHTTPRequestHandler):
             def do_GET(self):
-                body = bodies[self.path[1:]]
                 self.send_response(200)
-                self.send_header("Content-Length", str(len(body)))
                 self.end_headers()
-                self.wfile.write(body)
+                self.wfile.write(bodies[self.path[1:]])
 
             def log_message(self, *arguments):
                 pass
@@ -225,26 +194,21 @@ class Device:
         return source
 
     def make_kinds(self):
-        host, port = self.source.server_address
-        fetch = lambda name: "/proxy/" + base64.b64encode(
-            f"http://{host}:{port}/{name}".encode()).decode()
+        proxy = lambda name: "/proxy/" + base64.b64encode(
+            b"http://%s:%d/%s" % (self.line.client(0).encode(), self.source.server_port, name)).decode()
         files = f"/file/stream/{self.folder}/files"
         rows = "/api/getRows?path=wire:list&roles=title,description&from=0&to="
-        form = {"method": "POST", "fields": FORM, "body": SETTING}
-        upload = {"method": "POST", "body": IMAGE,
-                  "fields": "Content-Type: multipart/form-data; boundary=B\r\n"}
-        track = "/api/stream/media:/large.wav"
-        small_track = "/api/stream/media:/medium.wav"
-        kinds = [
+        track, small_track = "/api/stream/media:/large.wav", "/api/stream/media:/medium.wav"
+        upload = {"method": "POST", "fields": MULTIPART, "body": IMAGE}
+        return [
             Kind("value", "/api/getData?path=wire:text&roles=value"),
-            Kind("set", "/api/setData", **form),
-            Kind("set-chunked", "/api/setData", method="POST", fields=FORM + CHUNKED,
-                 body=CHUNKED_SETTING),
+            Kind("set", "/api/setData", method="POST", fields=FORM, body=SETTING),
+            Kind("set-chunked", "/api/setData", method="POST", fields=FORM + CHUNKED, body=SETTING_IN_CHUNKS),
             Kind("rows", f"{rows}2999", f"{rows}299"),
-            Kind("page", "/large.fcgi", "/medium.fcgi", pages=True),
-            Kind("small-page", "/small.fcgi", pages=True),
-            Kind("static", "/large.bin", "/medium.bin", pages=True),
-            Kind("small-static", "/small.bin", pages=True),
+            Kind("page", "/large.fcgi", "/medium.fcgi", servers="TLS"),
+            Kind("small-page", "/small.fcgi", servers="TLS"),
+            Kind("static", "/large.bin", "/medium.bin", servers="TLS"),
+            Kind("small-static", "/small.bin", servers="TLS"),
             Kind("file", f"{files}/large.bin", f"{files}/medium.bin"),
             Kind("small-file", f"{files}/small.bin"),
             Kind("range", f"{files}/medium.bin", status=206, fields="Range: bytes=1000-299998\r\n"),
@@ -252,13 +216,12 @@ class Device:
             Kind("track", track, small_track),
             Kind("pipe", f"{track}?via=pipe", f"{small_track}?via=pipe"),
             Kind("live", "/api/stream/media:/live", count=40_000),
-            Kind("proxy", fetch("fetched"), fetch("medium")),
+            Kind("proxy", proxy(b"fetched"), proxy(b"medium")),
             Kind("missing", f"{files}/nothing", status=404),
             Kind("poll", "/api/event/pollQueue?timeout=1&queueId="),
-            Kind("upload", "/medium.fcgi?firmwareupdate=1", pages=True, **upload),
-            Kind("upload-no-page", "/?firmwareupdate=1", status=404, **upload),
+            Kind("upload", "/medium.fcgi?firmwareupdate=1", servers="TLS", **upload),
+            Kind("upload-no-page", "/?firmwareupdate=1", status=404, servers="plain", **upload),
         ]
-        return {kind.name: kind for kind in kinds}
 
     def wait_for_tls(self):
         """
@@ -269,7 +232,7 @@ class Device:
         deadline = time.monotonic() + PATIENCE
         while time.monotonic() < deadline:
             try:
-                with over_tls(self.line.connect(self.tls_port)) as client:
+                with self.line.connect(self.tls_port, tls=True) as client:
                     if name in client.getpeercert(binary_form=True):
                         return
             except OSError:
@@ -277,41 +240,41 @@ class Device:
             time.sleep(0.05)
         raise Wrong(f"no HTTPS: {self.logged()}")
 
-    def new_queue(self):
-        client = Client(self)
-        client.send(Kind("", "/api/event/modifyQueue?subscribe=[]").request())
-        body = client.answer("GET").body
-        client.close()
-        return json.loads(body)
+    def fetch(self, kind, tls=False):
+        with Client(self, tls) as client:
+            client.send(kind.request())
+            return client.answer(kind)
 
-    def ready_to_send(self, kind):
-        return replace(kind, target=kind.target + self.new_queue()) if kind.name == "poll" else kind
+    def prepared(self, kind):
+        """A poll has a queue of its own: of two polls of one queue, the second would end the first."""
+        if kind.name != "poll":
+            return kind
+        queue = json.loads(self.fetch(Kind("queue", "/api/event/modifyQueue?subscribe=[]")).body)
+        return replace(kind, target=kind.target + queue)
 
     def logged(self):
         self.log.seek(0)
         return self.log.read()[-4000:]
 
     def stop(self):
-        """What was wrong with its end."""
+        """Returns what was wrong with its end, and what it has logged."""
         self.source.shutdown()
-        self.process.send_signal(signal.SIGTERM)
+        self.process.terminate()
         try:
             status = self.process.wait(PATIENCE)
         except subprocess.TimeoutExpired:
             self.process.kill()
-            status = f"none after SIGTERM, {self.process.wait()} after SIGKILL"
-        faults = [f"the device ended with status {status}"] if status else []
-        if self.logged():
-            faults.append("the device logged: " + self.logged())
-        subprocess.run(["rm", "-rf", self.folder], check=True)
-        return faults
+            status = f"none, {self.process.wait()} when killed"
+        log = self.logged()
+        shutil.rmtree(self.folder)
+        return [f"the device ended with status {status}"] if status else [], log
 
 
 @dataclass
 class Answer:
     status: int
     fields: dict
-    body: bytes
+    body: bytes = b""
 
 
 class Client:
@@ -320,46 +283,43 @@ class Client:
     first ones each by itself). Late and slow readers have little room, so that answers wait in the device.
     """
 
-    def __init__(self, device, tls=False, reader="fast", number=0, patience=PATIENCE):
-        self.deadline = time.monotonic() + patience
+    def __init__(self, device, tls=False, reader="fast", patience=PATIENCE):
         room = 8192 if reader in ("late", "slow") else None
-        self.sock = device.line.connect(device.tls_port if tls else device.port, number, room,
-                                        patience)
-        if tls:
-            raw = self.sock
-            try:
-                self.sock = over_tls(raw)
-            except OSError:
-                raw.close()
-                raise
+        self.deadline = time.monotonic() + patience
+        self.sock = device.line.connect(device.tls_port if tls else device.port, tls, 0, room, patience)
         self.reader = reader
         self.begin = None
         self.received = 0
         self.buffer = bytearray()
 
-    def send(self, data):
-        self.sock.sendall(data)
+    def __enter__(self):
+        return self
 
-    def close(self):
+    def __exit__(self, *_):
         self.sock.close()
+
+    def send(self, data):
+        try:
+            self.sock.sendall(data)
+        except OSError as error:
+            raise Wrong(f"cannot send: {error}") from None
+
+    def pause(self):
+        """What makes a reader slow or late; returns how much to read."""
+        if self.begin is None:
+            time.sleep(0.7 if self.reader == "late" else 0)
+            self.begin = time.monotonic()
+        if self.reader == "slow":
+            due = self.begin + self.received / SLOW_BYTES_PER_SECOND
+            time.sleep(max(0, due - time.monotonic()))
+            return 4096
+        return 1 if self.reader == "bytes" and self.received < 300 else 65536
 
     def read(self):
         """The next bytes, none at the end of the connection."""
-        if self.begin is None:
-            if self.reader == "late":
-                time.sleep(0.7)
-            self.begin = time.monotonic()
-        size = 65536
-        if self.reader == "bytes" and self.received < 300:
-            size = 1
-        elif self.reader == "slow":
-            size = 4096
-            time.sleep(max(0, self.begin + self.received / SLOW_RATE - time.monotonic()))
-        left = self.deadline - time.monotonic()
-        if left <= 0:
-            raise Wrong("hangs")
-        self.sock.settimeout(left)
+        size = self.pause()
         try:
+            self.sock.settimeout(max(0.01, self.deadline - time.monotonic()))
             data = self.sock.recv(size)
         except TimeoutError:
             raise Wrong("hangs") from None
@@ -383,67 +343,59 @@ class Client:
         del self.buffer[:count]
         return data
 
-    def line(self, where):
+    def match(self, pattern, where):
+        """The next line, which has to be of the pattern."""
         while (end := self.buffer.find(b"\n")) < 0:
             self.more(where)
-        text = self.take(end + 1, where)
-        if not text.endswith(b"\r\n") or b"\r" in text[:-2]:
-            raise Wrong(f"bad line end {where}: {text[-80:]}")
-        return text[:-2].decode("latin-1")
+        text = self.take(end + 1, where).decode("latin-1")
+        if not (match := re.fullmatch(pattern + r"\r\n", text)):
+            raise Wrong(f"{text[:80]!r} {where}")
+        return match
 
     def head(self):
-        status = self.line("before the status line")
-        if not (match := re.fullmatch(r"HTTP/1\.[01] (\d{3}) .*", status)):
-            raise Wrong(f"no status line: {status[:80]!r}")
+        status = int(self.match(r"HTTP/1\.[01] (\d{3}) [^\r\n]*", "instead of a status line")[1])
         fields = {}
-        while line := self.line("in the head"):
-            if not (field := re.fullmatch(r"([!#$%&'*+.^_`|~\w-]+):[ \t]*([^\x00-\x08\x0a-\x1f]*)", line)):
-                raise Wrong(f"bad field: {line[:80]!r}")
-            name = field[1].lower()
-            if name in fields and name in ("content-length", "transfer-encoding"):
+        while name := (field := self.match(r"(?:([!#$%&'*+.^_`|~\w-]+):[ \t]*([^\x00-\x08\n-\x1f]*))?",
+                                           "in the head"))[1]:
+            if name.lower() in fields and name.lower() in ("content-length", "transfer-encoding"):
                 raise Wrong(f"{name} twice")
-            fields[name] = field[2]
-        return int(match[1]), fields
+            fields[name.lower()] = field[2]
+        return Answer(status, fields)
 
-    def answer(self, method, version="1.1", count=0):
-        """The next answer, of whose body only `count` bytes are read unless 0."""
-        status, fields = self.head()
-        coding, length = fields.get("transfer-encoding"), fields.get("content-length")
-        if coding and length:
-            raise Wrong("length and chunks")
-        if method == "HEAD" or status in (204, 304):
-            return Answer(status, fields, b"")
+    def answer(self, kind, version="1.1"):
+        """The next answer; of an endless one only so much."""
+        answer = self.head()
+        coding, length = (answer.fields.get(name) for name in ("transfer-encoding", "content-length"))
+        if coding and (length or coding != "chunked" or version == "1.0"):
+            raise Wrong(f"coding {coding}, length {length} over HTTP/{version}")
+        if length and not length.isdecimal():
+            raise Wrong(f"length {length!r}")
+        if kind.method == "HEAD" or answer.status in (204, 304):
+            return answer
         if coding:
-            if coding != "chunked" or version == "1.0":
-                raise Wrong(f"coding {coding} over HTTP/{version}")
-            return Answer(status, fields, self.chunks(count))
-        if length:
-            if not re.fullmatch(r"\d+", length):
-                raise Wrong(f"length {length!r}")
-            return Answer(status, fields, self.take(min(int(length), count or int(length)), "in the body"))
-        if version != "1.0":
+            answer.body = self.chunks(kind.count)
+        elif length or kind.count:
+            answer.body = self.take(kind.count or int(length), "in the body")
+        elif version == "1.1":
             raise Wrong("neither length nor chunks")
-        if count:
-            return Answer(status, fields, self.take(count, "in the body"))
-        while data := self.read():
-            self.buffer += data
-        return Answer(status, fields, self.take(len(self.buffer), ""))
+        else:
+            while data := self.read():
+                self.buffer += data
+            answer.body = self.take(len(self.buffer), "")
+        return answer
 
     def chunks(self, count):
         body = bytearray()
         while not count or len(body) < count:
-            size = self.line(f"before a chunk size, after {len(body)} bytes")
-            if not re.fullmatch(r"[0-9A-Fa-f]+", size):
-                raise Wrong(f"chunk size {size[:80]!r}")
-            body += self.take(int(size, 16), f"in a chunk, after {len(body)} bytes")
-            if self.take(2, "behind a chunk") != b"\r\n":
-                raise Wrong("no line end behind a chunk")
-            if int(size, 16) == 0:
-                break
-        return bytes(body[:count or None])
+            where = f"in a chunk, after {len(body)} bytes"
+            size = int(self.match(r"([0-9A-Fa-f]+)", where)[1], 16)
+            body += self.take(size, where)
+            self.match("", where)
+            if size == 0:
+                return bytes(body)
+        return bytes(body[:count])
 
     def end(self):
         """Nothing more comes, and the connection ends as it should."""
         if rest := bytes(self.buffer) or self.read():
             raise Wrong(f"{rest[:80]!r} behind the answer")
-        self.close()
