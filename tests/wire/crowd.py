@@ -152,15 +152,18 @@ class Visitors:
 
     def visit(self):
         begin = time.monotonic()
+        # Where all wait for long, the last are left out.
+        if begin > self.begin + 2 * MEASURE_SECONDS:
+            return
         try:
-            if not self.kept or not self.client:
-                client = self.client = Client(self.device, self.tls, patience=CLIENT_PATIENCE)
-            client = client if not self.kept else self.client
+            client = self.client or Client(self.device, self.tls, patience=CLIENT_PATIENCE)
             client.deadline = begin + CLIENT_PATIENCE
             client.send(self.device.kinds["value"].request())
             if client.answer(self.device.kinds["value"]).status != 200:
                 raise Wrong("no value")
-            if not self.kept:
+            if self.kept:
+                self.client = client
+            else:
                 client.sock.close()
             self.seconds.append(time.monotonic() - begin)
         except (Wrong, OSError) as error:
@@ -169,10 +172,10 @@ class Visitors:
             self.seconds.append(CLIENT_PATIENCE)
 
     def run(self):
-        begin = time.monotonic()
+        self.begin = time.monotonic()
         with ThreadPoolExecutor(1 if self.kept else 64) as pool:
             for number in range(MEASURE_SECONDS * self.rate):
-                time.sleep(max(0, begin + number / self.rate - time.monotonic()))
+                time.sleep(max(0, self.begin + number / self.rate - time.monotonic()))
                 if self.device.process.poll() is not None:
                     break
                 pool.submit(self.visit)
@@ -242,8 +245,10 @@ def settle(device, memory_limit, descriptor_limit):
     """Waits until the device is back within the limits, or long enough."""
     begin = time.monotonic()
     while True:
-        memory, descriptors = possessions(device)
         seconds = time.monotonic() - begin
+        if device.process.poll() is not None:
+            return 0, 0, seconds
+        memory, descriptors = possessions(device)
         if memory <= memory_limit and descriptors <= descriptor_limit or seconds > QUIET_SECONDS:
             return memory, descriptors, seconds
         time.sleep(1)

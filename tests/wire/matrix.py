@@ -10,12 +10,17 @@ import sys
 import threading
 import time
 from concurrent.futures import ThreadPoolExecutor
+from contextlib import nullcontext
+from dataclasses import replace
 
 from wire import SEED, Client, Device, Line, Wrong, isolate
 
 READERS = ("slow", "late", "bytes", "fast")
 SERVERS = ("plain", "TLS")
 WAYS = ("HTTP/1.0", "kept", "pipelined")
+# What the bytes of an answer come from, in `Device.bytes`.
+ORIGINALS = {"static": "large", "file": "large", "track": "large", "pipe": "large", "proxy": "fetched",
+             "small-static": "small", "small-file": "small"}
 SEQUENCES = 40
 AT_ONCE = 48
 
@@ -23,25 +28,28 @@ AT_ONCE = 48
 class Matrix:
     def __init__(self, device):
         self.device = device
-        # There is one updater.
         self.updater = threading.Lock()
         self.references = {}
+        self.failures = 0
         for kind, server in itertools.product(device.kinds.values(), SERVERS):
-            if server in kind.servers:
-                for size in {kind, kind.for_slow()}:
-                    self.references[size, server] = self.reference(size, server)
+            for size in {kind, kind.for_slow()} if server in kind.servers else ():
+                self.attempt(f"reference of {size.name} {server}", self.learn, size, server)
 
-    def reference(self, kind, server):
-        try:
-            answer = self.device.fetch(self.device.prepared(kind), server == "TLS")
-        except Wrong as wrong:
-            raise Wrong(f"reference of {kind.name} {server}: {wrong}") from None
+    def learn(self, kind, server):
+        answer = self.device.fetch(self.device.prepared(kind), server == "TLS")
         if answer.status != kind.status or not answer.body and kind.method != "HEAD":
-            raise Wrong(f"reference of {kind.name} {server}: {answer.status}, {len(answer.body)} bytes")
-        return answer
+            raise Wrong(f"status {answer.status}, {len(answer.body)} bytes")
+        if kind.name in ORIGINALS:
+            name = "medium" if kind.target == kind.small else ORIGINALS[kind.name]
+            self.compare(kind, answer, replace(answer, body=self.device.bytes[name]))
+        self.references[kind, server] = answer
 
     def cases(self):
-        """Names, and the arguments of `converse`; the slowest first."""
+        """Names, and the arguments of `converse`; the slowest first. Without a reference there are none."""
+        return [case for case in self.all_cases()
+                if all((kind, case[1][1]) in self.references for kind in case[1][0])]
+
+    def all_cases(self):
         kinds = self.device.kinds
         for reader, kind, server, way in itertools.product(READERS, kinds.values(), SERVERS, WAYS):
             if server not in kind.servers:
@@ -75,9 +83,10 @@ class Matrix:
     def converse(self, row, server, reader, way, seed=0):
         """Sends the requests, each after the answer before or all together, and checks the answers."""
         version = "1.0" if way == "HTTP/1.0" else "1.1"
-        requests = [self.device.prepared(kind).request(version) for kind in row]
+        prepared = [self.device.prepared(kind) for kind in row]
+        requests = [kind.request(version) for kind in prepared]
         if version == "1.1":
-            requests[-1] = self.device.prepared(row[-1]).request(version, "Connection: close\r\n")
+            requests[-1] = prepared[-1].request(version, "Connection: close\r\n")
         at = 0
         while at < len(row):
             with Client(self.device, server == "TLS", reader) as client:
@@ -120,20 +129,18 @@ class Matrix:
             raise Wrong(f"{len(answer.body)} instead of {len(expected.body)} bytes, different from "
                         f"{next((i for i, (ours, theirs) in pairs if ours != theirs), 'the end')}")
 
-    def attempt(self, case):
-        """Whether it went well."""
-        name, arguments = case
+    def run(self, name, arguments):
+        # There is one updater.
+        with self.updater if name.startswith("upload") else nullcontext():
+            self.attempt(name, self.converse, *arguments)
+
+    def attempt(self, name, work, *arguments):
         begin = time.monotonic()
         try:
-            if name.startswith("upload"):
-                with self.updater:
-                    self.converse(*arguments)
-            else:
-                self.converse(*arguments)
-            return True
+            work(*arguments)
         except (Wrong, OSError) as error:
+            self.failures += 1
             print(f"FAIL {name}: {error} ({time.monotonic() - begin:.0f} s)", flush=True)
-            return False
 
 
 def main():
@@ -146,12 +153,13 @@ def main():
         matrix = Matrix(device)
         cases = [case for case in matrix.cases() if words <= set(case[0].split())]
         with ThreadPoolExecutor(AT_ONCE) as pool:
-            failures = list(pool.map(matrix.attempt, cases)).count(False)
+            list(pool.map(lambda case: matrix.run(*case), cases))
     finally:
         faults, log = device.stop()
-    for fault in faults + [f"the device logged: {log}"] * bool(log):
+    faults += [f"the device logged: {log}"] * bool(log)
+    for fault in faults:
         print(f"FAIL {fault}")
-        failures += 1
+    failures = matrix.failures + len(faults)
     print(f"{len(cases)} cases, {failures} failures, {time.monotonic() - begin:.0f} s")
     return 1 if failures else 0
 
