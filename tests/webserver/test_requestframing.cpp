@@ -52,6 +52,7 @@ absolute, other scheme |400|GET https://a/ HTTP/1.1~HOST~
 absolute, a user       |400|GET http://a@a/ HTTP/1.1~HOST~
 absolute, no host      |400|GET http:/// HTTP/1.1~Host: ~~
 absolute without Host  |400|GET http://a/ HTTP/1.0~~
+absolute, a fragment   |400|GET http://a#b HTTP/1.1~HOST~
 no Host                |400|GET / HTTP/1.1~~
 two Hosts              |400|GET / HTTP/1.0~HOSTHOST~
 Host with a path       |400|GET / HTTP/1.1~Host: a/x~~

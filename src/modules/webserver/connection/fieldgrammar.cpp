@@ -11,7 +11,8 @@ constexpr char lowered(char c) {
 } // namespace
 
 bool isToken(std::string_view text) {
-    return !text.empty() && std::all_of(text.begin(), text.end(), isTokenByte);
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](char c) { return isTokenByte(c); });
 }
 
 bool equalsIgnoringCase(std::string_view a, std::string_view b) {

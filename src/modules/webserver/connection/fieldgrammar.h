@@ -21,7 +21,7 @@ struct ByteClasses {
         table['\t'] = line;
         for (const char c : std::string_view("!#$%&'*+-.^_`|~0123456789abcdefghijklmnopqrstuvwxyz"
                                              "ABCDEFGHIJKLMNOPQRSTUVWXYZ"))
-            table[static_cast<std::size_t>(c)] |= token;
+            table[static_cast<unsigned char>(c)] |= token;
         return table;
     }
 };

@@ -2,13 +2,16 @@
 
 #include "connection/fieldgrammar.h"
 
+#include <algorithm>
+
 std::size_t HeadScanner::findEnd(std::string_view head, Refusal& refusal) {
     std::size_t i = m_scanned;
-    while (i < head.size()) {
-        if (isLineByte(head[i])) {
-            ++i;
-            continue;
-        }
+    while (true) {
+        const auto* const other =
+            std::find_if_not(head.begin() + i, head.end(), [](char c) { return isLineByte(c); });
+        i = static_cast<std::size_t>(other - head.begin());
+        if (i == head.size())
+            break;
         if (head[i] != '\r') {
             refusal =
                 badRequest(head[i] == '\n' ? "A line of the request's head ends with a bare LF."

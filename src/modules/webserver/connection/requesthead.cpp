@@ -47,7 +47,7 @@ constexpr KnownHeader knownHeaders[] = {
 
 Header headerOf(std::string_view name) {
     for (const KnownHeader& known : knownHeaders) {
-        if (equalsIgnoringCase(known.name, name))
+        if (known.name.size() == name.size() && equalsIgnoringCase(known.name, name))
             return known.header;
     }
     return Header::Other;
