@@ -81,6 +81,15 @@ private Q_SLOTS:
         QCOMPARE(poll(queue), eventOf("lab:a", R"("rowsEvents":[{"index":0,"type":2}])"));
     }
 
+    void tellsEveryValueAsReadsDo() {
+        CMEventQueue* queue = modify({}, {"lab:a"});
+        for (const QByteArray value : {"[1,2]", "18446744073709551615", "\"hello\"", "null",
+                                       R"({"i32_":1,"unit":"dB"})", "1", R"({"i32_":1})"}) {
+            m_worker->setRole("lab:a", "value", json(value));
+            QCOMPARE(poll(queue), eventOf("lab:a", "\"value\":" + value));
+        }
+    }
+
     void hidesInternalNodes() {
         CMEventQueue* queue = modify({}, {"lab:secret"});
         set("lab:secret", 1);

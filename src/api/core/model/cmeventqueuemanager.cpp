@@ -25,9 +25,11 @@ bool readPaths(const PlixList<PlixEventSubscribe>& entries, QSet<CMPath>* paths)
     return true;
 }
 
-bool saysPublic(const CMReply<QList<QVariant>>& reply) {
+// Whether an answer to a question for `roles`, the last of which is Internal, lets clients know.
+bool saysPublic(const CMReply<QList<QVariant>>& reply, const QStringList& roles) {
     const QList<QVariant> values = reply.value();
-    return !reply.error() && values.size() == 1 && !CMValues::scalar(values.constFirst()).toBool();
+    return !reply.error() && values.size() == roles.size() &&
+           !CMValues::scalar(values.constLast()).toBool();
 }
 
 } // namespace
@@ -106,8 +108,8 @@ void CMEventQueueManager::unwatch(const CMPath& path, CMEventQueue* queue) {
     CMRoot()->disconnectRowsChange(path, this, SLOT(on_root_rowsChanged(QVariantList, CMPath)));
 }
 
-void CMEventQueueManager::on_root_valueChanged(const PlixValue& value, const CMPath& path) {
-    changed(path, CMPendingEvent::fromValue(value.__variant()));
+void CMEventQueueManager::on_root_valueChanged(const PlixValue&, const CMPath& path) {
+    changed(path, CMPendingEvent::ofValue());
 }
 
 void CMEventQueueManager::on_root_rowsChanged(const QVariantList& rowEvents, const CMPath& path) {
@@ -129,16 +131,23 @@ void CMEventQueueManager::askInternal(const CMPath& path, const std::shared_ptr<
     watch->isAsking = true;
     watch->inQuestion = std::exchange(watch->gathered, {});
 
+    // The announcement has the value as a record, which is none of a list or a null. Clients hear
+    // what a read would tell them.
+    QStringList roles{PlixRoles::Internal()};
+    if (watch->inQuestion.isValueChanged())
+        roles.prepend(PlixRolesType::Value());
     const CMReply<QList<QVariant>> reply;
-    CMRoot()->getData(path, {PlixRoles::Internal()}, reply);
-    reply.onFinished(this, [this, path, weak = std::weak_ptr<Watch>(watch)](const auto& answer) {
+    CMRoot()->getData(path, roles, reply);
+    reply.onFinished(this, [=, weak = std::weak_ptr<Watch>(watch)](const auto& answer) {
         const std::shared_ptr<Watch> asked = weak.lock();
         if (!asked)
             return;
         asked->isAsking = false;
-        const CMPendingEvent event = std::exchange(asked->inQuestion, {});
+        CMPendingEvent event = std::exchange(asked->inQuestion, {});
         const QPointer<CMEventQueueManager> self(this);
-        if (saysPublic(answer))
+        if (event.isValueChanged())
+            event.setValue(answer.value().value(0));
+        if (saysPublic(answer, roles))
             // The test in QPointer makes the analyser believe in a null "this".
             deliver(path, *asked, event); // NOLINT(clang-analyzer-core.CallAndMessage)
         if (self && !asked->isAsking && !asked->gathered.isEmpty())

@@ -23,7 +23,7 @@ public:
     void setToIndex(int index) { setMember(QStringLiteral("toIndex"), index); }
 };
 
-// A change notification of one node: its new value record when the value changed, its row events
+// A change notification of one node: its new value when that changed, its row events
 // when rows changed. An empty list of row events says that the rows changed more often than is
 // remembered: the receiver has to read the list again.
 class PlixEvent : public PlixHash {

@@ -1,8 +1,8 @@
 #include "core/model/cmpendingevent.h"
 
-CMPendingEvent CMPendingEvent::fromValue(const QVariant& value) {
+CMPendingEvent CMPendingEvent::ofValue() {
     CMPendingEvent event;
-    event.m_value = value;
+    event.m_valueChanged = true;
     return event;
 }
 
@@ -15,8 +15,10 @@ CMPendingEvent CMPendingEvent::fromRowEvents(const QVariantList& events) {
 }
 
 void CMPendingEvent::merge(const CMPendingEvent& later) {
-    if (later.m_value.isValid())
+    if (later.m_valueChanged) {
         m_value = later.m_value;
+        m_valueChanged = true;
+    }
     if (!later.m_rowsChanged)
         return;
     const bool gaveUp = (m_rowsChanged && m_rowEvents.isEmpty()) || later.m_rowEvents.isEmpty();
@@ -30,7 +32,7 @@ void CMPendingEvent::merge(const CMPendingEvent& later) {
 PlixEvent CMPendingEvent::toEvent(const CMPath& path) const {
     PlixEvent event;
     event.setPath(path);
-    if (m_value.isValid())
+    if (m_valueChanged)
         event.setValue(m_value);
     if (m_rowsChanged)
         event.setRowsEvents(PlixList<PlixRowEvent>(m_rowEvents));
