@@ -241,7 +241,7 @@ export class Plix extends EventTarget {
         };
         const unsubscribe = this.subscribe(path, {
             ready: read,
-            event: event => event.rowsEvents && read(),
+            event: event => (event.rowsEvents || event.rowsReset) && read(),
         });
         return () => {
             stopped = true;
@@ -258,7 +258,8 @@ export class Plix extends EventTarget {
      * share one poll.
      * @param {string} path
      * @param {object} listener
-     * @param {(event: {path: string, value?: *, rowsEvents?: object[]}) => void} listener.event
+     * @param {(event: {path: string, value?: *, rowsEvents?: object[], rowsReset?: boolean}) => void}
+     *     listener.event with rowsReset, the rows are to be read again
      * @param {() => void} [listener.ready]
      * @returns {() => void} unsubscribes
      */

@@ -3,6 +3,7 @@
 #include "core/model/cmrootworker.h"
 #include "datamodel.h"
 
+#include <QRandomGenerator>
 #include <QSignalSpy>
 #include <QTest>
 
@@ -74,11 +75,63 @@ private Q_SLOTS:
                             R"({"index":0,"toIndex":1,"type":4}],"value":{"i32_":3}}])"));
         QCOMPARE(poll(queue), QByteArray("[]"));
         // A long history is given up: the client reads the list anew.
-        for (int count = 0; count <= CMPendingEvent::maximumRowEvents; ++count)
-            m_worker->insertRow("lab:a", 0, typed(count));
-        QCOMPARE(poll(queue), eventOf("lab:a", R"("rowsEvents":[])"));
+        for (std::size_t count = 0; count <= CMRowHistory::maximumEvents; ++count)
+            m_worker->insertRow("lab:a", 0, typed(int(count)));
+        QCOMPARE(poll(queue), eventOf("lab:a", R"("rowsReset":true)"));
         m_worker->removeRow("lab:a", 0);
         QCOMPARE(poll(queue), eventOf("lab:a", R"("rowsEvents":[{"index":0,"type":2}])"));
+    }
+
+    void joinsWhatHappensToRows() {
+        m_worker->setRows("lab:a", {typed(1), typed(2), typed(3)});
+        CMEventQueue* queue = modify({}, {"lab:a"});
+        for (int count = 0; count < 200; ++count) {
+            m_worker->changeRow("lab:a", count % 2, typed(count));
+            m_worker->insertRow("lab:a", 1, typed(count));
+            m_worker->moveRow("lab:a", 1, 3);
+            m_worker->changeRow("lab:a", 3, typed(-count));
+            m_worker->removeRow("lab:a", 3);
+        }
+        QCOMPARE(poll(queue), eventOf("lab:a", R"("rowsEvents":[{"index":0,"type":3},)"
+                                               R"({"index":1,"type":3}])"));
+        // What was undone wakes nobody.
+        m_worker->insertRow("lab:a", 0, typed(1));
+        m_worker->removeRow("lab:a", 0);
+        QByteArray answer;
+        queue->poll(new Poll(&answer), INT_MAX);
+        QCOMPARE(answer, QByteArray());
+        set("lab:a", 1);
+        QCOMPARE(answer, valueEvent("lab:a", 1));
+    }
+
+    // Whatever happens between two polls, a client that carries out the events and then reads the
+    // new and the changed rows has the list.
+    void rowEventsLeadToTheList() {
+        CMEventQueue* queue = modify({}, {"lab:a"});
+        QRandomGenerator random(1);
+        const auto below = [&random](int limit) { return int(random.bounded(limit)); };
+        QVariantList mirror;
+        for (int step = 0, next = 0; step < 5000; ++step) {
+            const int size = m_worker->rowCount("lab:a");
+            const int action = size < 2 ? 0 : below(size < 8 ? 4 : 3) + 1;
+            if (action == 0 || action == 4)
+                m_worker->insertRow("lab:a", below(size + 1), typed(++next));
+            else if (action == 1)
+                m_worker->removeRow("lab:a", below(size));
+            else if (action == 2)
+                m_worker->changeRow("lab:a", below(size), typed(++next));
+            else
+                m_worker->moveRow("lab:a", below(size), below(size));
+            if (below(8) > 0)
+                continue;
+            const QVariantHash event = json(poll(queue)).toList().value(0).toHash();
+            carryOut(event.value("rowsEvents").toList(), &mirror);
+            const QVariantList rows = rowsOf("lab:a", {"i32_"});
+            QCOMPARE(mirror.size(), rows.size());
+            for (int row = 0; row < rows.size(); ++row)
+                mirror[row] = mirror[row].isValid() ? mirror[row] : rows[row];
+            QCOMPARE(mirror, rows);
+        }
     }
 
     void tellsEveryValueAsReadsDo() {
@@ -199,6 +252,21 @@ private:
         QByteArray answer;
         queue->poll(new Poll(&answer), 0);
         return answer;
+    }
+
+    // Rows to be read afterwards become invalid.
+    static void carryOut(const QVariantList& events, QVariantList* rows) {
+        for (const QVariant& record : events) {
+            const PlixRowEvent event(record.toHash());
+            if (event.type() == PlixRowEventType::Inserted)
+                rows->insert(event.index(), QVariant());
+            else if (event.type() == PlixRowEventType::Removed)
+                rows->removeAt(event.index());
+            else if (event.type() == PlixRowEventType::Moved)
+                rows->move(event.index(), event.toIndex());
+            else
+                (*rows)[event.index()] = QVariant();
+        }
     }
 
     void set(const QString& path, int value) { m_worker->setRole(path, "value", typed(value)); }

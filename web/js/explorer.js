@@ -151,7 +151,7 @@ function logEvent(event) {
         return;
     if ('value' in event)
         readRoles();
-    if (event.rowsEvents)
+    if (event.rowsEvents || event.rowsReset)
         readRows();
 }
 

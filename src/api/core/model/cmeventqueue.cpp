@@ -15,7 +15,8 @@ CMEventQueue::~CMEventQueue() = default;
 void CMEventQueue::poll(CMEventQueueRequest* request, int timeout) {
     std::unique_ptr<CMEventQueueRequest> incoming(request);
     const auto earlier = std::move(m_waiting);
-    if (timeout > 0 && m_pending.empty()) {
+    const PlixList<PlixEvent> events = takeEvents();
+    if (timeout > 0 && events.isEmpty()) {
         m_waiting.swap(incoming);
         m_manager->schedule(this, qint64(timeout) * 1000);
     } else {
@@ -27,7 +28,7 @@ void CMEventQueue::poll(CMEventQueueRequest* request, int timeout) {
     if (earlier)
         earlier->eventsReady(this, {});
     if (self && incoming)
-        incoming->eventsReady(this, takeEvents());
+        incoming->eventsReady(this, events);
 }
 
 void CMEventQueue::cancel(CMEventQueueRequest* request) {
@@ -69,8 +70,11 @@ void CMEventQueue::answerPoll() {
 
 PlixList<PlixEvent> CMEventQueue::takeEvents() {
     PlixList<PlixEvent> events;
-    for (const PathEvent& pending : m_pending)
-        events.append(pending.event.toEvent(pending.path));
+    for (const PathEvent& pending : m_pending) {
+        // What was done to its rows may have been undone.
+        if (!pending.event.isEmpty())
+            events.append(pending.event.toEvent(pending.path));
+    }
     m_pending.clear();
     m_pendingIndex.clear();
     return events;

@@ -121,7 +121,7 @@ void CMEventQueueManager::changed(const CMPath& path, const CMPendingEvent& even
     if (!watch)
         return;
     watch->gathered.merge(event);
-    if (!watch->isAsking)
+    if (!watch->isAsking && !watch->gathered.isEmpty())
         askInternal(path, watch);
 }
 

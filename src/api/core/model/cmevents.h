@@ -24,7 +24,7 @@ public:
 };
 
 // A change notification of one node: its new value when that changed, its row events
-// when rows changed. An empty list of row events says that the rows changed more often than is
+// when rows changed. `rowsReset` in their place says that the rows changed more often than is
 // remembered: the receiver has to read the list again.
 class PlixEvent : public PlixHash {
 public:
@@ -40,6 +40,7 @@ public:
     void setRowsEvents(const PlixList<PlixRowEvent>& events) {
         setMember(QStringLiteral("rowsEvents"), static_cast<const QVariantList&>(events));
     }
+    void setRowsReset() { setMember(QStringLiteral("rowsReset"), true); }
 };
 
 // One path to watch.

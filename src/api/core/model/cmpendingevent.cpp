@@ -8,9 +8,7 @@ CMPendingEvent CMPendingEvent::ofValue() {
 
 CMPendingEvent CMPendingEvent::fromRowEvents(const QVariantList& events) {
     CMPendingEvent event;
-    event.m_rowsChanged = true;
-    if (events.size() <= maximumRowEvents)
-        event.m_rowEvents = events;
+    event.m_rows.append(events);
     return event;
 }
 
@@ -19,14 +17,7 @@ void CMPendingEvent::merge(const CMPendingEvent& later) {
         m_value = later.m_value;
         m_valueChanged = true;
     }
-    if (!later.m_rowsChanged)
-        return;
-    const bool gaveUp = (m_rowsChanged && m_rowEvents.isEmpty()) || later.m_rowEvents.isEmpty();
-    if (gaveUp || m_rowEvents.size() + later.m_rowEvents.size() > maximumRowEvents)
-        m_rowEvents.clear();
-    else
-        m_rowEvents += later.m_rowEvents;
-    m_rowsChanged = true;
+    m_rows.append(later.m_rows);
 }
 
 PlixEvent CMPendingEvent::toEvent(const CMPath& path) const {
@@ -34,7 +25,9 @@ PlixEvent CMPendingEvent::toEvent(const CMPath& path) const {
     event.setPath(path);
     if (m_valueChanged)
         event.setValue(m_value);
-    if (m_rowsChanged)
-        event.setRowsEvents(PlixList<PlixRowEvent>(m_rowEvents));
+    if (m_rows.isLost())
+        event.setRowsReset();
+    else if (!m_rows.isEmpty())
+        event.setRowsEvents(m_rows.events());
     return event;
 }
