@@ -211,6 +211,43 @@ private Q_SLOTS:
         QVERIFY(modify(id, many, {"lab:a"}));
     }
 
+    void sharesQueuesBetweenClients() {
+        const auto open = [this](const char* client) { return modify({}, {"lab:a"}, {}, client); };
+        CMEventQueue* quiet = open("quiet");
+        CMEventQueue* following = open("following");
+        const QString quietId = quiet->id().toString();
+        const QString followingId = following->id().toString();
+        poll(following);
+
+        // Only the hasty client loses queues, the oldest first, and none that it polls.
+        CMEventQueue* polled = open("hasty");
+        poll(polled);
+        const QString first = open("hasty")->id().toString();
+        const QString second = open("hasty")->id().toString();
+        for (int count = 3; count <= CMEventQueueManager::maximumQueuesPerClient; ++count)
+            QVERIFY(open("hasty"));
+        QVERIFY(!m_manager->getQueue(first) && m_manager->getQueue(second));
+        QVERIFY(m_manager->getQueue(polled->id().toString()) && m_manager->getQueue(quietId));
+        // One that polls them all is refused further ones, and only it is.
+        for (int count = 0; count < CMEventQueueManager::maximumQueuesPerClient; ++count)
+            poll(open("busy"));
+        QVERIFY(!open("busy") && open("hasty") && open("other"));
+
+        // Many clients together: the oldest of all that were never polled.
+        for (int count = 0; count < CMEventQueueManager::maximumQueues; ++count)
+            QVERIFY(open(QByteArray::number(count % 20).constData()));
+        QVERIFY(!m_manager->getQueue(quietId) && m_manager->getQueue(followingId));
+
+        // The same for subscriptions.
+        QStringList many;
+        for (int count = 0; count < CMEventQueueManager::maximumPathsPerQueue; ++count)
+            many.append(QStringLiteral("made:up/%1").arg(count));
+        const QString wide = modify({}, many, {}, "wide")->id().toString();
+        for (int count = 0; count < 4; ++count)
+            QVERIFY(modify({}, many, {}, "wide"));
+        QVERIFY(!m_manager->getQueue(wide) && m_manager->getQueue(followingId));
+    }
+
     void survivesItsClients() {
         CMEventQueue* queue = modify({}, {"lab:a"});
         QByteArray answer;
@@ -243,10 +280,11 @@ private:
             list.append(QVariantHash{{"path", path}});
         return PlixList<PlixEventSubscribe>(list);
     }
-    CMEventQueue* modify(const QString& id, const QStringList& add, const QStringList& drop = {}) {
+    CMEventQueue* modify(const QString& id, const QStringList& add, const QStringList& drop = {},
+                         const char* client = "") {
         auto subscribe = entries(add);
         auto unsubscribe = entries(drop);
-        return m_manager->modifyQueue(id, subscribe, unsubscribe);
+        return m_manager->modifyQueue(id, subscribe, unsubscribe, client);
     }
     QByteArray poll(CMEventQueue* queue) {
         QByteArray answer;

@@ -1,6 +1,8 @@
+#include "core/model/cmeventqueuemanager.h"
 #include "rawclient.h"
 #include "testdevice.h"
 
+#include <QHostAddress>
 #include <QTest>
 
 class TestEventResponder : public QObject {
@@ -69,6 +71,25 @@ private Q_SLOTS:
         }
     }
 
+    void oneAddressLeavesRoomForOthers() {
+        QByteArray paths;
+        for (int count = 0; count < CMEventQueueManager::maximumPathsPerQueue; ++count)
+            paths += (paths.isEmpty() ? "" : ",") + pathEntry("made:" + QByteArray::number(count));
+        const QByteArray body = "{\"subscribe\":[" + paths + "]}";
+        HttpReply reply = request("modifyQueue", body);
+        for (; reply.status == 200; reply = request("modifyQueue", body))
+            QCOMPARE(poll(reply.body.mid(1, 38)), QByteArray("[]\n"));
+        QCOMPARE(reply.status, 400);
+        RawClient other(m_device->port());
+        other.abort();
+        QVERIFY(other.socket().bind(QHostAddress("127.0.0.2")));
+        other.socket().connectToHost("127.0.0.1", quint16(m_device->port()));
+        QVERIFY(other.socket().waitForConnected());
+        other.send(RawClient::requestBytes("POST", "/api/event/modifyQueue",
+                                           "Content-Type: application/json\r\n", body));
+        QCOMPARE(other.readReply().status, 200);
+    }
+
     void workerEndsWhileAPollWaits() {
         RawClient client(m_device->port());
         startPoll(client, subscribe("player:player/volume"));
@@ -82,10 +103,10 @@ private:
         return RawClient::request(m_device->port(), method, "/api/event/" + target,
                                   "Content-Type: application/json\r\n", body);
     }
+    static QByteArray pathEntry(const QByteArray& path) { return "{\"path\":\"" + path + "\"}"; }
     // The identifier of a new queue that watches the path.
     QByteArray subscribe(const QByteArray& path) const {
-        return request("modifyQueue", "{\"subscribe\":[{\"path\":\"" + path + "\"}]}")
-            .body.mid(1, 38);
+        return request("modifyQueue", "{\"subscribe\":[" + pathEntry(path) + "]}").body.mid(1, 38);
     }
     QByteArray poll(const QByteArray& queue) const {
         return request("pollQueue?timeout=0&queueId=" + queue).body;

@@ -13,6 +13,7 @@ CMEventQueue::CMEventQueue(const QUuid& id, CMEventQueueManager* manager)
 CMEventQueue::~CMEventQueue() = default;
 
 void CMEventQueue::poll(CMEventQueueRequest* request, int timeout) {
+    m_manager->setPolled(this);
     std::unique_ptr<CMEventQueueRequest> incoming(request);
     const auto earlier = std::move(m_waiting);
     const PlixList<PlixEvent> events = takeEvents();

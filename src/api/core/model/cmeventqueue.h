@@ -58,6 +58,9 @@ private:
     PlixList<PlixEvent> takeEvents();
 
     const QUuid m_id;
+    // What the manager's shares know it by.
+    QString m_client;
+    quint64 m_number = 0;
     CMEventQueueManager* const m_manager;
     // While it waits, nothing is pending.
     std::unique_ptr<CMEventQueueRequest> m_waiting;

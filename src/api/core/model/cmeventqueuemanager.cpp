@@ -44,7 +44,8 @@ CMEventQueueManager::~CMEventQueueManager() = default;
 
 CMEventQueue* CMEventQueueManager::modifyQueue(const QString& queueId,
                                                PlixList<PlixEventSubscribe>& subscribe,
-                                               PlixList<PlixEventSubscribe>& unsubscribe) {
+                                               PlixList<PlixEventSubscribe>& unsubscribe,
+                                               const QString& client) {
     QSet<CMPath> added;
     QSet<CMPath> removed;
     if (!CMRoot() || !readPaths(subscribe, &added) || !readPaths(unsubscribe, &removed))
@@ -53,14 +54,14 @@ CMEventQueue* CMEventQueueManager::modifyQueue(const QString& queueId,
     CMEventQueue* queue = getQueue(queueId);
     const QSet<CMPath> before = queue ? queue->m_paths : QSet<CMPath>();
     const QSet<CMPath> paths = (before - removed) + added;
-    if ((!queue && m_queues.size() >= maximumQueues) || paths.size() > maximumPathsPerQueue ||
-        m_subscriptions - before.size() + paths.size() > maximumSubscriptions) {
+    const Need need{queue ? queue->m_client : client, queue ? 0 : 1, paths.size() - before.size()};
+    if (paths.size() > maximumPathsPerQueue || !makeRoom(need, queue)) {
         dbglog_warning("limit of event queues or of their paths reached");
         return nullptr;
     }
 
     if (!queue)
-        queue = createQueue();
+        queue = createQueue(client);
     setPaths(queue, paths);
     return queue;
 }
@@ -69,8 +70,36 @@ CMEventQueue* CMEventQueueManager::getQueue(const QString& queueId) const {
     return m_queues.value(queueId).data();
 }
 
-CMEventQueue* CMEventQueueManager::createQueue() {
+bool CMEventQueueManager::isWithinShare(const Need& need) const {
+    const CMQueueShares::Share share = m_shares.of(need.client);
+    return share.queues + need.queues <= maximumQueuesPerClient &&
+           share.subscriptions + need.subscriptions <= maximumSubscriptionsPerClient;
+}
+
+bool CMEventQueueManager::isWithinLimits(const Need& need) const {
+    return m_queues.size() + need.queues <= maximumQueues &&
+           m_shares.subscriptions() + need.subscriptions <= maximumSubscriptions;
+}
+
+bool CMEventQueueManager::makeRoom(const Need& need, const CMEventQueue* kept) {
+    // What takes nothing is always allowed, also where a limit is reached already.
+    while (need.queues > 0 || need.subscriptions > 0) {
+        const bool isWithin = isWithinShare(need);
+        if (isWithin && isWithinLimits(need))
+            return true;
+        CMEventQueue* const oldest =
+            isWithin ? m_shares.oldestUnpolled() : m_shares.oldestUnpolled(need.client);
+        if (!oldest || oldest == kept)
+            return false;
+        expire(oldest);
+    }
+    return true;
+}
+
+CMEventQueue* CMEventQueueManager::createQueue(const QString& client) {
     const QSharedPointer<CMEventQueue> queue(new CMEventQueue(QUuid::createUuid(), this));
+    queue->m_client = client;
+    queue->m_number = m_shares.add(client, queue.data());
     m_queues.insert(queue->id().toString(), queue);
     scheduleExpiry(queue.data());
     return queue.data();
@@ -79,7 +108,7 @@ CMEventQueue* CMEventQueueManager::createQueue() {
 void CMEventQueueManager::setPaths(CMEventQueue* queue, const QSet<CMPath>& paths) {
     const QSet<CMPath> before = queue->m_paths;
     queue->setPaths(paths);
-    m_subscriptions += paths.size() - before.size();
+    m_shares.addSubscriptions(queue->m_client, paths.size() - before.size());
     for (const CMPath& path : before - paths)
         unwatch(path, queue);
     for (const CMPath& path : paths - before)
@@ -171,6 +200,10 @@ void CMEventQueueManager::deliver(const CMPath& path, const Watch& watch,
     }
 }
 
+void CMEventQueueManager::setPolled(CMEventQueue* queue) {
+    m_shares.setPolled(queue->m_client, queue->m_number);
+}
+
 void CMEventQueueManager::schedule(CMEventQueue* queue, qint64 milliseconds) {
     m_deadlines.erase({queue->m_deadline, queue});
     queue->m_deadline = m_clock.elapsed() + milliseconds;
@@ -208,6 +241,7 @@ void CMEventQueueManager::expire(CMEventQueue* queue) {
     const QString queueId = queue->id().toString();
     m_deadlines.erase({queue->m_deadline, queue});
     setPaths(queue, {});
+    m_shares.remove(queue->m_client, queue->m_number);
     m_queues.remove(queueId);
     dbglog_debug("event queue expired: " << queueId);
     Q_EMIT expired(queueId);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "core/model/cmeventqueue.h"
+#include "core/model/cmqueueshares.h"
 #include "core/plixvalue.h"
 
 #include <QElapsedTimer>
@@ -27,6 +28,10 @@ public:
     static constexpr int maximumPathsPerQueue = 4096;
     static constexpr int maximumPathLength = 1024;
     static constexpr int maximumSubscriptions = 65536;
+    // Of one client, so that it takes many to keep others from having any. Every browser without
+    // tabs that share has one queue per tab, and an address may stand for a whole network.
+    static constexpr int maximumQueuesPerClient = 2000;
+    static constexpr int maximumSubscriptionsPerClient = maximumSubscriptions / 4;
 
     explicit CMEventQueueManager(QObject* parent = nullptr);
     ~CMEventQueueManager() override;
@@ -35,10 +40,13 @@ public:
     void setExpiry(int milliseconds) { m_expiryMs = milliseconds; }
 
     // Adds and removes subscriptions of the queue, or of a new one when `queueId` names none. A
-    // path in both lists stays subscribed. Null, with nothing changed, when an entry names no path
-    // or a limit is reached.
+    // path in both lists stays subscribed. A new queue counts towards the share of `client`, a text
+    // that tells clients apart, such as an address. Where a limit is reached, queues that were
+    // never polled are let go, the oldest first. Null, with the queue unchanged, when an entry
+    // names no path or that does not help.
     CMEventQueue* modifyQueue(const QString& queueId, PlixList<PlixEventSubscribe>& subscribe,
-                              PlixList<PlixEventSubscribe>& unsubscribe);
+                              PlixList<PlixEventSubscribe>& unsubscribe,
+                              const QString& client = QString());
     // Null when there is no such queue.
     CMEventQueue* getQueue(const QString& queueId) const;
 
@@ -69,7 +77,18 @@ private:
     void startTimer();
     void expire(CMEventQueue* queue);
 
-    CMEventQueue* createQueue();
+    CMEventQueue* createQueue(const QString& client);
+    // What a request adds to what `client` has.
+    struct Need {
+        QString client;
+        int queues;
+        int subscriptions;
+    };
+    bool isWithinShare(const Need& need) const;
+    bool isWithinLimits(const Need& need) const;
+    // Lets queues go until there is room, but not `kept`. False when that does not help.
+    bool makeRoom(const Need& need, const CMEventQueue* kept);
+    void setPolled(CMEventQueue* queue);
     void setPaths(CMEventQueue* queue, const QSet<CMPath>& paths);
     void watch(const CMPath& path, CMEventQueue* queue);
     void unwatch(const CMPath& path, CMEventQueue* queue);
@@ -79,7 +98,7 @@ private:
     void deliver(const CMPath& path, const Watch& watch, const CMPendingEvent& event);
 
     int m_expiryMs = defaultExpiryMs;
-    int m_subscriptions = 0;
+    CMQueueShares m_shares;
     QHash<QString, QSharedPointer<CMEventQueue>> m_queues;
     QHash<CMPath, std::shared_ptr<Watch>> m_watches;
     // One timer serves the deadlines of all queues.

@@ -100,8 +100,8 @@ void EventResponder::modifyQueue() {
     bool isLegacy = false;
     PlixList<PlixEventSubscribe> subscribe = toSubscriptions(data.subscribe, &isLegacy);
     PlixList<PlixEventSubscribe> unsubscribe = toSubscriptions(data.unsubscribe, &isLegacy);
-    const CMEventQueue* queue =
-        m_shared->eventQueues()->modifyQueue(data.queueId, subscribe, unsubscribe);
+    const CMEventQueue* queue = m_shared->eventQueues()->modifyQueue(
+        data.queueId, subscribe, unsubscribe, request().remoteAddress());
     if (!queue)
         return refuse(400, QStringLiteral("Unable to subscribe or unsubscribe paths!"));
 
