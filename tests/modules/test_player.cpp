@@ -45,11 +45,13 @@ private Q_SLOTS:
     void init() {
         m_media = std::make_unique<CMNodesWorker>(QVariantHash(), "media");
         const QVector<QVariantHash> rows{node("a", 400), node("b", 300), node("c", 60000)};
-        for (const QVariantHash& track : rows + QVector{node("d", 0)})
+        QVariantHash secret = node("s", 0);
+        secret.insert("internal", true);
+        for (const QVariantHash& track : rows + QVector{node("d", 0), secret})
             m_media->setNode("media:/" + track.value("title").toString(), track);
         m_player = std::make_unique<PlayerWorker>(QVariantHash());
         QCoreApplication::processEvents();
-        m_media->setRows("media:/", rows);
+        m_media->setRows("media:/", QVector{secret} + rows);
     }
 
     void cleanup() { m_player.reset(); }
@@ -69,6 +71,18 @@ private Q_SLOTS:
         QCOMPARE(position(), 0);
     }
 
+    void showsNothingOfAnInternalRow() {
+        QVariantHash secret = node("s", 0);
+        secret.insert("internal", QVariantHash{{"bool_", true}});
+        m_player.reset();
+        m_player = std::make_unique<PlayerWorker>(QVariantHash{
+            {"nodes",
+             QVariantHash{{"player:queue", QVariantHash{{"rows", QVariantList{secret}}}}}}});
+        QCOMPARE(activate("player/play"), QString());
+        QCOMPARE(record("track").value("title").toString(), QString());
+        QCOMPARE(record("track").value("path").toString(), QString());
+    }
+
     void obeys_data() {
         // Commands, in which words in capitals stand for what obeys() says, and the outcome of the
         // last one: its error or what the player then does.
@@ -79,6 +93,8 @@ play what joins the queue |PLAY "media:/d"                               |playin
 play nothing              |queue/clear; PLAY                             |outOfRange
 play beyond the queue     |PLAY {AT 2}; PLAY {AT 3}                      |outOfRange
 play no node              |PLAY {AT 2}; PLAY "media:/none"               |nodeNotFound
+play what is internal     |PLAY "media:/s"                               |setData failed
+insert what is internal   |queue/insert {"path": "media:/s"}             |setData failed
 play a fraction           |PLAY {AT 0.5}                                 |typeMismatch
 previous after a while    |PLAY {AT 2}; player/seek 3000; player/previous|playing c a b c
 previous at the start     |PLAY {AT 1}; player/previous; player/previous |playing a a b c

@@ -1,11 +1,12 @@
 #include "playertrack.h"
 
 #include "core/model/cmroles.h"
+#include "core/model/cmvalues.h"
 #include "core/plixvalue.h"
 
 QStringList PlayerTrack::roles() {
-    return {PlixRolesType::Value(), PlixRoles::Title(), PlixRoles::Description(), PlixRoles::Icon(),
-            PlixRoles::Maximum()};
+    return {PlixRolesType::Value(), PlixRoles::Title(),   PlixRoles::Description(),
+            PlixRoles::Icon(),      PlixRoles::Maximum(), PlixRoles::Internal()};
 }
 
 PlayerTrack PlayerTrack::fromValues(const QVariantList& values) {
@@ -15,6 +16,7 @@ PlayerTrack PlayerTrack::fromValues(const QVariantList& values) {
     track.artist = values.value(2).toString();
     track.cover = values.value(3).toString();
     track.durationMs = values.value(4).toLongLong();
+    track.isInternal = CMValues::scalar(values.value(5)).toBool();
     return track;
 }
 
@@ -35,6 +37,8 @@ QVariantHash PlayerTrack::row() const {
 }
 
 QVariantHash PlayerTrack::record() const {
+    if (isInternal)
+        return PlayerTrack().record();
     return {
         {QStringLiteral("title"), title},         {QStringLiteral("artist"), artist},
         {QStringLiteral("path"), path},           {QStringLiteral("cover"), cover},

@@ -304,8 +304,11 @@ void PlayerWorker::on_mediaRows_changed() {
             return;
         QVector<PlayerTrack> tracks;
         const QVariantList rows = finished.value().rows().toList();
-        for (const QVariant& values : rows)
-            tracks.append(PlayerTrack::fromValues(values.toList()));
+        for (const QVariant& values : rows) {
+            const PlayerTrack track = PlayerTrack::fromValues(values.toList());
+            if (!track.isInternal)
+                tracks.append(track);
+        }
         if (m_awaitsMedia)
             fillQueue(tracks);
         else
@@ -351,9 +354,12 @@ void PlayerWorker::findTrack(const QString& path, const Reply& reply,
     data.onFinished(this, [path, reply, found](const CMReply<QVariantList>& finished) {
         if (const CMError error = finished.error())
             return reply.fail(error);
+        PlayerTrack track = PlayerTrack::fromValues(finished.value().mid(1));
+        if (track.isInternal)
+            return reply.fail(CMError::fromName(QStringLiteral("setData failed"),
+                                                QStringLiteral("Node is internal")));
         if (finished.value().value(0) != QLatin1String("audio"))
             return reply.fail(typeMismatch("The path names no track"));
-        PlayerTrack track = PlayerTrack::fromValues(finished.value().mid(1));
         track.path = path;
         found(track);
     });
