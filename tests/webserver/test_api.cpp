@@ -15,7 +15,7 @@ QVariantHash nodes() {
                             QVariantHash{{"title", "Three"}, {"value", "c"}}};
     return {{"player:player/volume", valueNode("i32_", 30, {{"title", "Volume"}})},
             {"ui:/list", QVariantHash{{"title", "List"}, {"rows", rows}}},
-            {"ui:secret", QVariantHash{{"value", "hush"}, {"internal", true}}},
+            {"ui:secret", QVariantHash{{"value", "hush"}, {"internal", true}, {"activate", false}}},
             {"ui:typed", QVariantHash{{"internal", QVariantHash{{"bool_", true}}}, {"rows", rows}}},
             {"ui:free", QVariantHash{{"value", "text"}}},
             {strictPath, valueNode("bool_", false, {{"internal", true}})}};
@@ -108,6 +108,24 @@ private Q_SLOTS:
         QCOMPARE(post(*m_device, "setData", fields, form).body, QByteArray(R"("b ü")"));
         QCOMPARE(post(device, "setData", R"({"path":"ui:free","role":"value","value":1})").body,
                  QByteArray("1"));
+    }
+
+    void clientsMakeNoHttpRequests() {
+        class Source : public CMNodesWorker {
+        public:
+            using CMNodesWorker::CMNodesWorker;
+            void setDataRequest(const CMSetDataRequest& request) override {
+                request.reply.finish(request.role);
+            }
+        };
+        TestDevice device;
+        Source source({}, "live");
+        source.setNode("live:x", {});
+        const QByteArray url = "/api/setData?path=live:x&value=%7B%7D&role=";
+        QCOMPARE(RawClient::get(device.port(), url + "activate").body, QByteArray("\"activate\""));
+        QCOMPARE(
+            RawClient::get(device.port(), url + "httpRequest").body,
+            errorBody("notModifiable", R"(Role \"httpRequest\" of \"live:x\" cannot be modified)"));
     }
 
     void keptRowsFollowTheirList() {

@@ -8,7 +8,9 @@
 #include <QSslCertificate>
 #include <QSslKey>
 #include <QTest>
+#include <glib.h>
 
+#include <cstdlib>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
@@ -32,6 +34,16 @@ class TestWebserver : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
+    void pipeNamesDoNotFollowFromTheTime() {
+        qint64 seed = g_get_monotonic_time() / 1000;
+        const TestDevice device;
+        const long drawn = random();
+        for (; seed <= g_get_monotonic_time() / 1000; ++seed) {
+            srandom(static_cast<unsigned int>(seed));
+            QVERIFY(random() != drawn);
+        }
+    }
+
     void deviceCertificateFollowsTheAddresses() {
         {
             TestDevice device(TestDevice::httpsNodes());

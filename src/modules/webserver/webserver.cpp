@@ -25,7 +25,10 @@
 #include <QHostAddress>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdlib>
+#include <cstring>
+#include <sys/random.h>
 
 namespace {
 
@@ -59,13 +62,23 @@ QSet<QString> addressesOf(const PlixValue& networkInfo) {
     return addresses;
 }
 
+// A seed that nobody can guess: who knows the time since the start of the machine would know the
+// names of stream pipes.
+unsigned int randomSeed() {
+    unsigned int seed = 0;
+    if (getrandom(&seed, sizeof seed, 0) == ssize_t(sizeof seed))
+        return seed;
+    dbglog_warning("No random seed: " << strerror(errno));
+    return static_cast<unsigned int>(g_get_monotonic_time());
+}
+
 } // namespace
 
 WebserverWorker::WebserverWorker(const QVariantHash& config)
     : CMNodesWorker(config, QStringLiteral("SoupServer")) {
     dbglog_scopedFunction;
     // The names of stream pipes are drawn from this generator.
-    srandom(static_cast<unsigned int>(g_get_monotonic_time() / 1000));
+    srandom(randomSeed());
 
     m_documentRoot = setting(PlixWebserverDocumentRootPath()).string_();
     m_defaultLocation = setting(PlixWebserverDefaultLocationPath()).string_();

@@ -294,6 +294,12 @@ void ApiResponder::setData() {
     QVariant value;
     if (!parseSetDataRequest(&encodedPath, &role, &value))
         return;
+    // A worker trusts the pipe and the addresses in a request, and answers with paths of files.
+    // Only the web server itself makes requests.
+    if (role == PlixRoles::HttpRequest())
+        return respondWithError(CMError::fromName(
+            CMErrorNames::notModifiable(),
+            QStringLiteral("Role \"%1\" of \"%2\" cannot be modified").arg(role, encodedPath)));
     const CMPath path = pathFrom(encodedPath);
     const CMReply<QList<QVariant>> reply;
     CMRoot()->getData(path, {PlixRoles::Internal()}, reply);
