@@ -35,6 +35,7 @@ internal record |getData?path=ui:typed&roles=value||#getData failed#Node is inte
 internal list   |getRows?path=ui:typed&roles=title&from=0&to=0||ROWS[HIDDEN]END
 too many roles  |getData?FREE&roles=MANY||#Error#too many roles!
 internal, set   |SET=1&path=ui:secret||#setData failed#Node is internal
+internal, act   |setData?role=activate&value=1&path=ui:secret||#setData failed#Node is internal
 post            |getData|{"path":"ui:free","roles":["value","title"]}|["text",null]
 posted numbers  |getRows|{LISTED,"from":"0","to":0,"version":1}|ROWS["One"]END
 posted fraction |getRows|{LISTED,"from":0.5,"to":1}|#Error#invalid from or to or version!
