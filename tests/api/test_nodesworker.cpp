@@ -14,6 +14,7 @@ const char configuration[] = R"({"nodes": {
     "lab:volume": {"title": "Volume", "value": {"i32_": 30}, "minimum": 0, "maximum": {"i32_": 100},
                    "internal": false},
     "lab:big": {"value": {"i64_": 0}, "minimum": -9007199254740993, "maximum": 9007199254740993},
+    "lab:action": {"activate": true},
     "lab:fixed": {"value": {"i32_": 1}, "modifiable": {"bool_": false}},
     "lab:free": {"value": {"any": [1]}},
     "lab:real": {"value": {"double_": 0}},
@@ -43,7 +44,9 @@ private Q_SLOTS:
 scalar into a record          |volume|value   |25              |{"i32_":25}
 at an exact limit             |big   |value   |9007199254740993|{"i64_":9007199254740993}
 anything into an untyped node |free  |value   |["x"]           |["x"]
-role that the node lacks      |volume|activate|[1]             |[1]
+role that the node lacks      |volume|icon    |[1]             |[1]
+action                        |action|activate|[1]             |[1]
+activation of what is none    |volume|activate|true            |notModifiable
 text into a number            |volume|value   |"25"            |typeMismatch
 below the minimum             |volume|value   |-1              |outOfRange
 above a typed maximum         |volume|value   |101             |outOfRange

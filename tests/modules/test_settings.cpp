@@ -39,6 +39,8 @@ private Q_SLOTS:
             // Still to be saved when the worker ends.
             QCOMPARE(setData(brightnessPath, "value", 70), QString());
             QCOMPARE(setData(portPath, "value", 1), QString());
+            QCOMPARE(setData(languagePath, "title", "lost"), QStringLiteral("notModifiable"));
+            QCOMPARE(setData("settings:/gone", "title", "x"), QStringLiteral("nodeNotFound"));
         }
         QVERIFY(isPrivate("settings.json"));
         {

@@ -43,9 +43,18 @@ SettingsWorker::~SettingsWorker() {
         save();
 }
 
-void SettingsWorker::stored(const QString& path, const QString& role, const QVariant& value) {
-    if (role != PlixRolesType::Value() || isDeviceNode(path) ||
-        CMValues::same(m_kept.value(path), value))
+// Of other roles nothing would be left after the next start.
+void SettingsWorker::setDataRequest(const CMSetDataRequest& request) {
+    const QString path = request.path.toEncoded();
+    if (!hasNode(path) || request.role == PlixRolesType::Value())
+        return CMNodesWorker::setDataRequest(request);
+    request.reply.fail(CMError::fromName(
+        CMErrorNames::notModifiable(),
+        QStringLiteral("Role \"%1\" of \"%2\" cannot be modified").arg(request.role, path)));
+}
+
+void SettingsWorker::stored(const QString& path, const QString&, const QVariant& value) {
+    if (isDeviceNode(path) || CMValues::same(m_kept.value(path), value))
         return;
     m_kept.insert(path, value);
     if (!m_saveTimer.isActive())

@@ -6,7 +6,7 @@
 #include <QTimer>
 
 // The device's settings. Values that clients write are kept in the state directory and come back
-// at the next start, over those of the device files.
+// at the next start, over those of the device files. No other role can be written.
 //
 // Configuration: "nodes"; "stateDir", the state directory; "overrides", the paths whose given
 // values win over kept ones; "developmentCa", true for an authority of the device's own when no
@@ -17,6 +17,8 @@ class SettingsWorker : public CMNodesWorker {
 public:
     explicit SettingsWorker(const QVariantHash& config);
     ~SettingsWorker() override;
+
+    void setDataRequest(const CMSetDataRequest& request) override;
 
 protected:
     void stored(const QString& path, const QString& role, const QVariant& value) override;

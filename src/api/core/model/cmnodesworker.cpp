@@ -204,7 +204,10 @@ void CMNodesWorker::setDataRequest(const CMSetDataRequest& request) {
 // Whether the request may be carried out, and the value to store then.
 CMError CMNodesWorker::checkWrite(const Node& node, const CMSetDataRequest& request,
                                   QVariant* value) const {
-    const bool isKnown = node.roles.contains(request.role) || CMAllRoles().contains(request.role);
+    // A role that a node may get by being written. Only a node that has it can be activated.
+    const bool mayHave =
+        request.role != PlixRoles::Activate() && CMAllRoles().contains(request.role);
+    const bool isKnown = node.roles.contains(request.role) || mayHave;
     const QVariant modifiable = CMValues::scalar(node.roles.value(PlixRoles::Modifiable(), true));
     if (!isKnown || isGuard(request.role) || !modifiable.toBool()) {
         return CMError::fromName(CMErrorNames::notModifiable(),
