@@ -26,6 +26,11 @@ const ROWS_PER_REQUEST = 200;
 /** A list that changes while it is fetched is fetched again, at most this many times. */
 const LIST_ATTEMPTS = 5;
 
+/** The device follows no longer path. */
+const LONGEST_PATH = 1024;
+/** Paths without a worker, which the device takes for these, too. */
+const LEGACY_PREFIXES = [['/player', 'player:player'], ['/ui', 'ui:']];
+
 const TYPED_MEMBERS = ['string_', 'bool_', 'i32_', 'i64_', 'double_'];
 
 /**
@@ -39,16 +44,72 @@ export function plain(value) {
     return members.length === 1 && TYPED_MEMBERS.includes(members[0]) ? value[members[0]] : value;
 }
 
+/** Marks an integer that no number can hold; drawn anew, so that no text has it by chance. */
+const MARK = `integer-${Math.random()}-`;
+const MARKED = new RegExp(`"${MARK}(-?\\d+)"`, 'g');
+
+/**
+ * Reads JSON. Integers beyond 2^53, which a number would round, become a `BigInt`.
+ * @param {string} text
+ * @throws {SyntaxError}
+ */
+export function fromJson(text) {
+    if (!/\d{16}/.test(text))
+        return JSON.parse(text);
+    const marked = text.replace(/"[^"\\]*(?:\\.[^"\\]*)*"|-?\d[\d.eE+-]*/g, token =>
+        /^-?\d{16,}$/.test(token) && !Number.isSafeInteger(Number(token)) ? `"${MARK}${token}"` : token);
+    return JSON.parse(marked, (_, value) =>
+        typeof value === 'string' && value.startsWith(MARK) ? BigInt(value.slice(MARK.length)) : value);
+}
+
+/** Writes JSON, in which a `BigInt` is an integer. */
+export function toJson(value) {
+    return JSON.stringify(value, (_, member) =>
+        typeof member === 'bigint' ? `${MARK}${member}` : member)?.replace(MARKED, '$1');
+}
+
+/** The path as the device names it in events; what no text can hold becomes U+FFFD, as in URLs. */
+function current(path) {
+    const text = String(path ?? '').replace(/\p{Surrogate}/gu, '\ufffd');
+    const [legacy, prefix] = LEGACY_PREFIXES.find(([start]) => text.startsWith(start)) ?? ['', ''];
+    return prefix + text.slice(legacy.length);
+}
+
+/** Calls a listener. Its faults are its own: they are reported as if nobody had called. */
+function call(listener, ...values) {
+    try {
+        listener(...values);
+    } catch (error) {
+        (globalThis.reportError ?? console.error)(error);
+    }
+}
+
+function checkedBase(base) {
+    if (!base)
+        return '';
+    try {
+        const { protocol, origin, pathname } =
+            new URL(base, base.startsWith('/') ? globalThis.location?.href : undefined);
+        if (protocol !== 'http:' && protocol !== 'https:')
+            throw new TypeError(`"${protocol}" is not supported`);
+        return origin + pathname.replace(/\/+$/, '');
+    } catch (cause) {
+        throw new PlixError(`No address of a device: "${base}"`, 'invalidBase', 0, { cause });
+    }
+}
+
 /** A failed request. `message` is the device's own text. */
 export class PlixError extends Error {
     /**
      * @param {string} message
      * @param {string} name the data model's error name ("nodeNotFound", ...), "offline" when the
-     *     device did not answer, "http" for an answer that is none of the data model's
+     *     device did not answer, "http" for an answer that is none of the data model's,
+     *     "invalidPath" for a path that cannot be followed, "invalidBase"
      * @param {number} status HTTP status, 0 when there was no answer
+     * @param {{cause: *}} [options] what led to it
      */
-    constructor(message, name, status = 0) {
-        super(message);
+    constructor(message, name, status = 0, options = undefined) {
+        super(message, options);
         this.name = name;
         this.status = status;
     }
@@ -66,13 +127,14 @@ export class Plix extends EventTarget {
     /**
      * @param {string} base where the device is ("https://192.168.1.5:8443"); empty for the device
      *     that this page came from
+     * @throws {PlixError} "invalidBase"
      */
     constructor(base = '') {
         super();
-        this.#base = base;
+        this.#base = checkedBase(base);
         this.#feed = new EventFeed(
             (path, options) => this.#fetch(path, options),
-            `plix-events:${base}`,
+            `plix-events:${this.#base}`,
             () => this.dispatchEvent(new Event('connection')));
     }
 
@@ -89,7 +151,8 @@ export class Plix extends EventTarget {
      * Reads a node.
      * @param {string} path
      * @param {string|string[]} roles one role, several, or "@all"
-     * @returns {Promise<*>} for one role its plain value, else an object of role to value as stored
+     * @returns {Promise<*>} for one role its plain value, else an object of role to value as stored;
+     *     integers beyond 2^53 are of the type `BigInt`, here and everywhere
      * @throws {PlixError}
      */
     async get(path, roles = 'value') {
@@ -153,7 +216,7 @@ export class Plix extends EventTarget {
     /**
      * Writes one role of a node.
      * @param {string} path
-     * @param {*} value anything that JSON can say
+     * @param {*} value anything that JSON can say; a `BigInt` is an integer
      * @param {string} [role]
      * @returns {Promise<*>} what the node answers, usually the value now stored
      * @throws {PlixError}
@@ -162,7 +225,7 @@ export class Plix extends EventTarget {
         return this.#json('/api/setData', {
             method: 'POST',
             headers: { 'Content-Type': 'application/json' },
-            body: JSON.stringify({ path, role, value }),
+            body: toJson({ path, role, value }),
         });
     }
 
@@ -179,25 +242,23 @@ export class Plix extends EventTarget {
 
     /**
      * Follows a node's value: the listener gets the plain value now, after every change, and again
-     * after the connection was lost.
+     * after the connection was lost. What it throws is reported like any uncaught error.
      * @param {string} path
      * @param {(value: *) => void} listener
-     * @param {(error: PlixError) => void} [failed] the node cannot be read
-     * @returns {() => void} stops following
+     * @param {(error: PlixError) => void} [failed] the node cannot be read or not be followed
+     * @returns {() => void} stops following: nobody is called from then on
      */
     watch(path, listener, failed = () => {}) {
         let changes = 0;
-        return this.subscribe(path, {
+        let stopped = false;
+        const unsubscribe = this.subscribe(path, {
             ready: async () => {
                 const before = changes;
-                try {
-                    const value = await this.get(path);
-                    // An event that overtook this answer is the newer one.
-                    if (changes === before)
-                        listener(value);
-                } catch (error) {
-                    failed(error);
-                }
+                const answer = await this.get(path).then(
+                    value => [listener, value], error => [failed, error]);
+                // An event that overtook this answer is the newer one.
+                if (!stopped && (changes === before || answer[0] === failed))
+                    call(...answer);
             },
             event: event => {
                 if (!('value' in event))
@@ -205,7 +266,12 @@ export class Plix extends EventTarget {
                 changes++;
                 listener(plain(event.value));
             },
+            failed,
         });
+        return () => {
+            stopped = true;
+            unsubscribe();
+        };
     }
 
     /**
@@ -214,8 +280,8 @@ export class Plix extends EventTarget {
      * @param {string} path
      * @param {string[]} roles
      * @param {(rows: object[]) => void} listener
-     * @param {(error: PlixError) => void} [failed]
-     * @returns {() => void} stops following
+     * @param {(error: PlixError) => void} [failed] as with `watch`
+     * @returns {() => void} stops following: nobody is called from then on
      */
     watchList(path, roles, listener, failed = () => {}) {
         let reading = false;
@@ -226,22 +292,20 @@ export class Plix extends EventTarget {
             if (reading)
                 return;
             reading = true;
-            try {
-                do {
-                    again = false;
-                    const rows = await this.list(path, roles);
-                    if (!again && !stopped)
-                        listener(rows);
-                } while (again && !stopped);
-            } catch (error) {
-                failed(error);
-            } finally {
-                reading = false;
-            }
+            let answer;
+            do {
+                again = false;
+                answer = await this.list(path, roles).then(
+                    rows => [listener, rows], error => [failed, error]);
+            } while (again && !stopped);
+            reading = false;
+            if (!stopped)
+                call(...answer);
         };
         const unsubscribe = this.subscribe(path, {
             ready: read,
             event: event => (event.rowsEvents || event.rowsReset) && read(),
+            failed,
         });
         return () => {
             stopped = true;
@@ -261,19 +325,21 @@ export class Plix extends EventTarget {
      * @param {(event: {path: string, value?: *, rowsEvents?: object[], rowsReset?: boolean}) => void}
      *     listener.event with rowsReset, the rows are to be read again
      * @param {() => void} [listener.ready]
+     * @param {(error: PlixError) => void} [listener.failed] the path cannot be followed: it is empty
+     *     or longer than 1,024 characters
      * @returns {() => void} unsubscribes
      */
-    subscribe(path, { event, ready = () => {} }) {
-        return this.#feed.follow(path, { event, ready });
+    subscribe(path, { event, ready = () => {}, failed = () => {} }) {
+        return this.#feed.follow(path, { event, ready, failed });
     }
 
     async #json(path, options = {}) {
         const { ok, status, text } = await this.#fetch(path, options);
         let answer;
         try {
-            answer = JSON.parse(text);
-        } catch {
-            throw new PlixError(text.trim() || `HTTP status ${status}`, 'http', status);
+            answer = fromJson(text);
+        } catch (cause) {
+            throw new PlixError(text.trim() || `HTTP status ${status}`, 'http', status, { cause });
         }
         if (ok)
             return answer;
@@ -291,8 +357,8 @@ export class Plix extends EventTarget {
             const response = await fetch(this.#base + path,
                 { ...options, cache: 'no-store', signal: abort.signal });
             return { ok: response.ok, status: response.status, text: await response.text() };
-        } catch {
-            throw new PlixError('The device does not answer.', 'offline');
+        } catch (cause) {
+            throw new PlixError('The device does not answer.', 'offline', 0, { cause });
         } finally {
             clearTimeout(timer);
             signal?.removeEventListener('abort', stop);
@@ -342,7 +408,12 @@ class EventFeed {
         this.#statusChanged = statusChanged;
     }
 
-    follow(path, listener) {
+    follow(given, { event, ready, failed }) {
+        const path = current(given);
+        if (!path || path.length > LONGEST_PATH)
+            return this.#refuse(given, failed);
+        // In the words of who follows it.
+        const listener = { ready, event: told => event({ ...told, path: given }) };
         this.#start();
         if (!this.#listeners.has(path))
             this.#listeners.set(path, new Set());
@@ -358,6 +429,13 @@ class EventFeed {
             this.#updatePresence();
             this.#announce();
         };
+    }
+
+    #refuse(path, failed) {
+        let stopped = false;
+        queueMicrotask(() => stopped || call(failed, new PlixError(
+            `Cannot be followed: ${path ? 'the path is too long' : 'there is no path'}`, 'invalidPath')));
+        return () => { stopped = true; };
     }
 
     #start() {
@@ -377,6 +455,8 @@ class EventFeed {
         const present = this.#listeners.size > 0 && globalThis.document?.visibilityState !== 'hidden';
         if (present === (this.#presence !== null))
             return;
+        // In node, the channel would keep the process that has nothing else to do.
+        this.#channel[present ? 'ref' : 'unref']?.();
         if (!present) {
             this.#presence.abort();
             this.#presence = null;
@@ -484,7 +564,7 @@ class EventFeed {
             body: JSON.stringify(body),
         });
         if (ok)
-            return JSON.parse(text);
+            return fromJson(text);
         throw new PlixError(text.trim(),
             text.startsWith('Unknown queue id!') ? 'unknownQueue' : 'http', status);
     }
@@ -580,8 +660,11 @@ class EventFeed {
         }
     }
 
-    #each(path, call) {
-        for (const listener of [...this.#listeners.get(path) ?? []])
-            call(listener);
+    #each(path, tell) {
+        for (const listener of [...this.#listeners.get(path) ?? []]) {
+            // One that is called before may have stopped it.
+            if (this.#listeners.get(path)?.has(listener))
+                call(tell, listener);
+        }
     }
 }

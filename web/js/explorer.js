@@ -1,6 +1,6 @@
 /** The data model explorer. Nodes are not listed anywhere, so it starts from well-known ones. */
 
-import { plain } from '../plix.js';
+import { fromJson, plain, toJson } from '../plix.js';
 import { $, device, element, startPage, toast } from './ui.js';
 
 const ROOTS = [
@@ -30,7 +30,7 @@ function readCommand() {
 function writeCommand() {
     let value = $('value').value.trim();
     try {
-        value = JSON.stringify(JSON.parse(value));
+        value = toJson(fromJson(value));
     } catch { /* shown as it is typed until it is JSON */ }
     const body = `{"path":${JSON.stringify(path)},"role":${JSON.stringify($('role').value)},"value":${value}}`;
     return `curl -k -H 'Content-Type: application/json' -d ${quoted(body)} ${quoted(`${location.origin}/api/setData`)}`;
@@ -43,7 +43,7 @@ function valueCell(value) {
     if (typeof inner === 'string' && PATH.test(inner))
         cell.append(element('button', { type: 'button', textContent: inner, onclick: () => open(inner) }));
     else
-        cell.textContent = value === null ? '' : JSON.stringify(value);
+        cell.textContent = value === null ? '' : toJson(value);
     return cell;
 }
 
@@ -112,7 +112,7 @@ async function opened() {
     showCommands();
     const [values] = await Promise.all([readRoles(), readRows()]);
     if (values && !$('value').value)
-        $('value').value = JSON.stringify(values.value ?? null);
+        $('value').value = toJson(values.value ?? null);
     showCommands();
     $('nodePath').focus();
 }
@@ -123,7 +123,7 @@ async function write(event) {
     outcome.classList.add('error');
     let value;
     try {
-        value = JSON.parse($('value').value);
+        value = fromJson($('value').value);
     } catch (error) {
         outcome.textContent = `This is not JSON: ${error.message}`;
         return;
@@ -131,7 +131,7 @@ async function write(event) {
     try {
         const answer = await device.set(path, value, $('role').value);
         outcome.classList.remove('error');
-        outcome.textContent = `Written. Answer: ${JSON.stringify(answer)}`;
+        outcome.textContent = `Written. Answer: ${toJson(answer)}`;
     } catch (error) {
         outcome.textContent = `${error.name}: ${error.message}`;
     }
@@ -144,7 +144,7 @@ function logEvent(event) {
     $('noEvents').hidden = true;
     $('log').prepend(element('li', {},
         element('time', { textContent: new Date().toLocaleTimeString() }),
-        `${changed} ${JSON.stringify(change)}`));
+        `${changed} ${toJson(change)}`));
     if ($('log').children.length > LOG_LENGTH)
         $('log').lastElementChild.remove();
     if (changed !== path)
