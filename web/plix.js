@@ -28,7 +28,7 @@ const LIST_ATTEMPTS = 5;
 
 /** The device follows no longer path. */
 const LONGEST_PATH = 1024;
-/** Paths without a worker, which the device takes for these, too. */
+/** Paths without a worker, and what the device takes them for. */
 const LEGACY_PREFIXES = [['/player', 'player:player'], ['/ui', 'ui:']];
 
 const TYPED_MEMBERS = ['string_', 'bool_', 'i32_', 'i64_', 'double_'];
@@ -44,7 +44,7 @@ export function plain(value) {
     return members.length === 1 && TYPED_MEMBERS.includes(members[0]) ? value[members[0]] : value;
 }
 
-/** Marks an integer that no number can hold; drawn anew, so that no text has it by chance. */
+/** Marks an integer that no number can hold; drawn, so that no text has it by chance. */
 const MARK = `integer-${Math.random()}-`;
 const MARKED = new RegExp(`"${MARK}(-?\\d+)"`, 'g');
 
@@ -246,7 +246,7 @@ export class Plix extends EventTarget {
      * @param {string} path
      * @param {(value: *) => void} listener
      * @param {(error: PlixError) => void} [failed] the node cannot be read or not be followed
-     * @returns {() => void} stops following: nobody is called from then on
+     * @returns {() => void} stops following; nobody is called any more
      */
     watch(path, listener, failed = () => {}) {
         let changes = 0;
@@ -281,7 +281,7 @@ export class Plix extends EventTarget {
      * @param {string[]} roles
      * @param {(rows: object[]) => void} listener
      * @param {(error: PlixError) => void} [failed] as with `watch`
-     * @returns {() => void} stops following: nobody is called from then on
+     * @returns {() => void} stops following; nobody is called any more
      */
     watchList(path, roles, listener, failed = () => {}) {
         let reading = false;
@@ -411,7 +411,7 @@ class EventFeed {
     follow(given, { event, ready, failed }) {
         const path = current(given);
         if (!path || path.length > LONGEST_PATH)
-            return this.#refuse(given, failed);
+            return this.#refuse(failed);
         // In the words of who follows it.
         const listener = { ready, event: told => event({ ...told, path: given }) };
         this.#start();
@@ -431,10 +431,10 @@ class EventFeed {
         };
     }
 
-    #refuse(path, failed) {
+    #refuse(failed) {
         let stopped = false;
-        queueMicrotask(() => stopped || call(failed, new PlixError(
-            `Cannot be followed: ${path ? 'the path is too long' : 'there is no path'}`, 'invalidPath')));
+        queueMicrotask(() => stopped || call(failed,
+            new PlixError('The path is empty or too long.', 'invalidPath')));
         return () => { stopped = true; };
     }
 

@@ -24,43 +24,26 @@
 </nav>
 <main id="main" class="sheet">
   <h1>Settings</h1>
-  <!-- The form carries the names of the nodes and the texts for a failure. A plain visit posts
-       nothing, so the three writes below then name no node, write nothing and say nothing. They
-       stand before the fields, which so show what is stored now. -->
-  <form class="card" method="post" action="settings.fcgi" id="settings">
+  <form class="card" method="post" action="save.fcgi" id="settings">
+    <input type="hidden" name="typed" value="_">
     <div class="field">
       <label for="name">Device name</label>
-      <p class="outcome" role="status"><?plix setData path="settings:/$nameNode" role="value" type="PlixValue:string_" value="$name" onSuccess="Device name saved" onError="$nameFailed" escape="html"?></p>
-      <input type="hidden" name="nameNode" value="device/name">
-      <input type="hidden" name="nameFailed" value="Device name not saved">
       <input id="name" name="name" required maxlength="60" autocomplete="off" aria-describedby="nameHint"
         value="<?plix getData path="settings:/device/name" roles="value" escape="html" onError=""?>">
       <p class="hint" id="nameHint">How this device is called on your network and at the top of these pages.</p>
     </div>
     <div class="field">
       <label for="language">Language</label>
-      <p class="outcome" role="status"><?plix setData path="settings:/$languageNode" role="value" type="PlixValue:string_" value="$language" onSuccess="Language saved" onError="$languageFailed" escape="html"?></p>
-      <input type="hidden" name="languageNode" value="ui/language">
-      <input type="hidden" name="languageFailed" value="Language not saved">
       <select id="language" name="language" aria-describedby="languageHint">
         <option selected><?plix getData path="settings:/ui/language" roles="value" escape="html" onError="en"?></option>
-        <option value="en">English (en)</option>
-        <option value="de">Deutsch (de)</option>
-        <option value="es">Español (es)</option>
-        <option value="fr">Français (fr)</option>
-        <option value="it">Italiano (it)</option>
-        <option value="nl">Nederlands (nl)</option>
-        <option value="pl">Polski (pl)</option>
-        <option value="sv">Svenska (sv)</option>
-        <option value="ja">日本語 (ja)</option>
+        <option value="en">English (en)</option><option value="de">Deutsch (de)</option><option value="es">Español (es)</option>
+        <option value="fr">Français (fr)</option><option value="it">Italiano (it)</option><option value="nl">Nederlands (nl)</option>
+        <option value="pl">Polski (pl)</option><option value="sv">Svenska (sv)</option><option value="ja">日本語 (ja)</option>
       </select>
       <p class="hint" id="languageHint">What the device announces to apps. These pages are in English.</p>
     </div>
     <div class="field">
       <label for="volume">Default volume</label>
-      <p class="outcome" role="status"><?plix setData path="settings:/$volumeNode" role="value" type="PlixValue:i32_" value="$volume" onSuccess="Default volume saved" onError="$volumeFailed" escape="html"?></p>
-      <input type="hidden" name="volumeNode" value="player/volume">
-      <input type="hidden" name="volumeFailed" value="Default volume not saved: it goes from 0 to 100">
       <input id="volume" name="volume" type="number" min="0" max="100" required aria-describedby="volumeHint"
         value="<?plix getData path="settings:/player/volume" roles="value" escape="html" onError=""?>">
       <p class="hint" id="volumeHint">From 0 to 100; how loud the device is after it has started.</p>

@@ -151,6 +151,11 @@ export class Device extends Plix {
         return true;
     }
 
+    /** The end of what it has logged. */
+    get log() {
+        return this.#log;
+    }
+
     async stop() {
         const stopped = this.#process;
         stopped.kill('SIGTERM');
