@@ -2,7 +2,8 @@
 # Sourced by the tests that are shell scripts: a folder $work that goes when the script ends, and
 # a host program that is started, asked and ended.
 
-# Not below /tmp, which with_own_tmp hides.
+tests=$(cd -- "$(dirname -- "${BASH_SOURCE[0]}")" && pwd -P)
+# Below the working folder, which owntmp keeps.
 work=$(mktemp -d -p "$PWD" device-XXXXXX)
 device_pid=
 end() {
@@ -31,7 +32,7 @@ free_port() {
 # run another device.
 with_own_tmp() {
     if unshare -rm true 2>/dev/null; then
-        exec unshare -rm sh -c 'mount -t tmpfs tmpfs /tmp && exec "$@"' sh "$@"
+        exec unshare -rm "$tests/owntmp" "$@"
     fi
     exec "$@"
 }
