@@ -20,9 +20,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstring>
+#include <malloc.h>
 #include <sys/resource.h>
 
 namespace {
+
+constexpr int largeBlockBytes = 256 * 1024;
 
 constexpr int usageError = 2;
 
@@ -167,6 +170,9 @@ int run(const HostOptions& options) {
 } // namespace
 
 int main(int argc, char** argv) {
+    // Answers of megabytes go back to the system when they have been sent. The allocator would
+    // raise this limit with the first of them, and keep the pieces of later ones.
+    mallopt(M_MMAP_THRESHOLD, largeBlockBytes);
     const QCoreApplication application(argc, argv);
     // Every wait on a connection makes GLib look up the text of an error that nobody reads, which
     // takes long in any other language.

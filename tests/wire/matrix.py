@@ -52,7 +52,8 @@ class Matrix:
     def all_cases(self):
         kinds = self.device.kinds
         for reader, kind, server, way in itertools.product(READERS, kinds.values(), SERVERS, WAYS):
-            if server not in kind.servers:
+            # HTTP/1.0 knows no chunks; a request with them is refused.
+            if server not in kind.servers or (way == "HTTP/1.0" and kind.name == "set-chunked"):
                 continue
             row = [kind.for_slow() if reader == "slow" else kind]
             if way == "pipelined":

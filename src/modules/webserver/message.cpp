@@ -278,7 +278,8 @@ void Message::responseBodyAdd(const char* data, qint64 length) {
     dbglog_scopedFunction;
     if (!isOpen())
         return;
-    notePending(length);
+    if (!hasRoomFor(length))
+        return;
     soup_message_body_append(m_data.message->response_body, SOUP_MEMORY_COPY, data,
                              static_cast<gsize>(length));
     unpause();
@@ -292,7 +293,8 @@ void Message::responseBodyAdd(const QByteArray& data) {
                            << (data.size() > loggedBodyBytes ? "..." : ""));
     if (data.isEmpty())
         return unpause();
-    notePending(data.size());
+    if (!hasRoomFor(data.size()))
+        return;
     auto* owner = new QByteArray(data);
     const SoupBufferPtr buffer(
         soup_buffer_new_with_owner(owner->constData(), static_cast<gsize>(owner->size()), owner,
@@ -318,9 +320,9 @@ void Message::responseBodyAdd(const std::shared_ptr<const MappedFile>& file, qin
 }
 
 // What a client does not read stays in memory.
-void Message::notePending(qint64 bytes) {
-    if (Exchange* exchange = Exchange::of(m_data.message))
-        exchange->addPending(bytes);
+bool Message::hasRoomFor(qint64 bytes) {
+    Exchange* exchange = Exchange::of(m_data.message);
+    return !exchange || exchange->addPending(bytes);
 }
 
 void Message::setResponseBody(const QByteArray& body, const QString& contentType) {

@@ -122,7 +122,7 @@ private:
     static void on_soup_finished(SoupMessage*, Message* self);
     void follow();
     void finish();
-    void notePending(qint64 bytes);
+    bool hasRoomFor(qint64 bytes);
 
     MessageData m_data;
     bool m_valid = true;

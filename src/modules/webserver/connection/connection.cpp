@@ -189,7 +189,8 @@ void Connection::continueHandshake() {
     switch (m_transport->handshake()) {
     case Transport::Handshake::NeedsInput:
         setInterest(EPOLLIN | EPOLLRDHUP);
-        return updateHeld();
+        hasRoomInMemory();
+        return;
     case Transport::Handshake::NeedsRoom:
         setInterest(EPOLLOUT | EPOLLRDHUP);
         return;
@@ -200,7 +201,7 @@ void Connection::continueHandshake() {
         setInterest(EPOLLIN | EPOLLRDHUP);
         m_phase = Phase::Request;
         m_owner.on_handshake_done(*this);
-        updateHeld();
+        hasRoomInMemory();
         // The first request may have come with the end of the handshake.
         if (!isClosed() && m_transport->hasBuffered())
             receive();
@@ -247,6 +248,8 @@ void Connection::resume() {
         return close();
     if (m_phase != Phase::Request && m_phase != Phase::Exchange)
         return;
+    if (m_refusal && m_framing.phase() != RequestFraming::Phase::Refused)
+        return refuse(m_refusal);
     if (!m_input.empty())
         consume({});
     if (isClosed() || !m_input.empty() || !wantsInput())
@@ -280,7 +283,7 @@ void Connection::consume(std::string_view bytes) {
         if (m_phase == Phase::Request && !bytes.empty())
             m_owner.resumeLater(*this);
     }
-    updateHeld();
+    hasRoomInMemory();
 }
 
 // Whether a request has begun.
@@ -370,6 +373,7 @@ void Connection::on_exchange_ended() {
     if (response.closes())
         return end(m_input.empty() ? Ending::Closing : Ending::Lingering);
     flushLater();
+    hasRoomInMemory();
     awaitRequest();
 }
 
@@ -431,7 +435,7 @@ void Connection::setBlocked() {
     m_isBlocked = true;
     setInterest(m_interest | EPOLLOUT);
     awaitClient();
-    updateHeld();
+    hasRoomInMemory();
 }
 
 void Connection::setBroken() {
@@ -446,7 +450,7 @@ void Connection::on_room() {
     setInterest(m_interest & ~std::uint32_t(EPOLLOUT));
     if (!flush())
         return;
-    updateHeld();
+    hasRoomInMemory();
     if (m_phase == Phase::Draining)
         return on_drained();
     if (!m_exchange)
@@ -518,20 +522,23 @@ bool Connection::hasLeft(qint64 now) const {
            !isBeingSent(m_transport->descriptor());
 }
 
-void Connection::updateHeld() {
+bool Connection::hasRoomInMemory() {
     if (isClosed())
-        return;
-    qint64 held = static_cast<qint64>(m_framing.headBytes() + m_input.capacity() + m_output.size());
+        return true;
+    qint64 held = static_cast<qint64>(m_framing.headBytes() + m_input.size() + m_output.size());
     if (isSecure())
         held += tlsBytes;
     if (m_exchange)
         held += m_exchange->heldBytes();
     if (held == m_held)
-        return;
+        return true;
     m_held = held;
-    if (m_owner.budget().setHeld(*this, held) || (m_exchange && m_exchange->response().hasHead()))
-        return;
-    refuse({503, "Service Unavailable", "The device has no memory left for this request."});
+    if (m_owner.budget().setHeld(*this, held))
+        return true;
+    // Not now: libsoup or a handler may be on the stack.
+    m_refusal = {503, "Service Unavailable", "The device has no memory left for this request."};
+    m_owner.resumeLater(*this);
+    return false;
 }
 
 GSocketAddress* Connection::remoteAddress() {

@@ -68,6 +68,8 @@ public:
     // Has libsoup's next failure to read answered with this.
     void refuseExchange(const Refusal& refusal) { m_refusal = refusal; }
     void on_exchange_ended();
+    // Counts what is in memory now. `false`: it is too much, and the exchange is going to end.
+    bool hasRoomInMemory();
 
     GSocketAddress* localAddress();
     GSocketAddress* remoteAddress();
@@ -99,7 +101,6 @@ private:
     void setBlocked();
     ssize_t sent(ssize_t count);
     void setBroken();
-    void updateHeld();
     bool hasLeft(qint64 now) const;
 
     Connections& m_owner;

@@ -3,6 +3,15 @@
 #include <cstring>
 #include <netinet/in.h>
 
+namespace {
+
+// To give up who holds less would bring nothing.
+constexpr qint64 notable = 4096;
+// What every request may take, however little there is.
+constexpr qint64 modest = 65536;
+
+} // namespace
+
 AddressKey addressKey(const sockaddr* address) {
     if (address->sa_family == AF_INET)
         return reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr;
@@ -91,10 +100,12 @@ bool ConnectionBudget::setHeld(Member& member, qint64 bytes) {
     m_held += bytes - member.m_held;
     member.m_held = bytes;
     while (grows && m_held > m_limits.heldBytes) {
-        Member* other =
-            longestWaiting(&member, [](const Member& m, AddressKey) { return m.m_held > 0; });
+        Member* other = longestWaiting(
+            &member, [](const Member& m, AddressKey) { return m.m_held >= notable; });
+        // Small ones always go on. One large answer may exceed the limit, because a device may have
+        // such, but not beside others.
         if (!other)
-            return false;
+            return bytes <= modest || m_held - bytes <= m_limits.heldBytes / 2;
         other->giveUp("clients have too much in memory");
     }
     return true;

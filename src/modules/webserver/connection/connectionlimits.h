@@ -16,7 +16,7 @@ struct ConnectionLimits {
     qint64 bodyBytes = qint64(1) << 20;
     // What all clients together may have in memory: unfinished heads, kept bodies, answers that
     // wait to be sent, and the state of TLS connections.
-    qint64 heldBytes = qint64(16) << 20;
+    qint64 heldBytes = qint64(8) << 20;
 
     // For a request's head, from its first byte or, on an unused connection, from the beginning.
     int headMs = 30000;

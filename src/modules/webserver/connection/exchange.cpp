@@ -118,8 +118,12 @@ qint64 Exchange::heldBytes() const {
     return static_cast<qint64>(m_input.capacity()) + m_kept + m_pending;
 }
 
-void Exchange::addPending(qint64 bytes) {
+bool Exchange::addPending(qint64 bytes) {
     m_pending += bytes;
+    if (m_connection.hasRoomInMemory())
+        return true;
+    m_pending -= bytes;
+    return false;
 }
 
 void Exchange::setAnswered() {

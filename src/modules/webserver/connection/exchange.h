@@ -40,8 +40,9 @@ public:
     // From the message's side. The body of the answer is a part of this file, and the buffer that
     // libsoup is given lies in its mapping; the file itself is sent, nobody reads the mapping.
     void setBodyFile(std::shared_ptr<const MappedFile> file) { m_file = std::move(file); }
-    // So many bytes of the answer wait in memory.
-    void addPending(qint64 bytes);
+    // So many more bytes of the answer are to wait in memory. `false`: there is no room, and the
+    // connection is going to say so to its client, or to end.
+    bool addPending(qint64 bytes);
     // The whole answer has been given to libsoup, which should get on by itself from here.
     void setAnswered();
     // Told when the client ends its side of the connection, or at once; null takes it back.
