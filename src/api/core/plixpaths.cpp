@@ -40,6 +40,10 @@ CMPath PlixWebserverStrictPath() {
     return CMPath::fromEncoded(QStringLiteral("settings:/webserver/strictPath"));
 }
 
+CMPath PlixWebserverLimitPath(const QString& name) {
+    return CMPath::fromEncoded(QLatin1String("settings:/webserver/limits/") + name);
+}
+
 CMPath PlixWebserverPortPath() {
     return CMPath::fromEncoded(QStringLiteral("settings:/webserver/port"));
 }

@@ -7,6 +7,8 @@ CMPath PlixWebserverDocumentRootPath();
 CMPath PlixWebserverDefaultLocationPath();
 CMPath PlixWebserverStrictPath();
 CMPath PlixWebserverPortPath();
+// One of the limits on what clients may take, by its name; see the web server's documentation.
+CMPath PlixWebserverLimitPath(const QString& name);
 CMPath PlixWebserverHttpsCertPath();
 CMPath PlixWebserverHttpsPrivateKeyPath();
 CMPath PlixWebserverHttpsUseDeviceCertPath();

@@ -1,5 +1,6 @@
 #include "webserver.h"
 
+#include "connection/connectionbudget.h"
 #include "core/dbglog.h"
 #include "core/model/cmroot.h"
 #include "core/model/cmvalueitem.h"
@@ -34,6 +35,28 @@ namespace {
 
 PlixValue setting(const CMPath& path) {
     return PlixValue(CMRoot()->getValue(path).toHash());
+}
+
+// Those that are not set, or make no sense, keep their defaults.
+ConnectionLimits configuredLimits() {
+    static const std::pair<const char*, qint64 ConnectionLimits::*> names[] = {
+        {"connections", &ConnectionLimits::connections},
+        {"connectionsPerAddress", &ConnectionLimits::connectionsPerAddress},
+        {"handshakes", &ConnectionLimits::handshakes},
+        {"bodyBytes", &ConnectionLimits::bodyBytes},
+        {"heldBytes", &ConnectionLimits::heldBytes},
+        {"headMs", &ConnectionLimits::headMs},
+        {"handshakeMs", &ConnectionLimits::handshakeMs},
+        {"bodyMs", &ConnectionLimits::bodyMs},
+        {"idleMs", &ConnectionLimits::idleMs}};
+    ConnectionLimits limits;
+    for (const auto& [name, limit] : names) {
+        const PlixValue value = setting(PlixWebserverLimitPath(QString::fromLatin1(name)));
+        const qint64 number = value.i32_() > 0 ? value.i32_() : value.i64_();
+        if (number > 0)
+            limits.*limit = number;
+    }
+    return limits;
 }
 
 // The addresses of one network interface's record.
@@ -84,6 +107,7 @@ WebserverWorker::WebserverWorker(const QVariantHash& config)
     m_defaultLocation = setting(PlixWebserverDefaultLocationPath()).string_();
     m_responderConfiguration.strict = setting(PlixWebserverStrictPath()).bool_();
 
+    m_budget = std::make_shared<ConnectionBudget>(configuredLimits());
     m_eventShared = QSharedPointer<EventResponderShared>::create();
 
     const int port = setting(PlixWebserverPortPath()).i32_();
@@ -116,6 +140,7 @@ void WebserverWorker::startServer(int port, const QString& certificate, const QS
         dbglog_fatal("Failed to create server on port: " << port);
         return;
     }
+    server->setBudget(m_budget);
     addUrlMap(server.get(), !certificate.isEmpty() && !privateKey.isEmpty() && useDeviceCert);
     server->start();
     m_servers.append(server.release());

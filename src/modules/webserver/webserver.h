@@ -12,6 +12,7 @@
 #include <memory>
 #include <vector>
 
+class ConnectionBudget;
 class EventResponderShared;
 class Handler;
 class Server;
@@ -51,6 +52,8 @@ private:
     QString m_documentRoot;
     QString m_defaultLocation;
     QList<Server*> m_servers;
+    // Of all servers together.
+    std::shared_ptr<ConnectionBudget> m_budget;
     QSharedPointer<EventResponderShared> m_eventShared;
     ResponderConfiguration m_responderConfiguration;
     QSet<QString> m_ipAddresses;

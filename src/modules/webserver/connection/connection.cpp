@@ -43,28 +43,14 @@ bool isBeingSent(int descriptor) {
            info.tcpi_last_data_sent < graceMs;
 }
 
-std::string answerTo(const Refusal& refusal) {
-    const std::string body = std::string(refusal.reason) + '\n';
-    std::string text = "HTTP/1.1 " + std::to_string(refusal.status) + ' ' + refusal.phrase +
-                       "\r\nDate: " + httpDate() +
-                       "\r\nConnection: close\r\nX-Robots-Tag: noindex\r\n"
-                       "Content-Type: text/plain\r\n";
-    if (refusal.status == 503)
-        text += "Retry-After: 5\r\n";
-    return text + "Content-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
-}
-
-GObjectPtr<GSocketAddress> newAddress(sockaddr_storage* address, size_t length) {
-    return GObjectPtr<GSocketAddress>::adopt(g_socket_address_new_from_native(address, length));
-}
-
 } // namespace
 
 Connection::Connection(Connections& owner, std::unique_ptr<Transport> transport,
                        const sockaddr_storage& remote)
     : m_owner(owner), m_transport(std::move(transport)), m_framing(m_transport->isSecure()),
-      m_phase(isSecure() ? Phase::Handshake : Phase::Request), m_interest(EPOLLIN | EPOLLRDHUP),
-      m_since(nowMs()), m_remote(remote) {
+      m_sender(*m_transport, *this), m_endpoints(m_transport->descriptor(), remote),
+      m_phase(m_transport->isSecure() ? Phase::Handshake : Phase::Request), m_interest(EPOLLIN | EPOLLRDHUP),
+      m_since(nowMs()) {
     m_owner.poller().add(m_transport->descriptor(), m_interest, this);
 }
 
@@ -91,7 +77,7 @@ void Connection::close() {
 }
 
 void Connection::giveUp(const char* reason) {
-    dbglog_info("Giving up the connection of " << remoteText() << ": " << reason);
+    dbglog_info("Giving up the connection of " << m_endpoints.remoteText() << ": " << reason);
     close();
 }
 
@@ -195,7 +181,7 @@ void Connection::continueHandshake() {
         setInterest(EPOLLOUT | EPOLLRDHUP);
         return;
     case Transport::Handshake::Failed:
-        dbglog_debug("The handshake with " << remoteText() << " failed");
+        dbglog_debug("The handshake with " << m_endpoints.remoteText() << " failed");
         return close();
     case Transport::Handshake::Done:
         setInterest(EPOLLIN | EPOLLRDHUP);
@@ -216,7 +202,7 @@ void Connection::receive() {
         const ssize_t count = m_transport->read(buffer, sizeof buffer);
         if (count == Transport::wouldBlock)
             return;
-        if (count == 0 || (count < 0 && isSecure()))
+        if (count == 0 || (count < 0 && m_transport->isSecure()))
             return on_end_of_stream();
         if (count < 0)
             return close();
@@ -244,7 +230,7 @@ void Connection::on_end_of_stream() {
 }
 
 void Connection::resume() {
-    if (m_isBroken)
+    if (m_sender.isBroken())
         return close();
     if (m_phase != Phase::Request && m_phase != Phase::Exchange)
         return;
@@ -347,17 +333,18 @@ void Connection::beginExchange(std::string vetted, size_t headSize) {
 void Connection::dropExchange() {
     if (!m_exchange)
         return;
-    m_isBroken = true;
+    m_isDropping = true;
     // The only way to end one exchange of a libsoup server.
     G_GNUC_BEGIN_IGNORE_DEPRECATIONS
     soup_socket_disconnect(soup_client_context_get_socket(m_exchange->client()));
     G_GNUC_END_IGNORE_DEPRECATIONS
     m_exchange.reset();
+    m_isDropping = false;
 }
 
 void Connection::on_exchange_ended() {
     const std::unique_ptr<Exchange> exchange = std::move(m_exchange);
-    if (m_phase != Phase::Exchange || m_isBroken)
+    if (m_phase != Phase::Exchange || m_isDropping || m_sender.isBroken())
         return;
     const ResponseFraming& response = exchange->response();
     if (m_refusal && !response.hasHead())
@@ -367,88 +354,49 @@ void Connection::on_exchange_ended() {
         return end(response.body() == ResponseFraming::Body::UntilClose ? Ending::Reset
                                                                         : Ending::Aborted);
     if (response.body() == ResponseFraming::Body::Chunked)
-        m_output.append(ResponseFraming::lastChunk);
+        m_sender.buffer().append(ResponseFraming::lastChunk);
     if (m_framing.phase() != RequestFraming::Phase::Complete)
         return end(Ending::Lingering);
     if (response.closes())
         return end(m_input.empty() ? Ending::Closing : Ending::Lingering);
-    flushLater();
+    m_sender.flushLater();
     hasRoomInMemory();
     awaitRequest();
 }
 
 void Connection::refuse(const Refusal& refusal) {
-    dbglog_warning("Refused a request from " << remoteText() << ": " << refusal.reason);
+    dbglog_warning("Refused a request from " << m_endpoints.remoteText() << ": " << refusal.reason);
     const bool hasAnswer = m_exchange && m_exchange->response().hasHead();
     const std::string answer = answerTo(refusal);
     dropExchange();
     if (isClosed())
         return;
-    m_isBroken = false;
     if (hasAnswer)
         return end(Ending::Aborted);
-    m_output.append(answer);
+    m_sender.buffer().append(answer);
     end(Ending::Lingering);
 }
 
 // Output.
 
-ssize_t Connection::sent(ssize_t count) {
-    if (count == Transport::wouldBlock)
-        setBlocked();
-    else if (count < 0)
-        setBroken();
-    return count;
+void Connection::on_sender_pending() {
+    m_owner.flushAtTurnEnd(*this);
 }
 
-ssize_t Connection::sendBehindOutput(std::string_view bytes) {
-    return m_isBlocked ? Transport::wouldBlock : sent(m_output.flushWith(*m_transport, bytes));
-}
-
-ssize_t Connection::sendFile(int file, off_t offset, size_t length) {
-    const ssize_t count = sent(m_transport->sendFile(file, offset, length));
-    return count == 0 ? Transport::failed : count;
-}
-
-bool Connection::flush() {
-    if (m_isBlocked)
-        return false;
-    if (!m_output.flush(*m_transport))
-        setBroken();
-    else if (!m_output.isEmpty())
-        setBlocked();
-    return m_output.isEmpty() && !m_isBroken;
-}
-
-void Connection::flushLater() {
-    if (!std::exchange(m_isFlushQueued, true))
-        m_owner.flushAtTurnEnd(*this);
-}
-
-void Connection::flushAtTurnEnd() {
-    m_isFlushQueued = false;
-    if (!isClosed())
-        flush();
-}
-
-void Connection::setBlocked() {
-    m_isBlocked = true;
+void Connection::on_sender_blocked() {
     setInterest(m_interest | EPOLLOUT);
     awaitClient();
     hasRoomInMemory();
 }
 
-void Connection::setBroken() {
-    m_isBroken = true;
-    m_output.clear();
-    // Not now: libsoup may be on the stack, or the main loop about to wait.
+// Not now: libsoup may be on the stack, or the main loop about to wait.
+void Connection::on_sender_broken() {
     m_owner.resumeLater(*this);
 }
 
 void Connection::on_room() {
-    m_isBlocked = false;
     setInterest(m_interest & ~std::uint32_t(EPOLLOUT));
-    if (!flush())
+    if (!m_sender.on_room())
         return;
     hasRoomInMemory();
     if (m_phase == Phase::Draining)
@@ -464,9 +412,9 @@ void Connection::on_room() {
 void Connection::end(Ending ending) {
     m_phase = Phase::Draining;
     m_ending = ending;
-    if (flush())
+    if (m_sender.flush())
         on_drained();
-    else if (m_isBroken)
+    else if (m_sender.isBroken())
         close();
 }
 
@@ -479,8 +427,8 @@ void Connection::on_drained() {
         setsockopt(m_transport->descriptor(), SOL_SOCKET, SO_LINGER, &now, sizeof now);
         return close();
     }
-    if (!m_transport->endOutput())
-        return setBlocked();
+    if (!m_sender.endOutput())
+        return;
     if (m_ending == Ending::Closing)
         return close();
     // Closing a socket that holds unread bytes resets the connection, and the reset can overtake
@@ -498,14 +446,14 @@ bool Connection::isOverdue(qint64 now) const {
     case Phase::Handshake:
         return waiting > limits().handshakeMs;
     case Phase::Request:
-        if (isSecure() && m_isFirstRequest)
+        if (m_transport->isSecure() && m_isFirstRequest)
             return waiting > limits().handshakeMs;
         return waiting >
                (m_framing.isIdle() && !m_isFirstRequest ? limits().idleMs : limits().headMs);
     case Phase::Exchange:
         if (m_framing.phase() == RequestFraming::Phase::Body)
             return m_exchange->isWaitingForInput() && waiting > limits().bodyMs;
-        return hasLeft(now) || (m_exchange->answeredAt() > 0 && !m_isBlocked &&
+        return hasLeft(now) || (m_exchange->answeredAt() > 0 && !m_sender.isBlocked() &&
                                 now - m_exchange->answeredAt() > answerMs);
     case Phase::Lingering:
         return waiting > lingerMs;
@@ -518,15 +466,15 @@ bool Connection::isOverdue(qint64 now) const {
 // taken for gone when it has been sent nothing for a while and nothing is on its way to it: short
 // work is answered, a long wait is not for somebody who might be there.
 bool Connection::hasLeft(qint64 now) const {
-    return m_hasHungUp && now - m_since > graceMs && !m_isBlocked &&
+    return m_hasHungUp && now - m_since > graceMs && !m_sender.isBlocked() &&
            !isBeingSent(m_transport->descriptor());
 }
 
 bool Connection::hasRoomInMemory() {
     if (isClosed())
         return true;
-    qint64 held = static_cast<qint64>(m_framing.headBytes() + m_input.size() + m_output.size());
-    if (isSecure())
+    qint64 held = static_cast<qint64>(m_framing.headBytes() + m_input.size() + m_sender.buffer().size());
+    if (m_transport->isSecure())
         held += tlsBytes;
     if (m_exchange)
         held += m_exchange->heldBytes();
@@ -539,26 +487,4 @@ bool Connection::hasRoomInMemory() {
     m_refusal = {503, "Service Unavailable", "The device has no memory left for this request."};
     m_owner.resumeLater(*this);
     return false;
-}
-
-GSocketAddress* Connection::remoteAddress() {
-    if (!m_remoteAddress)
-        m_remoteAddress = newAddress(&m_remote, sizeof m_remote);
-    return m_remoteAddress.get();
-}
-
-GSocketAddress* Connection::localAddress() {
-    if (!m_localAddress) {
-        sockaddr_storage address{};
-        socklen_t length = sizeof address;
-        getsockname(m_transport->descriptor(), reinterpret_cast<sockaddr*>(&address), &length);
-        m_localAddress = newAddress(&address, length);
-    }
-    return m_localAddress.get();
-}
-
-std::string Connection::remoteText() {
-    const GCharPtr text(g_inet_address_to_string(
-        g_inet_socket_address_get_address(G_INET_SOCKET_ADDRESS(remoteAddress()))));
-    return text.get();
 }

@@ -1,16 +1,16 @@
 #pragma once
 
 #include "connection/connectionbudget.h"
+#include "connection/endpoints.h"
 #include "connection/exchange.h"
-#include "connection/outputbuffer.h"
 #include "connection/refusal.h"
 #include "connection/requestframing.h"
+#include "connection/sender.h"
 #include "connection/socketpoller.h"
 #include "connection/transport.h"
 
 #include <memory>
 #include <string>
-#include <sys/socket.h>
 
 class Connections;
 
@@ -23,7 +23,9 @@ class Connections;
 //
 // Owned by Connections. After close() it does nothing more, and is deleted in a later turn of the
 // main loop, so that callers further up need not ask whether it still lives.
-class Connection : public SocketPoller::Handler, public ConnectionBudget::Member {
+class Connection : public ConnectionBudget::Member,
+                   private SocketPoller::Handler,
+                   private Sender::Owner {
 public:
     Connection(Connections& owner, std::unique_ptr<Transport> transport,
                const sockaddr_storage& remote);
@@ -39,7 +41,7 @@ public:
     // Called by the owner.
     void continueHandshake();
     void resume();
-    void flushAtTurnEnd();
+    void on_turn_end() { m_sender.on_turn_end(); }
     // Whether the client has had its time, or has gone; see ConnectionLimits.
     bool isOverdue(qint64 now) const;
     // Whether it may have gone while its answer is awaited.
@@ -51,17 +53,7 @@ public:
     const RequestFraming& framing() const { return m_framing; }
     const ConnectionLimits& limits() const;
     unsigned turn() const;
-    OutputBuffer& output() { return m_output; }
-    bool isSecure() const { return m_transport->isSecure(); }
-    bool isBroken() const { return m_isBroken; }
-    // Whether it waits for the client to make room.
-    bool isBlocked() const { return m_isBlocked; }
-    // Sends what was written. `false` when something is left: it is broken or blocked then.
-    bool flush();
-    // The same at the end of the main loop's turn.
-    void flushLater();
-    ssize_t sendBehindOutput(std::string_view bytes);
-    ssize_t sendFile(int file, off_t offset, size_t length);
+    Sender& sender() { return m_sender; }
     // The exchange waits for the rest of its body.
     void wantInput();
     void on_body_read(size_t bytes);
@@ -71,15 +63,16 @@ public:
     // Counts what is in memory now. `false`: it is too much, and the exchange is going to end.
     bool hasRoomInMemory();
 
-    GSocketAddress* localAddress();
-    GSocketAddress* remoteAddress();
-    std::string remoteText();
+    Endpoints& endpoints() { return m_endpoints; }
 
 private:
     enum class Phase { Handshake, Request, Exchange, Draining, Lingering, Closed };
     enum class Ending { Closing, Lingering, Aborted, Reset };
 
     void on_socket_ready(std::uint32_t events) override;
+    void on_sender_pending() override;
+    void on_sender_blocked() override;
+    void on_sender_broken() override;
     void on_half_closed();
     void on_room();
     void receive();
@@ -98,15 +91,13 @@ private:
     void awaitClient();
     bool wantsInput() const;
     void setInterest(std::uint32_t events);
-    void setBlocked();
-    ssize_t sent(ssize_t count);
-    void setBroken();
     bool hasLeft(qint64 now) const;
 
     Connections& m_owner;
     std::unique_ptr<Transport> m_transport;
     RequestFraming m_framing;
-    OutputBuffer m_output;
+    Sender m_sender;
+    Endpoints m_endpoints;
     // What has come behind the present request.
     std::string m_input;
     std::unique_ptr<Exchange> m_exchange;
@@ -116,9 +107,7 @@ private:
     std::uint32_t m_interest = 0;
     bool m_isFirstRequest = true;
     bool m_isConsuming = false;
-    bool m_isBlocked = false;
-    bool m_isBroken = false;
-    bool m_isFlushQueued = false;
+    bool m_isDropping = false;
     bool m_hasHungUp = false;
     bool m_isAtEnd = false;
     qint64 m_held = 0;
@@ -126,7 +115,4 @@ private:
     qint64 m_since = 0;
     // What was read of the body since then.
     size_t m_progress = 0;
-    sockaddr_storage m_remote;
-    GObjectPtr<GSocketAddress> m_localAddress;
-    GObjectPtr<GSocketAddress> m_remoteAddress;
 };

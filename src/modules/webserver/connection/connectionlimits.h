@@ -6,24 +6,24 @@
 // defaults suit a device with 128 MB of memory.
 struct ConnectionLimits {
     // A connection that waits for its next request takes some 2 KiB here and as much in the kernel.
-    int connections = 4096;
+    qint64 connections = 4096;
     // Less than all, so that one address cannot lock others out.
-    int connectionsPerAddress = 1024;
+    qint64 connectionsPerAddress = 1024;
     // TLS handshakes under way. Each takes some 50 KiB.
-    int handshakes = 64;
+    qint64 handshakes = 64;
     // The largest body that is kept in memory for a handler. Forms and JSON are a few kilobytes;
     // uploads are streamed and have no limit.
     qint64 bodyBytes = qint64(1) << 20;
     // What all clients together may have in memory: unfinished heads, kept bodies, answers that
     // wait to be sent, and the state of TLS connections.
-    qint64 heldBytes = qint64(8) << 20;
+    qint64 heldBytes = qint64(16) << 20;
 
     // For a request's head, from its first byte or, on an unused connection, from the beginning.
-    int headMs = 30000;
+    qint64 headMs = 30000;
     // For the handshake of TLS and the first request's head.
-    int handshakeMs = 10000;
+    qint64 handshakeMs = 10000;
     // For each further kibibyte of a body that somebody waits for.
-    int bodyMs = 30000;
+    qint64 bodyMs = 30000;
     // For the next request on a connection.
-    int idleMs = 30000;
+    qint64 idleMs = 30000;
 };

@@ -79,8 +79,8 @@ void Connections::lend(Connection& connection, Exchange& exchange) {
     const auto stream = GObjectPtr<GIOStream>::share(exchange.stream());
     m_lent = &exchange;
     GErrorPtr error;
-    if (!soup_server_accept_iostream(m_server, stream.get(), connection.localAddress(),
-                                     connection.remoteAddress(), error.out()))
+    if (!soup_server_accept_iostream(m_server, stream.get(), connection.endpoints().local(),
+                                     connection.endpoints().remote(), error.out()))
         dbglog_error("Passing on a request failed: " << error.message());
     m_lent = nullptr;
 }
@@ -143,7 +143,7 @@ void Connections::continueHandshakes() {
 void Connections::on_turn_end() {
     ++m_turn;
     for (Connection* connection : m_unflushed)
-        connection->flushAtTurnEnd();
+        connection->on_turn_end();
     m_unflushed.clear();
     m_closed.clear();
 }

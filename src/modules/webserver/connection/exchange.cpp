@@ -56,12 +56,12 @@ void Exchange::begin(SoupMessage* message, SoupClientContext* client) {
 }
 
 bool Exchange::isReadable() const {
-    return m_connection.isBroken() || m_inputRead < m_input.size() ||
+    return m_connection.sender().isBroken() || m_inputRead < m_input.size() ||
            m_connection.framing().phase() != RequestFraming::Phase::Body;
 }
 
 gssize Exchange::on_stream_read(char* buffer, gsize size, GError** error) {
-    if (m_connection.isBroken())
+    if (m_connection.sender().isBroken())
         return fail(error, G_IO_ERROR_CLOSED, "The connection has ended");
     if (m_headLeft == 0)
         return readBody(buffer, size, error);
@@ -131,7 +131,7 @@ void Exchange::setAnswered() {
 }
 
 bool Exchange::isWritable() const {
-    return m_connection.isBroken() || !m_connection.isBlocked();
+    return m_connection.sender().isBroken() || !m_connection.sender().isBlocked();
 }
 
 bool Exchange::hasTurn() const {
@@ -139,11 +139,11 @@ bool Exchange::hasTurn() const {
 }
 
 gssize Exchange::on_stream_write(const char* data, gsize size, GError** error) {
-    if (m_connection.isBroken())
+    if (m_connection.sender().isBroken())
         return fail(error, G_IO_ERROR_CLOSED, "The connection has ended");
     if (!m_response.hasHead()) {
-        m_connection.output().append(m_response.head({data, size}));
-        m_connection.flushLater();
+        m_connection.sender().buffer().append(m_response.head({data, size}));
+        m_connection.sender().flushLater();
         return static_cast<gssize>(size);
     }
     const gssize count = hasTurn() ? writeBody(data, size) : Transport::wouldBlock;
@@ -156,7 +156,7 @@ gssize Exchange::on_stream_write(const char* data, gsize size, GError** error) {
     m_writtenInTurn += static_cast<size_t>(count);
     m_pending = std::max<qint64>(m_pending - count, 0);
     m_response.count(static_cast<size_t>(count));
-    m_connection.flushLater();
+    m_connection.sender().flushLater();
     return count;
 }
 
@@ -169,9 +169,9 @@ gssize Exchange::writeBody(const char* data, gsize size) {
 }
 
 gssize Exchange::writeChunk(const char* data, gsize size) {
-    OutputBuffer& output = m_connection.output();
-    if (output.room() <= ResponseFraming::chunkOverhead && !m_connection.flush())
-        return m_connection.isBroken() ? Transport::failed : Transport::wouldBlock;
+    OutputBuffer& output = m_connection.sender().buffer();
+    if (output.room() <= ResponseFraming::chunkOverhead && !m_connection.sender().flush())
+        return m_connection.sender().isBroken() ? Transport::failed : Transport::wouldBlock;
     const size_t count = std::min(size, output.room() - ResponseFraming::chunkOverhead);
     output.append(ResponseFraming::chunkHead(count));
     output.append({data, count});
@@ -180,11 +180,11 @@ gssize Exchange::writeChunk(const char* data, gsize size) {
 }
 
 gssize Exchange::writeBytes(const char* data, gsize size) {
-    OutputBuffer& output = m_connection.output();
-    if (size > output.room() && !m_connection.isSecure())
-        return m_connection.sendBehindOutput({data, size});
-    if (output.room() == 0 && !m_connection.flush())
-        return m_connection.isBroken() ? Transport::failed : Transport::wouldBlock;
+    OutputBuffer& output = m_connection.sender().buffer();
+    if (size > output.room() && !m_connection.sender().isSecure())
+        return m_connection.sender().send({data, size});
+    if (output.room() == 0 && !m_connection.sender().flush())
+        return m_connection.sender().isBroken() ? Transport::failed : Transport::wouldBlock;
     const size_t count = std::min(size, output.room());
     output.append({data, count});
     return static_cast<gssize>(count);
@@ -197,7 +197,7 @@ bool Exchange::isOfFile(const char* data) const {
 
 // What goes behind the head, or is short, is read into its buffer; the rest the system sends.
 gssize Exchange::writeFile(size_t offset, gsize size) {
-    OutputBuffer& output = m_connection.output();
+    OutputBuffer& output = m_connection.sender().buffer();
     if ((!output.isEmpty() || size <= OutputBuffer::capacity) && output.room() > 0) {
         const size_t wanted = std::min(size, output.room());
         const qint64 count =
@@ -206,9 +206,9 @@ gssize Exchange::writeFile(size_t offset, gsize size) {
         // Of a file that was truncated there is nothing left to send.
         return count > 0 ? count : Transport::failed;
     }
-    if (!m_connection.flush())
-        return m_connection.isBroken() ? Transport::failed : Transport::wouldBlock;
-    return m_connection.sendFile(m_file->descriptor(), static_cast<off_t>(offset),
+    if (!m_connection.sender().flush())
+        return m_connection.sender().isBroken() ? Transport::failed : Transport::wouldBlock;
+    return m_connection.sender().sendFile(m_file->descriptor(), static_cast<off_t>(offset),
                                  std::min(size, fileBytesAtOnce));
 }
 

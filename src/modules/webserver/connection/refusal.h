@@ -1,5 +1,7 @@
 #pragma once
 
+#include <string>
+
 // Why a request is not served: the status of the answer with its phrase, and a sentence for whoever
 // meets it.
 struct Refusal {
@@ -13,3 +15,6 @@ struct Refusal {
 inline Refusal badRequest(const char* reason) {
     return {400, "Bad Request", reason};
 }
+
+// The whole answer that a refused request gets.
+std::string answerTo(const Refusal& refusal);
