@@ -16,7 +16,7 @@ CLIENT_CORE = max(os.sched_getaffinity(0))
 
 # What measuring takes beside the default settings, as arguments of --set. All clients have one
 # address.
-DEVICE_SETTINGS = ()
+DEVICE_SETTINGS = ("settings:/webserver/limits/connectionsPerAddress=4000",)
 
 
 def on_core(core):

@@ -132,7 +132,7 @@ SIZES = {"large": 5_000_000, "medium": 300_000, "small": 1024, "fetched": 2_000_
 class Device:
     """A running device with small, medium and large things to ask for."""
 
-    def __init__(self, line, wrapper=()):
+    def __init__(self, line, wrapper=(), settings=()):
         self.line = line
         self.folder = tempfile.mkdtemp(prefix="plix-wire-")
         self.make_site()
@@ -145,7 +145,8 @@ class Device:
             [*wrapper, *line.enter, PROGRAM, "--state", f"{self.folder}/state",
              "--device", f"{self.folder}/device.json",
              "--set", f"settings:/webserver/port={self.port}",
-             "--set", f"settings:/webserver/httpsPort={self.tls_port}"],
+             "--set", f"settings:/webserver/httpsPort={self.tls_port}",
+             *(word for setting in settings for word in ("--set", setting))],
             stdout=subprocess.PIPE, stderr=self.log)
         if not self.process.stdout.readline().startswith(b"ready "):
             raise Wrong(f"the device did not start: {self.logged()}")
