@@ -5,6 +5,7 @@
 #include "connection/listener.h"
 #include "connection/tlscontext.h"
 #include "core/dbglog.h"
+#include "core/plixlooptask.h"
 #include "devicecertificate.h"
 #include "handlers/handler.h"
 #include "hostcheck.h"
@@ -201,6 +202,7 @@ void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* 
                  soup_message_headers_get_one(soupMessage->request_headers, "Host"));
     auto* message =
         new Message(MessageData{soupServer(), soupMessage, path, query, client}, handler);
+    const PlixLoopTask task("request", [message] { return message->fullUri(); });
     if (!m_language.isEmpty() && !message->header(QStringLiteral("Accept-Language")).isNull())
         message->setHeader(QStringLiteral("Content-Language"), m_language);
 

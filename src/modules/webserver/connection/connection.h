@@ -1,10 +1,12 @@
 #pragma once
 
 #include "connection/connectionbudget.h"
+#include "connection/connectionend.h"
 #include "connection/endpoints.h"
 #include "connection/exchange.h"
+#include "connection/patience.h"
 #include "connection/refusal.h"
-#include "connection/requestframing.h"
+#include "connection/requestreader.h"
 #include "connection/sender.h"
 #include "connection/socketpoller.h"
 #include "connection/transport.h"
@@ -25,6 +27,7 @@ class Connections;
 // main loop, so that callers further up need not ask whether it still lives.
 class Connection : public ConnectionBudget::Member,
                    private SocketPoller::Handler,
+                   private RequestReader::Owner,
                    private Sender::Owner {
 public:
     Connection(Connections& owner, std::unique_ptr<Transport> transport,
@@ -50,7 +53,7 @@ public:
     size_t index = 0;
 
     // For its exchange.
-    const RequestFraming& framing() const { return m_framing; }
+    const RequestFraming& framing() const { return m_reader.framing(); }
     const ConnectionLimits& limits() const;
     unsigned turn() const;
     Sender& sender() { return m_sender; }
@@ -66,53 +69,45 @@ public:
     Endpoints& endpoints() { return m_endpoints; }
 
 private:
-    enum class Phase { Handshake, Request, Exchange, Draining, Lingering, Closed };
-    enum class Ending { Closing, Lingering, Aborted, Reset };
+    enum class Phase { Handshake, Request, Exchange, Ending, Lingering, Closed };
 
     void on_socket_ready(std::uint32_t events) override;
     void on_sender_pending() override;
     void on_sender_blocked() override;
     void on_sender_broken() override;
+    bool isAwaitingRequest() const override { return m_phase == Phase::Request; }
+    bool isAwaitingBody() const override;
+    void on_reader_begun() override { awaitClient(); }
+    void on_reader_request(std::string vetted, size_t headSize) override;
+    std::string& bodyInput() override { return m_exchange->input(); }
+    void on_reader_body() override;
+    void on_reader_refused() override;
+    void on_reader_end() override;
     void on_half_closed();
     void on_room();
     void receive();
-    void discard();
-    void consume(std::string_view bytes);
-    bool takeHead(std::string_view* bytes);
-    bool takeBody(std::string_view* bytes);
-    void failBody();
-    void beginExchange(std::string vetted, size_t headSize);
     void dropExchange();
-    void on_end_of_stream();
     void refuse(const Refusal& refusal);
-    void end(Ending ending);
-    void on_drained();
+    void end(ConnectionEnd::Kind kind);
+    void goOnEnding(ConnectionEnd::Step step);
     void awaitRequest();
     void awaitClient();
     bool wantsInput() const;
-    void setInterest(std::uint32_t events);
-    bool hasLeft(qint64 now) const;
 
     Connections& m_owner;
     std::unique_ptr<Transport> m_transport;
-    RequestFraming m_framing;
+    SocketPoller::Watch m_watch;
+    RequestReader m_reader;
     Sender m_sender;
     Endpoints m_endpoints;
-    // What has come behind the present request.
-    std::string m_input;
     std::unique_ptr<Exchange> m_exchange;
     Refusal m_refusal;
     Phase m_phase;
-    Ending m_ending = Ending::Closing;
-    std::uint32_t m_interest = 0;
+    ConnectionEnd m_end;
     bool m_isFirstRequest = true;
-    bool m_isConsuming = false;
     bool m_isDropping = false;
     bool m_hasHungUp = false;
-    bool m_isAtEnd = false;
     qint64 m_held = 0;
-    // Since when it waits for the client, or for the answer to one that has hung up.
-    qint64 m_since = 0;
-    // What was read of the body since then.
-    size_t m_progress = 0;
+    // With the client, or with the answer for one that has hung up.
+    Patience m_patience;
 };

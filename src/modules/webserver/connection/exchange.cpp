@@ -209,7 +209,7 @@ gssize Exchange::writeFile(size_t offset, gsize size) {
     if (!m_connection.sender().flush())
         return m_connection.sender().isBroken() ? Transport::failed : Transport::wouldBlock;
     return m_connection.sender().sendFile(m_file->descriptor(), static_cast<off_t>(offset),
-                                 std::min(size, fileBytesAtOnce));
+                                          std::min(size, fileBytesAtOnce));
 }
 
 void Exchange::on_stream_closed() {

@@ -38,19 +38,17 @@ int descriptorLimit() {
 // One of the listening sockets.
 class Listener::Socket : public SocketPoller::Handler {
 public:
-    Socket(Listener& listener, int descriptor) : m_listener(listener), m_descriptor(descriptor) {
-        m_listener.m_connections.poller().add(m_descriptor, EPOLLIN, this);
-    }
-    ~Socket() { stop(); }
-    Socket(const Socket&) = delete;
-    Socket& operator=(const Socket&) = delete;
+    Socket(Listener& listener, int descriptor)
+        : m_listener(listener), m_descriptor(descriptor),
+          m_watch(listener.m_connections.poller(), descriptor, EPOLLIN, *this) {}
 
-    void stop() { m_listener.m_connections.poller().remove(m_descriptor, this); }
+    void stop() { m_watch.stop(); }
     void on_socket_ready(std::uint32_t) override { m_listener.accept(m_descriptor); }
 
 private:
     Listener& m_listener;
     int m_descriptor;
+    SocketPoller::Watch m_watch;
 };
 
 Listener::Listener(SoupServer* server, Connections& connections)

@@ -3,9 +3,9 @@
 #include "connection/outputbuffer.h"
 #include "connection/transport.h"
 
-// What a connection sends: what was written is collected, and goes out at the end of the main loop's
-// turn, when it is much, or when its owner says so. Nothing here waits; while the client has no room
-// the owner waits for the socket, and then calls on_room().
+// What a connection sends: what was written is collected, and goes out at the end of the main
+// loop's turn, when it is much, or when its owner says so. Nothing here waits; while the client has
+// no room the owner waits for the socket, and then calls on_room().
 class Sender {
 public:
     class Owner {

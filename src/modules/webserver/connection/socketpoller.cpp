@@ -41,24 +41,38 @@ SocketPoller::~SocketPoller() {
     close(m_epoll);
 }
 
-void SocketPoller::add(int descriptor, std::uint32_t events, Handler* handler) {
-    epoll_event event{};
-    event.events = events;
-    event.data.ptr = handler;
-    epoll_ctl(m_epoll, EPOLL_CTL_ADD, descriptor, &event);
+SocketPoller::Watch::Watch(SocketPoller& poller, int descriptor, std::uint32_t events,
+                           Handler& handler)
+    : m_poller(&poller), m_descriptor(descriptor), m_events(events), m_handler(handler) {
+    m_poller->control(EPOLL_CTL_ADD, descriptor, events, handler);
 }
 
-void SocketPoller::change(int descriptor, std::uint32_t events, Handler* handler) {
-    epoll_event event{};
-    event.events = events;
-    event.data.ptr = handler;
-    epoll_ctl(m_epoll, EPOLL_CTL_MOD, descriptor, &event);
+void SocketPoller::Watch::set(std::uint32_t events) {
+    if (!m_poller || m_events == events)
+        return;
+    m_events = events;
+    m_poller->control(EPOLL_CTL_MOD, m_descriptor, events, m_handler);
 }
 
-void SocketPoller::remove(int descriptor, Handler* handler) {
-    epoll_ctl(m_epoll, EPOLL_CTL_DEL, descriptor, nullptr);
+void SocketPoller::Watch::stop() {
+    if (!m_poller)
+        return;
+    m_poller->control(EPOLL_CTL_DEL, m_descriptor, 0, m_handler);
+    m_poller->forget(m_handler);
+    m_poller = nullptr;
+}
+
+void SocketPoller::control(int operation, int descriptor, std::uint32_t events,
+                           Handler& handler) const {
+    epoll_event event{};
+    event.events = events;
+    event.data.ptr = &handler;
+    epoll_ctl(m_epoll, operation, descriptor, &event);
+}
+
+void SocketPoller::forget(const Handler& handler) {
     for (int i = 0; i < m_pendingCount; ++i) {
-        if (m_pending[i].data.ptr == handler)
+        if (m_pending[i].data.ptr == &handler)
             m_pending[i].data.ptr = nullptr;
     }
 }

@@ -27,11 +27,29 @@ public:
     SocketPoller(const SocketPoller&) = delete;
     SocketPoller& operator=(const SocketPoller&) = delete;
 
-    void add(int descriptor, std::uint32_t events, Handler* handler);
-    void change(int descriptor, std::uint32_t events, Handler* handler);
-    // To be called before the descriptor is closed: a child process that is just being started may
-    // hold a copy of it, and the kernel would go on to report it.
-    void remove(int descriptor, Handler* handler);
+    // One descriptor that is watched for its handler. Must end before the descriptor is closed: a
+    // child process that is just being started may hold a copy of it, and the kernel would go on to
+    // report it.
+    class Watch {
+    public:
+        Watch(SocketPoller& poller, int descriptor, std::uint32_t events, Handler& handler);
+        ~Watch() { stop(); }
+        Watch(const Watch&) = delete;
+        Watch& operator=(const Watch&) = delete;
+
+        // Events of epoll.
+        void add(std::uint32_t events) { set(m_events | events); }
+        void remove(std::uint32_t events) { set(m_events & ~events); }
+        void set(std::uint32_t events);
+        void stop();
+
+    private:
+        SocketPoller* m_poller;
+        int m_descriptor;
+        std::uint32_t m_events;
+        Handler& m_handler;
+    };
+
     // Has `handled` called in the next turn, whether a socket is ready or not.
     void wakeUp();
 
@@ -39,6 +57,8 @@ private:
     struct Source;
 
     void dispatch();
+    void control(int operation, int descriptor, std::uint32_t events, Handler& handler) const;
+    void forget(const Handler& handler);
     static gboolean on_dispatch(GSource* source, GSourceFunc, gpointer);
     static gboolean on_turnEnd_prepare(GSource* source, int* timeout);
 

@@ -2,6 +2,7 @@
 
 #include "core/dbglog.h"
 #include "core/plixconnect.h"
+#include "core/plixlooptask.h"
 #include "deferreddeletion.h"
 #include "request.h"
 #include "responders/responder.h"
@@ -80,6 +81,7 @@ void ResponderHandler::on_handleRequest(Message* message) {
                 qOverload<>(&ResponderHandler::finalizeRequest));
     info->request.pause();
 
+    const PlixLoopTask task("answer", [uri = info->request.fullUri()] { return uri; });
     dbglog_debug("Calling respond for request " << requestId);
     responder->respond();
 }
