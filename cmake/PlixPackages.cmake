@@ -26,7 +26,7 @@ set(same_version "plix-webserver (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_WEBSERVER_PACKAGE_NAME plix-webserver)
 set(CPACK_DEBIAN_WEBSERVER_PACKAGE_SECTION net)
 # Both are programs and modules that no library dependency speaks of: the device's certificate is
-# made with the one, TLS comes from the other.
+# made with the one; the other reads certificates, and the proxy fetches with it.
 set(CPACK_DEBIAN_WEBSERVER_PACKAGE_DEPENDS "openssl, glib-networking")
 set(CPACK_COMPONENT_WEBSERVER_DESCRIPTION "Web server plug-in of a networked streaming device
 Static and template pages, a JSON API to the data model, event queues, relayed
