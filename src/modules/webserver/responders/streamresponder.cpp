@@ -25,7 +25,8 @@ namespace {
 
 // "/api/stream/"
 constexpr int urlPrefixLength = 12;
-// All that is in flight between a FIFO and a client.
+// Read from a FIFO at a time. What else is in flight is in the buffers of the connection and the
+// socket.
 constexpr int chunkBytes = 1024;
 // A client and a producer that keep pace with each other would otherwise never let go of the event
 // loop.
