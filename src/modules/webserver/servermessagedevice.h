@@ -7,8 +7,9 @@
 #include <QPointer>
 
 // A write-only, sequential device whose writes become chunks of a message's response body. A chunk
-// counts as pending from its write until libsoup reports it written to the network: bytesToWrite()
-// and bytesWritten() are what a streaming responder keeps its back-pressure by.
+// counts as pending from its write until libsoup reports that the connection has taken it, which
+// keeps some of it: bytesToWrite() and bytesWritten() are what a streaming responder keeps its
+// back-pressure by.
 //
 // Owned by whoever made it for the response. The end of the exchange closes it.
 class ServerMessageDevice : public QIODevice {

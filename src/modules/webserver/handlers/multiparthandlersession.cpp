@@ -13,8 +13,8 @@ namespace {
 constexpr int delimiterPrefix = 4;
 
 // One step per chunk leaves a backlog when a chunk holds several boundaries. It is worked off down
-// to this size, so that a body of many small parts is not kept in memory. Greater than a delimiter
-// can be in a request whose headers libsoup accepts, so that each step gets on.
+// to this size, so that a body of many small parts is not kept in memory. No smaller than
+// the largest head of a request, which the delimiter comes in, so that each step gets on.
 constexpr int maximumBacklog = 64 * 1024;
 
 } // namespace

@@ -48,7 +48,8 @@ bool isHeaderValue(const QByteArray& value) {
     });
 }
 
-// Headers that say where the message ends and what becomes of the connection; libsoup's alone.
+// Headers that say where the message ends and what becomes of the connection; not for workers to
+// set.
 bool isFramingHeader(const QByteArray& name) {
     static const QList<QByteArray> names{
         "connection", "content-length", "keep-alive",        "proxy-connection",
@@ -200,7 +201,7 @@ void StreamResponder::on_patienceTimer_timeout() {
         dbglog_warning("No answer from the worker of " << request().fullUri());
         return fail(504);
     }
-    // With a chunk on its way it is the client that is slow, and libsoup that watches it.
+    // With a chunk on its way it is the client that is slow, which its connection sees to.
     if (!std::exchange(m_isActive, false) && out.device()->bytesToWrite() == 0)
         lookAfterSilentStream();
 }
