@@ -44,6 +44,10 @@ CMPath PlixWebserverLimitPath(const QString& name) {
     return CMPath::fromEncoded(QLatin1String("settings:/webserver/limits/") + name);
 }
 
+CMPath PlixWebserverAllowedOriginsPath() {
+    return CMPath::fromEncoded(QStringLiteral("settings:/webserver/allowedOrigins"));
+}
+
 CMPath PlixWebserverPortPath() {
     return CMPath::fromEncoded(QStringLiteral("settings:/webserver/port"));
 }

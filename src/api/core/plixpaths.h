@@ -6,6 +6,8 @@
 CMPath PlixWebserverDocumentRootPath();
 CMPath PlixWebserverDefaultLocationPath();
 CMPath PlixWebserverStrictPath();
+// A list of texts such as "https://app.example": the origins whose pages may use the API.
+CMPath PlixWebserverAllowedOriginsPath();
 CMPath PlixWebserverPortPath();
 // One of the limits on what clients may take, by its name; see the web server's documentation.
 CMPath PlixWebserverLimitPath(const QString& name);

@@ -10,6 +10,7 @@
 #include "handlers/handler.h"
 #include "hostcheck.h"
 #include "message.h"
+#include "origincheck.h"
 
 #include <QLockFile>
 #include <QTimer>
@@ -21,6 +22,9 @@ namespace {
 constexpr int lockAttempts = 50;
 constexpr int lockIntervalMs = 100;
 constexpr guint httpsDefaultPort = 443;
+// How long a browser need not ask again; the setting changes with a restart only, which should not
+// take a day to be noticed.
+const char preflightSeconds[] = "600";
 
 QByteArray textProperty(GTlsCertificate* certificate, const char* name) {
     char* text = nullptr;
@@ -179,6 +183,11 @@ void Server::setLanguage(const QString& language) {
     m_language = language;
 }
 
+void Server::setAllowedOrigins(const QByteArrayList& origins) {
+    dbglog_scopedFunction;
+    m_allowedOrigins = origins;
+}
+
 void Server::pauseMessage(bool pause, Message* message) {
     dbglog_scopedFunction;
     Q_ASSERT(ok());
@@ -194,6 +203,48 @@ void Server::server_callback(SoupServer*, SoupMessage* message, const char* path
     data->server->on_request(message, path, query, client, data->handler);
 }
 
+bool Server::isAccepted(Message* message) const {
+    const QByteArray host = message->header(QStringLiteral("Host"));
+    if (!isHostAccepted(host)) {
+        dbglog_warning("rejecting message: host=" << host);
+        return false;
+    }
+    const QByteArray origin = message->header(QStringLiteral("Origin"));
+    const QByteArray fetchSite = message->header(QStringLiteral("Sec-Fetch-Site"));
+    // As always when the client is no browser.
+    if (origin.isNull() && fetchSite.isNull())
+        return true;
+    const RequestOrigin request{message->method(), message->url().path(), host, origin, fetchSite};
+    if (isOriginAccepted(request, m_allowedOrigins))
+        return true;
+    dbglog_warning("rejecting message: origin=" << origin << " sec-fetch-site=" << fetchSite << " "
+                                                << message->fullUri());
+    return false;
+}
+
+// Lets pages of allowed origins read the API's answers. True when the request was only the
+// browser's question whether they may.
+bool Server::answerCrossOrigin(Message* message, const char* path) const {
+    if (m_allowedOrigins.isEmpty() || !g_str_has_prefix(path, "/api/"))
+        return false;
+    // A cache must not give the answer for one origin to another.
+    message->setHeader(QByteArrayLiteral("Vary"), QByteArrayLiteral("Origin"));
+    const QByteArray origin = message->header(QStringLiteral("Origin"));
+    if (!isOriginAllowed(origin, m_allowedOrigins))
+        return false;
+    message->setHeader(QByteArrayLiteral("Access-Control-Allow-Origin"), origin);
+    if (message->method() != "OPTIONS" ||
+        message->header(QStringLiteral("Access-Control-Request-Method")).isNull())
+        return false;
+    message->setHeader(QByteArrayLiteral("Access-Control-Allow-Methods"),
+                       QByteArrayLiteral("GET, POST"));
+    message->setHeader(QByteArrayLiteral("Access-Control-Allow-Headers"),
+                       QByteArrayLiteral("Content-Type"));
+    message->setHeader(QByteArrayLiteral("Access-Control-Max-Age"), preflightSeconds);
+    message->setStatus(SOUP_STATUS_NO_CONTENT, QString());
+    return true;
+}
+
 void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* query,
                         SoupClientContext* client, Handler* handler) {
     dbglog_scopedFunction;
@@ -206,12 +257,12 @@ void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* 
     if (!m_language.isEmpty() && !message->header(QStringLiteral("Accept-Language")).isNull())
         message->setHeader(QStringLiteral("Content-Language"), m_language);
 
-    const QByteArray host = message->header(QStringLiteral("Host"));
-    if (isHostAccepted(host)) {
-        handler->handle(message);
-    } else {
-        dbglog_warning("rejecting message: host=" << host);
+    if (!isAccepted(message)) {
         message->setStatus(SOUP_STATUS_FORBIDDEN, QString());
+        // What is still to come of its body is of no use.
+        message->setAccumulate(false);
+    } else if (!answerCrossOrigin(message, path)) {
+        handler->handle(message);
     }
 
     message->forgetCallbackArguments();

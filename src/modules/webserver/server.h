@@ -2,6 +2,7 @@
 
 #include "glibptr.h"
 
+#include <QByteArrayList>
 #include <QObject>
 #include <QSet>
 #include <QString>
@@ -24,7 +25,8 @@ class Message;
 // libsoup, which offers it to the early handler of its path, if there is one, which may take the
 // body as it arrives; after the body it calls the handler that is registered for the longest prefix
 // of the path. Either way on_request() wraps the exchange into a Message, whose parent is that
-// handler, announces the language, and refuses foreign Host headers. The handler answers at once,
+// handler, announces the language, and refuses foreign Host headers and
+// what foreign pages write. The handler answers at once,
 // or pauses the message and adds to it later, which resumes it. When libsoup reports the end of the
 // exchange, because the answer has gone out, the client has left or the server stops, the Message
 // says so and then deletes itself from the event loop: no object of an exchange dies inside one of
@@ -76,6 +78,10 @@ public:
     void setLanguage(const QString& language);
     QString language() const { return m_language; }
 
+    // The origins, besides the device's own, whose pages may read the answers below "/api/" and
+    // write. Nobody's while empty.
+    void setAllowedOrigins(const QByteArrayList& origins);
+
     // For a server with a device certificate: stops, makes a certificate for these addresses, and
     // starts with it. Stays stopped without addresses, or when that fails, until the next change.
     // The first time it starts later, when openssl has found a key, and always when another device
@@ -95,6 +101,8 @@ private:
     void certify(int attempts);
     void on_certificateMaker_keyAttempted();
     void startWithDeviceCertificate();
+    bool isAccepted(Message* message) const;
+    bool answerCrossOrigin(Message* message, const char* path) const;
     void on_request(SoupMessage* soupMessage, const char* path, GHashTable* query,
                     SoupClientContext* client, Handler* handler);
     static void server_callback(SoupServer* soupServer, SoupMessage* message, const char* path,
@@ -108,6 +116,7 @@ private:
     QString m_deviceCertificate;
     bool m_useDeviceCert;
     QString m_language;
+    QByteArrayList m_allowedOrigins;
     int m_listenOptions = 0;
     // Null without a soup server.
     std::unique_ptr<Connections> m_connections;

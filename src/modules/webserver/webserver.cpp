@@ -12,6 +12,7 @@
 #include "handlers/responderhandler.h"
 #include "handlers/reverseproxyhandler.h"
 #include "handlers/statichandler.h"
+#include "origincheck.h"
 #include "responders/apiresponder.h"
 #include "responders/eventresponder.h"
 #include "responders/eventrespondershared.h"
@@ -108,6 +109,8 @@ WebserverWorker::WebserverWorker(const QVariantHash& config)
     m_responderConfiguration.strict = setting(PlixWebserverStrictPath()).bool_();
 
     m_budget = std::make_shared<ConnectionBudget>(configuredLimits());
+    m_allowedOrigins =
+        originsOf(CMRoot()->getValue(PlixWebserverAllowedOriginsPath()).toStringList());
     m_eventShared = QSharedPointer<EventResponderShared>::create();
 
     const int port = setting(PlixWebserverPortPath()).i32_();
@@ -142,6 +145,7 @@ void WebserverWorker::startServer(int port, const QString& certificate, const QS
     }
     server->setBudget(m_budget);
     addUrlMap(server.get(), !certificate.isEmpty() && !privateKey.isEmpty() && useDeviceCert);
+    server->setAllowedOrigins(m_allowedOrigins);
     server->start();
     m_servers.append(server.release());
 }

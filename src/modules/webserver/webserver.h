@@ -4,6 +4,7 @@
 #include "core/plixvalue.h"
 #include "responders/responderconfiguration.h"
 
+#include <QByteArrayList>
 #include <QList>
 #include <QSet>
 #include <QSharedPointer>
@@ -51,6 +52,7 @@ private:
 
     QString m_documentRoot;
     QString m_defaultLocation;
+    QByteArrayList m_allowedOrigins;
     QList<Server*> m_servers;
     // Of all servers together.
     std::shared_ptr<ConnectionBudget> m_budget;
