@@ -84,6 +84,7 @@ private Q_SLOTS:
         QCOMPARE(reply.body, fields[2]);
         QCOMPARE(reply.status, 200);
         QCOMPARE(reply.header("Content-Type"), QByteArray("text/html"));
+        QCOMPARE(reply.header("X-Frame-Options"), QByteArray("SAMEORIGIN"));
         if (fields[1].startsWith("t=json"))
             QCOMPARE(pages.worker.role("ui:json", "value"), QVariant(QVariantList{"\",\""}));
     }

@@ -24,6 +24,10 @@ HEAD              |HEAD|/ten.txt|Range: bytes=0-0|200||Content-Length: 10
 POST              |POST|/ten.txt|If-None-Match: *|200|TEN|ETag: TAG
 unknown method    |PUT |/ten.txt||405||Allow: GET, HEAD, POST
 empty file        |GET |/empty|Range: bytes=0-0|200||Content-Length: 0
+ranges are offered|GET |/ten.txt||200|TEN|Accept-Ranges: bytes
+no other type     |GET |/ten.txt||200|TEN|X-Content-Type-Options: nosniff
+no foreign frame  |HEAD|/ten.txt||200||X-Frame-Options: SAMEORIGIN
+no foreign referrer|GET|/%251.txt||404|404|Referrer-Policy: same-origin
 range of one byte |GET |/ten.txt|Range: Bytes=, 0-00 ,|206|0|Content-Range: bytes 0-0/10
 last bytes        |GET |/ten.txt|Range: bytes=-3|206|789|Content-Range: bytes 7-9/10
 end beyond 64 bits|GET |/ten.txt|Range: bytes=8-18446744073709551617|206|89|Content-Length: 2

@@ -1,5 +1,6 @@
 #include "files/fileanswer.h"
 
+#include "browserpolicy.h"
 #include "byteranges.h"
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
@@ -106,7 +107,9 @@ void FileAnswer::send(const QFileInfo& file, const std::shared_ptr<const MappedF
                       const ETagCache::Entry& entry, Message* message, const QString& contentType) {
     const QByteArray etag = entry.etag.toLatin1();
     const QByteArray method = message->method();
+    setBrowserPolicy(message);
     message->setContentType(contentType.isEmpty() ? entry.contentType : contentType);
+    message->setHeader(QByteArrayLiteral("Accept-Ranges"), QByteArrayLiteral("bytes"));
     if (message->isHttps())
         message->setHeader(QByteArrayLiteral("Content-Security-Policy"),
                            QByteArrayLiteral("upgrade-insecure-requests"));
@@ -117,6 +120,7 @@ void FileAnswer::send(const QFileInfo& file, const std::shared_ptr<const MappedF
 void FileAnswer::sendText(Message* message, int status, const QString& text) {
     // Responders have the message prepared for a stream: a refusal must not look different there.
     message->setEncoding(Message::ContentLength);
+    setBrowserPolicy(message);
     message->setStatus(status, QString());
     message->setResponseBody(text, MimeTypes::Text::plain());
 }

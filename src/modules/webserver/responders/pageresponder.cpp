@@ -1,5 +1,6 @@
 #include "responders/pageresponder.h"
 
+#include "browserpolicy.h"
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
 #include "core/model/cmroles.h"
@@ -58,6 +59,7 @@ void PageResponder::respond() {
     dbglog_scopedFunction;
     dbglog_debug("PageResponder: request " << request().requestId() << ": '" << request().fullUri()
                                            << "'");
+    setBrowserPolicy(&request());
     const QString fileName = getFileName();
     // A page that is kept was inside the document root when it was read, and is the same file.
     if (const PageCache::PagePtr page = pageCache().find(fileName))
