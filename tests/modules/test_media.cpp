@@ -2,6 +2,7 @@
 #include "core/plixhttprequest.h"
 #include "datamodel.h"
 #include "files.h"
+#include "livesource.h"
 #include "mediaworker.h"
 #include "wavformat.h"
 
@@ -68,6 +69,19 @@ private Q_SLOTS:
         QCOMPARE(ask("media:/a.wav" + QString(QChar()) + ".wav").status(), 404);
         setDirectory("none");
         QTRY_COMPARE(titlesOf("media:/"), QStringList());
+    }
+
+    // Players look at some seconds of it before they begin.
+    void liveBeginsAtOnce() {
+        QElapsedTimer time;
+        time.start();
+        LiveSource live;
+        QVERIFY(live.read(1 << 20).startsWith("RIFF"));
+        const qint64 second = Melody::sampleRate * Melody::bytesPerSample;
+        qint64 bytes = live.read(1 << 20).size();
+        QVERIFY(bytes >= 6 * second);
+        bytes += live.read(1 << 20).size();
+        QVERIFY(bytes <= 6 * second + (time.elapsed() + 1) * second / 1000);
     }
 
     void refusesForeignPipe() {

@@ -1,4 +1,5 @@
 #include "core/plixhost.h"
+#include "core/plixhttprequest.h"
 #include "devicecertificate.h"
 #include "rawclient.h"
 #include "testdevice.h"
@@ -11,9 +12,12 @@
 #include <glib.h>
 
 #include <cstdlib>
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <netinet/tcp.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/time.h>
 
 namespace {
 
@@ -42,6 +46,29 @@ private Q_SLOTS:
             srandom(static_cast<unsigned int>(seed));
             QVERIFY(random() != drawn);
         }
+    }
+
+    // What a killed device has left, but nothing that is in use, and nothing that is not a
+    // stream's.
+    void removesStalePipes() {
+        const auto make = [](const char* suffix, int ageSeconds) {
+            const QByteArray name = (PlixHttpRequest::pipePrefix() + suffix).toUtf8();
+            mkfifo(name.constData(), 0600);
+            const timeval then{time(nullptr) - ageSeconds, 0};
+            const timeval times[] = {then, then};
+            utimes(name.constData(), times);
+            return name;
+        };
+        const QByteArray stale = make("9000000011", 600);
+        const QByteArray young = make("9000000012", 10);
+        const QByteArray read = make("9000000013", 600);
+        const QByteArray foreign = make("x", 600);
+        const int reader = ::open(read.constData(), O_RDONLY | O_NONBLOCK);
+        { const TestDevice device; }
+        QVERIFY(!QFile::exists(stale));
+        for (const QByteArray& kept : {young, read, foreign})
+            QVERIFY2(QFile::remove(kept), kept.constData());
+        ::close(reader);
     }
 
     void deviceCertificateFollowsTheAddresses() {

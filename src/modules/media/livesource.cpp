@@ -10,7 +10,9 @@
 namespace {
 
 constexpr int readIntervalMs = 50;
-constexpr qint64 maximumBacklog = Melody::sampleRate;
+// Players read some 180 KiB before they begin to play.
+constexpr qint64 lead = 6 * Melody::sampleRate;
+constexpr qint64 maximumBacklog = lead + Melody::sampleRate;
 
 } // namespace
 
@@ -30,9 +32,9 @@ qint64 LiveSource::readData(char* data, qint64 length) {
     m_nextRead.start();
     if (!m_header.isEmpty())
         return readHeader(data, length);
-    const qint64 now = m_clock.elapsed() * Melody::sampleRate / 1000;
-    m_position = std::max(m_position, now - maximumBacklog);
-    const qint64 count = std::min(now - m_position, length / Melody::bytesPerSample);
+    const qint64 due = lead + m_clock.elapsed() * Melody::sampleRate / 1000;
+    m_position = std::max(m_position, due - maximumBacklog);
+    const qint64 count = std::min(due - m_position, length / Melody::bytesPerSample);
     for (qint64 i = 0; i < count; ++i)
         qToLittleEndian(m_melody.sample(m_position + i), data + i * Melody::bytesPerSample);
     m_position += count;

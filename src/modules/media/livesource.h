@@ -6,9 +6,9 @@
 #include <QIODevice>
 #include <QTimer>
 
-// An endless WAV that is to be read as fast as it would be heard: reading gives what the clock says
-// is due, and readyRead() says that there is more. Between reads it holds at most a second; what a
-// slow reader misses is left out.
+// An endless WAV that is to be read as fast as it would be heard: reading gives six seconds at
+// once, then what the clock says is due, and readyRead() says that there is more. A reader may fall
+// a second behind; what a slower one misses is left out.
 class LiveSource : public QIODevice {
     Q_OBJECT
 

@@ -21,6 +21,7 @@
 #include "responders/multipartresponderfactory.h"
 #include "responders/pageresponder.h"
 #include "responders/responderfactory.h"
+#include "responders/stalepipes.h"
 #include "responders/streamresponder.h"
 #include "server.h"
 
@@ -103,6 +104,7 @@ WebserverWorker::WebserverWorker(const QVariantHash& config)
     dbglog_scopedFunction;
     // The names of stream pipes are drawn from this generator.
     srandom(randomSeed());
+    removeStalePipes();
 
     m_documentRoot = setting(PlixWebserverDocumentRootPath()).string_();
     m_defaultLocation = setting(PlixWebserverDefaultLocationPath()).string_();

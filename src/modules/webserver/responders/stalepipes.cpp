@@ -1,0 +1,50 @@
+#include "responders/stalepipes.h"
+
+#include "core/dbglog.h"
+#include "core/plixhttprequest.h"
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <ctime>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace {
+
+// Twice as long as a stream waits, for its worker's answer and for the first byte. A younger FIFO
+// may have no reader yet; and one whose writer is still to come would be ended by the look at it.
+constexpr time_t minimumAgeSeconds = 120;
+
+bool isOldFifo(const QByteArray& name) {
+    struct stat state = {};
+    return lstat(name.constData(), &state) == 0 && S_ISFIFO(state.st_mode) &&
+           state.st_uid == geteuid() && state.st_mtime < time(nullptr) - minimumAgeSeconds;
+}
+
+bool hasReader(const QByteArray& name) {
+    const int descriptor = ::open(name.constData(), O_WRONLY | O_NONBLOCK | O_NOFOLLOW | O_CLOEXEC);
+    if (descriptor < 0)
+        return errno != ENXIO;
+    ::close(descriptor);
+    return true;
+}
+
+} // namespace
+
+void removeStalePipes() {
+    dbglog_scopedFunction;
+    const QFileInfo prefix(PlixHttpRequest::pipePrefix());
+    const QDir folder(prefix.path());
+    const QStringList names =
+        folder.entryList({prefix.fileName() + QStringLiteral("[0-9]*")}, QDir::System);
+    for (const QString& name : names) {
+        const QByteArray path = QFile::encodeName(folder.filePath(name));
+        // Nobody takes a name that exists: it is still the same FIFO when it is removed.
+        if (isOldFifo(path) && !hasReader(path) && ::unlink(path.constData()) == 0)
+            dbglog_info("Removed a pipe that was left: " << name);
+    }
+}
