@@ -104,6 +104,7 @@ negative length                     |1500   |65536|-5
             QCOMPARE(reply.status, 200);
             QCOMPARE(reply.isChunked(), !hasLength && version == "1.1");
             QCOMPARE(reply.header("Content-Length"), hasLength ? announced : QByteArray());
+            QCOMPARE(reply.header("Accept-Ranges"), hasLength ? QByteArray("none") : QByteArray());
             QVERIFY(reply.body == (hasLength ? bytes.left(announced.toInt()) : bytes));
             QTRY_VERIFY(!relay.hasPipe());
             // Only a connection whose response is whole may go on.
@@ -247,6 +248,26 @@ negative length                     |1500   |65536|-5
             QTRY_VERIFY(!relay.hasPipe());
             relay.producer.last.reply.finish(relay.producer.reply);
         }
+    }
+
+    void numberIsLimited() {
+        Relay relay;
+        relay.producer.answers = false;
+        std::vector<std::unique_ptr<RawClient>> clients;
+        for (int i = 0; i < StreamResponder::maximumStreams; ++i) {
+            relay.producer.pipe.clear();
+            clients.push_back(std::make_unique<RawClient>(relay.server.port()));
+            clients.back()->send(RawClient::requestBytes("GET", target));
+            QTRY_VERIFY(relay.hasPipe());
+        }
+        const HttpReply refused = relay.get();
+        QCOMPARE(refused.status, 503);
+        QVERIFY(refused.header("Retry-After").toInt() > 0);
+        // Whoever leaves makes room.
+        relay.producer.answers = true;
+        relay.producer.reply["status"] = 404;
+        clients.pop_back();
+        QTRY_COMPARE(relay.get().status, 404);
     }
 
     void refusesForeignPipe() {

@@ -31,6 +31,8 @@ constexpr int chunkBytes = 1024;
 // A client and a producer that keep pace with each other would otherwise never let go of the event
 // loop.
 constexpr int chunksPerTurn = 64;
+// Streams last for minutes; a track that is skipped makes room at once.
+const char retryAfterSeconds[] = "5";
 
 bool isTokenCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -74,6 +76,22 @@ StreamResponder::StreamResponder(Request& request, const QString& documentRoot, 
                 &StreamResponder::on_patienceTimer_timeout);
 }
 
+// One of the streams that there may be at a time.
+class StreamResponder::Place {
+public:
+    Place() { ++s_taken; }
+    ~Place() { --s_taken; }
+    Place(const Place&) = delete;
+    Place& operator=(const Place&) = delete;
+
+    static bool isFree() { return s_taken < maximumStreams; }
+
+private:
+    static int s_taken;
+};
+
+int StreamResponder::Place::s_taken = 0;
+
 StreamResponder::~StreamResponder() {
     if (m_pipe)
         dbglog_debug("~StreamResponder: deleting pipe");
@@ -82,6 +100,12 @@ StreamResponder::~StreamResponder() {
 void StreamResponder::respond() {
     dbglog_scopedFunction;
     dbglog_debug("StreamResponder: request " << m_requestId << " " << request().fullUri());
+    if (!Place::isFree()) {
+        dbglog_warning("Too many streams, refusing " << request().fullUri());
+        request().setHeader(QByteArrayLiteral("Retry-After"), retryAfterSeconds);
+        return fail(503);
+    }
+    m_place = std::make_unique<Place>();
     if (!createPipe()) {
         out << "ERROR: Unable to create pipe" << Qt::endl;
         return finish();
@@ -164,6 +188,8 @@ void StreamResponder::startStreaming(const PlixHttpRequestReply& reply) {
     if (reply.__contains(PlixHttpRequestReply::ContentLength()) && reply.contentLength() >= 0) {
         m_remaining = reply.contentLength();
         request().setContentLength(m_remaining);
+        // Players take a length for a promise that they may seek.
+        request().setHeader(QByteArrayLiteral("Accept-Ranges"), QByteArrayLiteral("none"));
     }
     if (reply.__contains(PlixHttpRequestReply::Headers()))
         setHeaders(reply.headers());
@@ -305,6 +331,7 @@ void StreamResponder::release() {
     m_patienceTimer.stop();
     m_hangUpWatch.reset();
     m_pipe.reset();
+    m_place.reset();
 }
 
 void StreamResponder::finish() {

@@ -28,6 +28,10 @@ public:
     // a client that seems to have left; whether it has shows only when something is written.
     static constexpr int defaultPatienceMs = 30000;
 
+    // Streams of all servers at a time; further ones are refused with 503. Each takes a FIFO and
+    // two descriptors, and its worker's time.
+    static constexpr int maximumStreams = 64;
+
     StreamResponder(Request& request, const QString& documentRoot,
                     int patienceMs = defaultPatienceMs, QObject* parent = nullptr);
     ~StreamResponder() override;
@@ -42,6 +46,8 @@ private Q_SLOTS:
     void on_outDevice_bytesWritten(qint64 bytes);
 
 private:
+    class Place;
+
     bool createPipe();
     PlixHttpRequest httpRequest() const;
     void on_patienceTimer_timeout();
@@ -57,6 +63,7 @@ private:
     void finish();
 
     int m_requestId = 0;
+    std::unique_ptr<Place> m_place;
     std::unique_ptr<PlixNamedPipe> m_pipe;
     // Bytes of the announced content length that are still to come; negative without one.
     qint64 m_remaining = -1;
