@@ -14,6 +14,9 @@ public:
     }
     ~HttpSource() override { qDeleteAll(m_sockets); }
 
+    // From now on ends the connection after the answer.
+    void close() { m_closes = true; }
+
     static QByteArray ok(const QByteArray& body, const QByteArray& headers = {}) {
         return "HTTP/1.1 200 OK\r\nContent-Length: " + QByteArray::number(body.size()) + "\r\n" +
                headers + "\r\n" + body;
@@ -50,10 +53,13 @@ private:
             return;
         m_requests.append(request);
         socket.write(m_answer);
+        if (m_closes)
+            socket.disconnectFromHost();
     }
 
     QByteArray m_answer;
     QByteArray m_repeat;
+    bool m_closes = false;
     QList<QTcpSocket*> m_sockets;
     QByteArrayList m_requests;
     qint64 m_sentBytes = 0;

@@ -47,8 +47,8 @@ private Q_SLOTS:
         }
         const QByteArray request = source.requests().last();
         QVERIFY(request.startsWith("GET /path?q=a%20b HTTP/1.1\r\n"));
-        // No cookie comes back, and nothing is asked for compressed.
-        QVERIFY(!request.contains("Cookie") && !request.contains("Accept-Encoding"));
+        // No cookie comes back.
+        QVERIFY(!request.contains("Cookie") && request.contains("Accept-Encoding: identity\r\n"));
     }
 
     void answers() {
@@ -59,7 +59,8 @@ private Q_SLOTS:
             {"HTTP/1.1 500 No\r\nTransfer-Encoding: "
              "chunked\r\n\r\n3\r\nabc\r\n2\r\nde\r\n0\r\n\r\n",
              "500abcde"},
-            {HttpSource::ok("x", "Content-Encoding: gzip\r\n"), "200x"},
+            {HttpSource::ok("x", "Content-Encoding: gzip\r\n"), "0"},
+            {HttpSource::ok("x", "Content-Encoding: Identity\r\n"), "200x"},
             {HttpSource::ok(full), "200" + full},
             {"220 ftp ready\r\n\r\n", "0"}};
         for (const auto& [answer, expected] : rows) {
@@ -73,6 +74,39 @@ private Q_SLOTS:
             QCOMPARE(fetch.answer(), QByteArray("0"));
             QVERIFY2(!fetch.result.error().isEmpty(), url);
         }
+    }
+
+    void bodiesThatEndEarly() {
+        const QByteArray chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n";
+        const QByteArray sized = "HTTP/1.1 200 OK\r\nContent-Length: 4\r\n\r\n";
+        const QPair<QByteArray, QByteArray> rows[] = {
+            {chunked + "3\r\nabc\r\n0\r\n\r\n", "200abc"},
+            {chunked + "3\r\nabc\r\n0\r\nA: b\r\n\r\n", "200abc"},
+            {chunked + "0\r\n\r\n", "200"},
+            {chunked, "0"},
+            {chunked + "3\r\nab", "0"},
+            {chunked + "3\r\nabc", "0"},
+            {chunked + "3\r\nabc\r\n", "0"},
+            {chunked + "3\r\nabc\r\n4", "0"},
+            {sized + "abcd", "200abcd"},
+            {sized + "abc", "0"},
+            {"HTTP/1.1 200 OK\r\n\r\nabc", "200abc"}};
+        for (const auto& [answer, expected] : rows) {
+            HttpSource source(answer);
+            source.close();
+            QCOMPARE(Fetch(m_client, source.url()).answer(), expected);
+        }
+    }
+
+    void silentSourceHasItsShare() {
+        HttpSource silent("");
+        HttpSource quick(HttpSource::ok("quick"));
+        HttpClient client(nullptr, HttpClient::Http11, true);
+        std::vector<std::unique_ptr<Fetch>> fetches;
+        for (int i = 0; i < 100; ++i)
+            fetches.push_back(std::make_unique<Fetch>(client, silent.url(), 60000));
+        QCOMPARE(Fetch(client, quick.url()).answer(), QByteArray("200quick"));
+        QVERIFY(silent.requests().size() <= 8);
     }
 
     void sizeIsLimitedWhileReading() {

@@ -19,7 +19,8 @@ class TestReverseProxy : public QObject {
 private Q_SLOTS:
     void relaysBodyAndType() {
         const TestDevice device;
-        HttpSource source(HttpSource::ok("<svg/>", "Content-Type: image/svg+xml\r\nX: 1\r\n"));
+        HttpSource source(HttpSource::ok(
+            "<svg/>", "Content-Type: image/svg+xml\r\nX: 1\r\nContent-Type: text/html\r\n"));
         const HttpReply reply = RawClient::get(device.port(), target(source.url()));
         QCOMPARE(reply.body, QByteArray("<svg/>"));
         QCOMPARE(reply.header("Content-Type"), QByteArray("image/svg+xml"));
@@ -50,6 +51,10 @@ private Q_SLOTS:
             QCOMPARE(reply.body, QByteArray("Could not fetch original content from source"));
         }
         QCOMPARE(moved.requests().size(), 1);
+        const QString cut = missing.url() + QString(QChar()) + "cut";
+        QCOMPARE(RawClient::get(device.port(), target(cut)).body,
+                 QByteArray("The original requested url could not be found."));
+        QCOMPARE(missing.requests().size(), 1);
     }
 
     void leavingClientEndsTheFetch() {
@@ -69,12 +74,22 @@ private Q_SLOTS:
         HttpSource silent("");
         HttpSource quick(HttpSource::ok("quick"));
         std::vector<std::unique_ptr<RawClient>> clients;
-        for (int i = 0; i < 30; ++i) {
+        const auto fetchSilent = [&] {
             clients.push_back(std::make_unique<RawClient>(device.port()));
             clients.back()->send(RawClient::requestBytes("GET", target(silent.url())));
-        }
-        QTRY_COMPARE(silent.requests().size(), 30);
+        };
+        for (int i = 1; i < ReverseProxyHandler::fetchesPerClient; ++i)
+            fetchSilent();
+        QTRY_VERIFY(silent.requests().size() > 0);
         QCOMPARE(RawClient::get(device.port(), target(quick.url())).body, QByteArray("quick"));
+        fetchSilent();
+        settle();
+        const auto refused = [&] {
+            return RawClient::get(device.port(), target(quick.url())).status == 503;
+        };
+        QTRY_VERIFY(refused());
+        clients.clear();
+        QTRY_VERIFY(!refused());
     }
 };
 

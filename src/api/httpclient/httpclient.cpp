@@ -6,8 +6,10 @@
 namespace {
 
 // Sources that do not answer keep their connections until their time is over; they must not hold
-// up the others. Together with the fetches' size limit this bounds the memory.
+// up the others. Fetches beyond these wait, within their own time. Together with the fetches' size
+// limit this bounds the memory.
 constexpr int maximumConnections = 64;
+constexpr int maximumConnectionsPerSource = 8;
 
 // A connection is kept for the next fetch from the same source, but a device has no connections to
 // spare.
@@ -25,9 +27,9 @@ HttpClient::HttpClient(QObject* parent, HttpVersion version, bool verifyCertific
     m_session->version = version == Http10 ? SOUP_HTTP_1_0 : SOUP_HTTP_1_1;
     m_session->soup = GObjectPtr<SoupSession>::adopt(soup_session_new_with_options(
         SOUP_SESSION_MAX_CONNS, maximumConnections, SOUP_SESSION_MAX_CONNS_PER_HOST,
-        maximumConnections, SOUP_SESSION_IDLE_TIMEOUT, idleSeconds, SOUP_SESSION_SSL_STRICT,
-        verifyCertificates, SOUP_SESSION_SSL_USE_SYSTEM_CA_FILE, TRUE, SOUP_SESSION_PROXY_RESOLVER,
-        nullptr, nullptr));
+        maximumConnectionsPerSource, SOUP_SESSION_IDLE_TIMEOUT, idleSeconds,
+        SOUP_SESSION_SSL_STRICT, verifyCertificates, SOUP_SESSION_SSL_USE_SYSTEM_CA_FILE, TRUE,
+        SOUP_SESSION_PROXY_RESOLVER, nullptr, nullptr));
     soup_session_remove_feature_by_type(m_session->soup.get(), SOUP_TYPE_CONTENT_DECODER);
 }
 

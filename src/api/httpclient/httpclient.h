@@ -14,8 +14,9 @@
 // Fetches what "http" and "https" URLs name, and nothing else; other schemes fail.
 //
 // A fetch is one request to that very source: no redirects are followed, no proxies and no cookies
-// are used, nothing is cached, and the body is handed over as it came, not decompressed. Its size
-// is limited while it is read. Fetches run side by side on the event loop.
+// are used, nothing is cached, and the body is asked for as it is: one that comes compressed all
+// the same, or whose end is missing, is a failed fetch. Its size is limited while it is read.
+// Fetches run side by side on the event loop.
 //
 // The client's end ends its fetches without calling back.
 class HttpClient : public QObject {

@@ -10,6 +10,9 @@ namespace {
 // What is asked for at a time; the source's own pace decides how much comes.
 constexpr gsize readSize = 65536;
 
+// A body as it is, not compressed.
+const char identity[] = "identity";
+
 using GBytesPtr = std::unique_ptr<GBytes, GFree<g_bytes_unref>>;
 
 // The receiver of a GLib call that may end before the call does. Handed to the call, which hands it
@@ -44,6 +47,7 @@ void HttpFetch::start(const PlixUrl& url, SoupHTTPVersion version) {
             Qt::QueuedConnection);
         return;
     }
+    soup_message_headers_replace(m_message.get()->request_headers, "Accept-Encoding", identity);
     soup_message_set_http_version(m_message.get(), version);
     soup_message_set_flags(m_message.get(), SOUP_MESSAGE_NO_REDIRECT);
     soup_session_send_async(m_session.get(), m_message.get(), m_cancellable.get(), on_soup_sent,
@@ -64,6 +68,8 @@ void HttpFetch::on_sent(GInputStream* body, const GErrorPtr& error) {
         return fail(QString::fromUtf8(error.message()));
     m_body = GObjectPtr<GInputStream>::share(body);
     takeHeaders();
+    if (isEncoded())
+        return fail(QStringLiteral("the body is compressed"));
     const qint64 length =
         soup_message_headers_get_content_length(m_message.get()->response_headers);
     if (length > m_options.readSizeLimit())
@@ -91,6 +97,8 @@ void HttpFetch::on_read(GBytes* bytes, const GErrorPtr& error) {
     gsize size = 0;
     const auto* data = static_cast<const char*>(g_bytes_get_data(bytes, &size));
     if (size == 0) {
+        if (!hasWholeBody())
+            return fail(QStringLiteral("the end of the body is missing"));
         m_complete = true;
         return finish();
     }
@@ -108,6 +116,27 @@ void HttpFetch::takeHeaders() {
     const char* value = nullptr;
     while (soup_message_headers_iter_next(&iterator, &name, &value))
         m_result.m_headers.add(QString::fromUtf8(name), QString::fromUtf8(value));
+}
+
+// Nobody asked for that. Unpacked it could be of any size, and packed it is not what its type says.
+bool HttpFetch::isEncoded() const {
+    const QString encoding = m_result.m_headers.value(QStringLiteral("Content-Encoding"));
+    return !encoding.isEmpty() && encoding.compare(QLatin1String(identity), Qt::CaseInsensitive);
+}
+
+// libsoup takes the end of the connection between two chunks for the end of the body. Its stream
+// says at once that it has seen the last chunk; before that it asks the connection again, and a
+// cancelled call fails there.
+bool HttpFetch::hasWholeBody() {
+    if (soup_message_headers_get_encoding(m_message.get()->response_headers) !=
+            SOUP_ENCODING_CHUNKED ||
+        !G_IS_FILTER_INPUT_STREAM(m_body.get()))
+        return true;
+    g_cancellable_cancel(m_cancellable.get());
+    GInputStream* chunks =
+        g_filter_input_stream_get_base_stream(G_FILTER_INPUT_STREAM(m_body.get()));
+    char byte = 0;
+    return g_input_stream_read(chunks, &byte, 1, m_cancellable.get(), nullptr) == 0;
 }
 
 void HttpFetch::fail(const QString& error) {

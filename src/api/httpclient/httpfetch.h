@@ -24,6 +24,8 @@ private:
     void on_sent(GInputStream* body, const GErrorPtr& error);
     void on_read(GBytes* bytes, const GErrorPtr& error);
     void takeHeaders();
+    bool isEncoded() const;
+    bool hasWholeBody();
     void fail(const QString& error);
     void finish();
     void abort();

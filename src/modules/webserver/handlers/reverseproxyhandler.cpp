@@ -5,6 +5,13 @@
 #include "core/plixconnect.h"
 #include "message.h"
 
+namespace {
+
+// Most sources answer within less.
+const char retryAfterSeconds[] = "5";
+
+} // namespace
+
 ReverseProxyHandler::ReverseProxyHandler(const QString& documentRoot, QObject* parent)
     : Handler(documentRoot, parent), m_client(new HttpClient(this, HttpClient::Http11, true)) {}
 
@@ -28,23 +35,41 @@ QString ReverseProxyHandler::extractOriginalUrl(const QString& url) {
     const int position = url.indexOf(marker);
     if (position < 0)
         return {};
-    return QString::fromUtf8(QByteArray::fromBase64(url.mid(position + marker.size()).toUtf8()));
+    const QByteArray original = QByteArray::fromBase64(url.mid(position + marker.size()).toUtf8());
+    // Whoever reads it as a C string would fetch another URL.
+    return original.contains('\0') ? QString() : QString::fromUtf8(original);
 }
 
 void ReverseProxyHandler::serveOriginalUrl(const QString& originalUrl, Message* message) {
     dbglog_scopedFunction;
+    const QString client = message->remoteAddress();
+    if (m_fetches.value(client) >= fetchesPerClient)
+        return refuse(message);
     HttpClientOptions options;
     options.setReadSizeLimit(readSizeLimit);
     options.setTimeoutMs(timeoutMs);
     message->pause();
     // Ends the fetch with the exchange.
     auto* fetch = new QObject(this);
+    ++m_fetches[client];
+    plixConnect(fetch, &QObject::destroyed, this, [this, client] {
+        if (--m_fetches[client] == 0)
+            m_fetches.remove(client);
+    });
     plixConnect(message, &Message::finished, fetch, [fetch] { delete fetch; });
     m_client->get(PlixUrl(originalUrl), options, fetch,
                   [this, fetch, message](const HttpClient::Result& result) {
                       delete fetch;
                       httpCallback(result, message);
                   });
+}
+
+void ReverseProxyHandler::refuse(Message* message) {
+    dbglog_warning("Too many fetches of " << message->remoteAddress());
+    message->setStatus(503, QString());
+    message->setHeader(QByteArrayLiteral("Retry-After"), retryAfterSeconds);
+    message->setResponseBody(QStringLiteral("Too many requests to other sources at a time"),
+                             MimeTypes::Text::plain());
 }
 
 void ReverseProxyHandler::httpCallback(const HttpClient::Result& result, Message* message) {

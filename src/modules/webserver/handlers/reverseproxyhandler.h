@@ -3,9 +3,11 @@
 #include "handlers/handler.h"
 #include "httpclient/httpclient.h"
 
+#include <QHash>
+
 // Fetches what another HTTP source offers and relays its body and content type. The URL of the
 // source is everything behind "proxy/" in the request's URL, in Base64. Whatever goes wrong with
-// the source is 404 for the client.
+// the source is 404 for the client; one that fetches too much at a time gets 503.
 //
 // This lets everybody who reaches the device fetch, from the device's place in the network, what
 // "http" and "https" URLs name; what limits it is the size, the time and the method, GET.
@@ -16,6 +18,9 @@ public:
     // What the user interface shows of other sources, pictures above all, is far smaller.
     static constexpr int readSizeLimit = 5 * 1024 * 1024;
     static constexpr int timeoutMs = 30000;
+    // Fetches of one client at a time, half of what the HTTP client has connections for: sources
+    // that do not answer must not hold up other clients. A browser opens no more than a dozen.
+    static constexpr int fetchesPerClient = 32;
 
     ReverseProxyHandler(const QString& documentRoot, QObject* parent);
 
@@ -27,5 +32,9 @@ public:
     void httpCallback(const HttpClient::Result& result, Message* message);
 
 private:
+    static void refuse(Message* message);
+
     HttpClient* m_client;
+    // By the clients' addresses.
+    QHash<QString, int> m_fetches;
 };
