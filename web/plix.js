@@ -126,8 +126,7 @@ export class Plix extends EventTarget {
 
     /**
      * @param {string} base where the device is ("https://192.168.1.5:8443"); empty for the device
-     *     that this page came from. Another device answers only when its setting `allowedOrigins`
-     *     has the origin of this page.
+     *     that this page came from. Others must have its origin in `allowedOrigins`.
      * @throws {PlixError} "invalidBase"
      */
     constructor(base = '') {
