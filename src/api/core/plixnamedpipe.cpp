@@ -61,6 +61,13 @@ bool isFifo(int descriptor) {
     return fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
+// GIO has the process ignore the signal as soon as it has a GSocket, so that a process with a web
+// server needs no more than an error.
+bool isSigpipeIgnored() {
+    struct sigaction action {};
+    return sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
+
 bool setDescriptorBlocking(int descriptor) {
     const int flags = fcntl(descriptor, F_GETFL);
     return flags >= 0 && fcntl(descriptor, F_SETFL, flags & ~O_NONBLOCK) == 0;
@@ -119,6 +126,7 @@ bool PlixNamedPipe::openDescriptor() {
     m_descriptor = uninterrupted([&] { return ::open(name.constData(), flags); });
     if (m_descriptor < 0)
         return false;
+    m_isSigpipeIgnored = isSigpipeIgnored();
     const bool isUsable =
         isFifo(m_descriptor) && (nonBlock == m_nonBlock || setDescriptorBlocking(m_descriptor));
     if (isUsable)
@@ -129,9 +137,14 @@ bool PlixNamedPipe::openDescriptor() {
 }
 
 qint64 PlixNamedPipe::write(const char* data, int length) {
+    const auto writeOnce = [&] {
+        return uninterrupted(
+            [&] { return ::write(m_descriptor, data, static_cast<size_t>(length)); });
+    };
+    if (m_isSigpipeIgnored)
+        return writeOnce();
     const SigpipeBlocker blocker;
-    const ssize_t written =
-        uninterrupted([&] { return ::write(m_descriptor, data, static_cast<size_t>(length)); });
+    const ssize_t written = writeOnce();
     if (written < 0 && errno == EPIPE) {
         blocker.consume();
         errno = EPIPE;

@@ -35,7 +35,7 @@ public:
     bool isOpen() const { return m_descriptor >= 0; }
 
     // The bytes written or read; -1 with errno set on failure. A broken pipe is EPIPE, never a
-    // signal.
+    // signal, provided that a process which ignores SIGPIPE when it opens its end goes on to.
     qint64 write(const char* data, int length);
     qint64 read(char* data, int length);
 
@@ -63,6 +63,9 @@ private:
     bool m_owner;
     bool m_created = false;
     bool m_nonBlock = false;
+    // When it was opened; asked for once, because two more system calls for each write cost more
+    // than the write of a small piece.
+    bool m_isSigpipeIgnored = false;
     int m_descriptor = -1;
     int m_keptOpen = -1;
     std::unique_ptr<QSocketNotifier, NotifierDeleter> m_notifier;
