@@ -42,8 +42,6 @@ void MultipartHandlerSession::parseHeader(Message* message) {
     m_splitter = std::make_unique<MultipartSplitter>(
         delimiter, [this](const QByteArray& header) { m_responder->newPart(header); },
         [this](const char* data, unsigned int size) { m_responder->partData(data, size); });
-    m_lookout = std::make_unique<MultipartSplitter>(
-        delimiter, [](const QByteArray&) {}, [](const char*, unsigned int) {});
 }
 
 int MultipartHandlerSession::parseChunkHeader() {
@@ -67,9 +65,7 @@ void MultipartHandlerSession::on_gotChunk(const char* data, unsigned int size) {
     int left = parseChunkBuffer(false);
     while (left > maximumBacklog)
         left = parseChunkBuffer(false);
-    m_lookout->append(data, size);
-    m_lookout->advance();
-    if (m_lookout->isAtEnd())
+    if (m_splitter->isAtEnd())
         endBody();
 }
 
@@ -83,6 +79,7 @@ void MultipartHandlerSession::endBody() {
     if (m_ended)
         return;
     m_ended = true;
+    m_responder->setBodyComplete(m_splitter && m_splitter->isClosed());
     flushChunkBuffer();
     m_responder->finish();
 }

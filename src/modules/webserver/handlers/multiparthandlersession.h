@@ -46,8 +46,6 @@ private:
     std::unique_ptr<MultipartResponder> m_responder;
     // Null in a session whose request has no usable boundary; such a session ignores its body.
     std::unique_ptr<MultipartSplitter> m_splitter;
-    // Runs ahead of that to the closing boundary.
-    std::unique_ptr<MultipartSplitter> m_lookout;
     bool m_ended = false;
     int m_lastRequestId = 0;
 };

@@ -1,5 +1,6 @@
 #include "handlers/multipartsplitter.h"
 
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -10,6 +11,33 @@ const QByteArray closingMark = QByteArrayLiteral("--");
 // What a server's chunk and a delimiter take together; reserved, so that the buffer keeps its
 // memory when it is emptied.
 constexpr int usualSize = 16 * 1024;
+
+// One carriage return in so many bytes makes it quicker to look for the whole delimiter.
+constexpr size_t sparse = 64;
+
+const char* find(const char* from, const char* to, const QByteArray& pattern) {
+    return static_cast<const char*>(memmem(from, static_cast<size_t>(to - from),
+                                           pattern.constData(),
+                                           static_cast<size_t>(pattern.size())));
+}
+
+// Looks for carriage returns, which the C library finds many bytes at a time and a binary file has
+// few of. In text, or in what was made to have many, it looks for all of the delimiter, which takes
+// the longer the shorter it is, but about the same for all content.
+const char* findDelimiter(const char* from, const char* to, const QByteArray& delimiter) {
+    const auto length = static_cast<size_t>(delimiter.size());
+    size_t rest = static_cast<size_t>(to - from);
+    for (size_t i = 0, limit = rest / sparse; rest >= length; ++i) {
+        if (i > limit)
+            return find(from, to, delimiter);
+        const auto* found = static_cast<const char*>(std::memchr(from, '\r', rest - length + 1));
+        if (!found || std::memcmp(found, delimiter.constData(), length) == 0)
+            return found;
+        from = found + 1;
+        rest = static_cast<size_t>(to - from);
+    }
+    return nullptr;
+}
 
 } // namespace
 
@@ -22,73 +50,103 @@ MultipartSplitter::MultipartSplitter(const QByteArray& delimiter, NewPart newPar
 }
 
 void MultipartSplitter::append(const char* data, unsigned int size) {
-    if (!m_closed)
-        m_buffer.append(data, static_cast<int>(size));
+    if (m_search == Search::Nothing)
+        return;
+    m_buffer.append(data, static_cast<int>(size));
+    search();
+}
+
+void MultipartSplitter::search() {
+    while ((m_search == Search::Delimiter && searchDelimiter()) ||
+           (m_search == Search::HeaderEnd && searchHeaderEnd())) {
+    }
+}
+
+bool MultipartSplitter::searchDelimiter() {
+    const char* found = findDelimiter(at(m_searched), at(end()), m_delimiter);
+    if (!found) {
+        // The tail may be the beginning of a delimiter.
+        m_searched = std::max(m_searched, end() - m_delimiter.size() + 1);
+        return false;
+    }
+    const qint64 position = m_position + (found - at(m_position));
+    m_marks.push_back({Mark::Delimiter, position});
+    // A delimiter behind empty content stays and becomes part of the header block.
+    m_headerDelimiter = position == m_begin ? m_delimiter.size() : 0;
+    m_begin = position + m_delimiter.size() - m_headerDelimiter;
+    m_searched = m_begin;
+    m_search = Search::HeaderEnd;
+    return true;
+}
+
+bool MultipartSplitter::searchHeaderEnd() {
+    const qint64 behind = m_begin + m_headerDelimiter;
+    if (end() < behind + closingMark.size())
+        return false;
+    if (std::memcmp(at(behind), closingMark.constData(), static_cast<size_t>(closingMark.size())) ==
+        0) {
+        m_isClosed = true;
+        endSearch(m_begin);
+        return false;
+    }
+    const char* found = find(at(m_searched), at(end()), emptyLine);
+    const qint64 headerEnd =
+        found ? m_position + (found - at(m_position)) + emptyLine.size() : end();
+    if (headerEnd - m_begin > maximumHeaderSize || (found && !isText(m_begin, headerEnd))) {
+        endSearch(m_begin);
+        return false;
+    }
+    if (!found) {
+        m_searched = std::max(m_searched, end() - emptyLine.size() + 1);
+        return false;
+    }
+    m_marks.push_back({Mark::HeaderEnd, headerEnd});
+    m_begin = headerEnd;
+    m_searched = headerEnd;
+    m_search = Search::Delimiter;
+    return true;
+}
+
+bool MultipartSplitter::isText(qint64 from, qint64 to) const {
+    return !std::memchr(at(from), 0, static_cast<size_t>(to - from));
+}
+
+// What follows belongs to no part.
+void MultipartSplitter::endSearch(qint64 position) {
+    m_marks.push_back({Mark::End, position});
+    m_search = Search::Nothing;
+    m_buffer.truncate(m_front + static_cast<int>(position - m_position));
 }
 
 int MultipartSplitter::step(bool final) {
-    if (m_closed)
-        return 0;
     return m_inHeader ? stepHeader() : stepContent(final);
 }
 
-void MultipartSplitter::advance() {
-    int before = 0;
-    bool wasInHeader = false;
-    do {
-        before = size();
-        wasInHeader = m_inHeader;
-        step(false);
-    } while (size() != before || m_inHeader != wasInHeader);
-}
-
-// The C library searches a chunk several times as fast as QByteArray does.
-int MultipartSplitter::indexOf(const QByteArray& pattern) const {
-    const void* found = memmem(data(), static_cast<size_t>(size()), pattern.constData(),
-                               static_cast<size_t>(pattern.size()));
-    return found ? static_cast<int>(static_cast<const char*>(found) - data()) : -1;
-}
-
-// Moves what is left only now and then, so that many small parts do not have it moved for each.
-void MultipartSplitter::drop(int size) {
-    m_front += size;
-    if (m_front <= m_buffer.size() / 2)
-        return;
-    m_buffer.remove(0, m_front);
-    m_front = 0;
-}
-
 int MultipartSplitter::stepContent(bool final) {
-    const int position = indexOf(m_delimiter);
-    if (position < 0) {
-        // The tail may be the beginning of a delimiter. One byte more than that is kept, so that a
-        // delimiter stands at the very front only behind empty content.
+    if (m_marks.empty()) {
+        // One byte more is kept than the beginning of a delimiter, so that it stands at the very
+        // front only behind empty content.
         const int ready = size() - (final ? 0 : m_delimiter.size());
         if (ready > 0)
             takeContent(ready, 0);
         return size();
     }
-    // A delimiter at the very front stays and becomes part of the header block.
-    m_headerDelimiter = position == 0 ? m_delimiter.size() : 0;
+    const auto position = static_cast<int>(m_marks.front().position - m_position);
+    m_marks.pop_front();
+    m_inHeader = true;
     if (position > 0)
         takeContent(position, m_delimiter.size());
-    m_inHeader = true;
     return size();
 }
 
 int MultipartSplitter::stepHeader() {
-    if (isAtClosing()) {
-        close();
-        return 0;
-    }
+    if (!m_marks.empty() && m_marks.front().kind == Mark::End)
+        release();
     const int length = headerLength();
-    if (length > maximumHeaderSize || (length < 0 && size() >= maximumHeaderSize)) {
-        close();
-        return 0;
-    }
     if (length < 0)
         return 0;
-    const QByteArray header(data(), length);
+    const QByteArray header(at(m_position), length);
+    m_marks.pop_front();
     drop(length);
     m_inHeader = false;
     m_hasPart = true;
@@ -97,29 +155,28 @@ int MultipartSplitter::stepHeader() {
 }
 
 int MultipartSplitter::headerLength() const {
-    const int position = indexOf(emptyLine);
-    if (position < 0)
+    if (!m_inHeader || m_marks.empty() || m_marks.front().kind != Mark::HeaderEnd)
         return -1;
-    const int length = position + emptyLine.size();
-    // Headers are text: what follows a NUL byte is not looked at.
-    const bool isText = !std::memchr(data(), 0, static_cast<size_t>(length));
-    return isText ? length : -1;
+    return static_cast<int>(m_marks.front().position - m_position);
+}
+
+// Moves what is left only now and then, so that many small parts do not have it moved for each.
+void MultipartSplitter::drop(int size) {
+    m_position += size;
+    m_front += size;
+    if (m_front <= m_buffer.size() / 2)
+        return;
+    m_buffer.remove(0, m_front);
+    m_front = 0;
 }
 
 void MultipartSplitter::takeContent(int size, int separator) {
     if (m_hasPart)
-        m_partData(data(), static_cast<unsigned int>(size));
+        m_partData(at(m_position), static_cast<unsigned int>(size));
     drop(size + separator);
 }
 
-bool MultipartSplitter::isAtClosing() const {
-    return m_inHeader && size() >= m_headerDelimiter + closingMark.size() &&
-           std::memcmp(data() + m_headerDelimiter, closingMark.constData(),
-                       static_cast<size_t>(closingMark.size())) == 0;
-}
-
-void MultipartSplitter::close() {
-    m_closed = true;
+void MultipartSplitter::release() {
     m_buffer = QByteArray();
     m_front = 0;
 }

@@ -24,4 +24,12 @@ public:
     // one the normal handler of the path answers. At the end of an exchange whose body broke off
     // there is nobody to answer any more.
     virtual void finish() = 0;
+
+    // Whether the body has come up to its closing boundary. Known from before the last parts are
+    // handed out; false as long as more may come, and of a body that broke off.
+    bool isBodyComplete() const { return m_isBodyComplete; }
+    void setBodyComplete(bool complete) { m_isBodyComplete = complete; }
+
+private:
+    bool m_isBodyComplete = false;
 };
