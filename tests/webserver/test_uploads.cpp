@@ -1,13 +1,14 @@
 #include "handlers/multiparthandler.h"
 #include "multipartpieces.h"
 #include "rawclient.h"
-#include "responders/firmwareupdatedrain.h"
 #include "responders/firmwareupdateresponder.h"
+#include "responders/firmwareupdatewriter.h"
 #include "responders/multipartresponderfactory.h"
 #include "testdevice.h"
 #include "updater.h"
 
 #include <QElapsedTimer>
+#include <QRegularExpression>
 #include <QTest>
 
 namespace {
@@ -31,16 +32,27 @@ const QByteArray firstLines = delimiter + lines;
 
 // Answers with 404 what has been uploaded.
 struct UploadServer : TestServer {
-    explicit UploadServer(const ConnectionLimits& limits = {}) : TestServer(false, limits) {
+    explicit UploadServer(const ConnectionLimits& limits = {},
+                          int minimumBytesMs = FirmwareUpdateResponder::defaultMinimumBytesMs)
+        : TestServer(false, limits) {
         add("/", new Handler(QString(), nullptr));
         addEarly("/",
-                 new MultipartHandler(new DefaultMultipartResponderFactory<FirmwareUpdateResponder>,
-                                      QString(), &server(), nullptr));
+                 new MultipartHandler(new Factory(minimumBytesMs), QString(), &server(), nullptr));
     }
+
+private:
+    struct Factory : MultipartResponderFactory {
+        explicit Factory(int ms) : minimumBytesMs(ms) {}
+        MultipartResponder* create(Request& request, const QString& root, Message* message,
+                                   Server* server) override {
+            return new FirmwareUpdateResponder(request, root, message, server, minimumBytesMs);
+        }
+        int minimumBytesMs;
+    };
 };
 
-QByteArray uploadBytes(const QByteArrayList& parts) {
-    return RawClient::requestBytes("POST", "/u?firmwareupdate=1", multipartType,
+QByteArray uploadBytes(const QByteArrayList& parts, const QByteArray& items = {}) {
+    return RawClient::requestBytes("POST", "/u?firmwareupdate=1" + items, multipartType,
                                    multipartBody(parts));
 }
 
@@ -140,7 +152,8 @@ private Q_SLOTS:
 
     void slowUpdaterStallsTheClient() {
         // A client that is held back is not one that keeps silent.
-        const UploadServer server(patience(300));
+        // Neither is it one that is too slow.
+        const UploadServer server(patience(300), 200);
         const Updater updater({0, 400});
         // More than the buffers of both sockets hold.
         const QByteArray request = uploadBytes({noise(16 * 1024 * 1024)});
@@ -183,13 +196,18 @@ private Q_SLOTS:
         const UploadServer server;
         const Updater updater({0, 5});
         const QByteArray image = noise(2 * 1024 * 1024);
-        const QByteArray request = uploadBytes({image});
+        const QByteArray request = uploadBytes({image}, "&length=2097152");
         RawClient first(server.port());
         first.send(request.left(request.size() / 2));
         QTRY_VERIFY(updater.bytes() > 0);
         RawClient second(server.port());
         second.send(uploadBytes({"second"}));
-        QCOMPARE(second.readReply().status, 503);
+        const HttpReply reply = second.readReply();
+        QCOMPARE(reply.status, 503);
+        const QRegularExpression use(
+            "from 127.0.0.1 and began \\d+ s ago; (\\d+) bytes of 2097152 ");
+        const QString text = reply.body;
+        QVERIFY2(use.match(text).captured(1).toInt() >= image.size() / 4, reply.body.constData());
         first.send(request.mid(request.size() / 2));
         QCOMPARE(first.readReply().status, 404);
         QTRY_VERIFY(updater.images() == QByteArrayList{image});
@@ -198,6 +216,8 @@ private Q_SLOTS:
     void brokenUpload() {
         const QByteArray image = noise(100000);
         const QByteArray part = "--XyZ\r\nA: b\r\n\r\n" + image;
+        // A part without its closing boundary: a FIFO cannot say that something is missing, but it
+        // says that it is over, and the notice that it is not complete.
         const QVector<std::tuple<QByteArray, int, QByteArrayList>> rows{
             {"form-data; boundary=XyZ", 1000000, {image}},           // a client that leaves
             {"form-data; boundary=XyZ", 50015, {image.left(50000)}}, // longer than it says
@@ -215,14 +235,96 @@ private Q_SLOTS:
             client.halfClose();
             client.readToEnd(500);
             client.abort();
-            // A FIFO cannot say that something is missing; but it says that it is over.
             QTRY_VERIFY(updater.images() == images);
             QTRY_VERIFY(lockUpdater());
+            QVERIFY(images.isEmpty() || updater.notices() == QByteArrayList{notice("false")});
             RawClient next(server.port());
             next.send(uploadBytes({"next"}));
             QCOMPARE(next.readReply().status, 404);
             QTRY_VERIFY(updater.images() == images + QByteArrayList{"next"});
+            QCOMPARE(updater.notices().last(), notice("true"));
         }
+    }
+
+    void announcedImage() {
+        const QByteArray digest(64, 'A');
+        const QVector<std::tuple<QByteArray, int, QByteArray>> rows{
+            {"&length=3", 404, notice("true", ",\"length\":3")},
+            {"&sha256=" + digest + "&length=0", 404,
+             notice("true", ",\"length\":0,\"sha256\":\"" + digest.toLower() + '"')},
+            {"&length=", 400, {}},
+            {"&length=-1", 400, {}},
+            {"&length=1e3", 400, {}},
+            {"&length=9999999999999999", 400, {}},
+            {"&sha256=" + digest.chopped(1), 400, {}},
+            {"&sha256=" + digest.chopped(1) + "%0A", 400, {}}};
+        const UploadServer server;
+        const Updater updater({});
+        QByteArrayList notices;
+        for (const auto& [items, status, expected] : rows) {
+            RawClient client(server.port());
+            client.send(uploadBytes({"abc"}, items));
+            QCOMPARE(client.readReply().status, status);
+            notices += expected.isNull() ? QByteArrayList() : QByteArrayList{expected};
+            QTRY_COMPARE(updater.notices(), notices);
+            QTRY_VERIFY(updater.isTidy());
+        }
+    }
+
+    void uploadOfEmptyParts() {
+        // On the same connection, and from a client that has left.
+        for (const bool leaves : {false, true}) {
+            const UploadServer server;
+            const Updater updater({});
+            const QByteArray body = QByteArray("--XyZ\r\n\r\n\r\n").repeated(90000) + "--XyZ--";
+            RawClient client(server.port());
+            client.send(RawClient::requestBytes("POST", "/?firmwareupdate", multipartType, body));
+            if (leaves) {
+                QTRY_VERIFY(!updater.images().isEmpty());
+                client.reset();
+            } else {
+                QCOMPARE(client.readReply().status, 400);
+            }
+            QTRY_VERIFY(lockUpdater());
+            QVERIFY(updater.images().size() <= FirmwareUpdateResponder::maximumParts);
+            RawClient next(server.port());
+            next.send(uploadBytes({"next"}));
+            QCOMPARE(next.readReply().status, 404);
+            QTRY_COMPARE(updater.images().last(), QByteArray("next"));
+        }
+    }
+
+    void waitingPartsGoWithTheClient() {
+        const UploadServer server;
+        // Takes seconds for the first of them.
+        const Updater updater({0, 100});
+        const QByteArray image = noise(1024 * 1024);
+        const QByteArray body = multipartBody({image, "a", "b", "c"});
+        RawClient client(server.port());
+        client.send(RawClient::requestBytes("POST", "/?firmwareupdate", multipartType, body));
+        QTRY_VERIFY(client.socket().bytesToWrite() == 0 && updater.bytes() > 0);
+        client.reset();
+        QTRY_VERIFY(lockUpdater());
+        QVERIFY(updater.images().size() <= 1);
+    }
+
+    void slowClientLosesTheUpdater() {
+        const UploadServer server({}, 200);
+        const Updater updater({});
+        const QByteArray request = uploadBytes({noise(100000), "x"});
+        RawClient client(server.port());
+        client.send(request.left(60000));
+        QTRY_COMPARE(updater.images().size(), 1);
+        QTRY_VERIFY(lockUpdater());
+        QCOMPARE(updater.notices(), QByteArrayList{notice("false")});
+        client.send(request.mid(60000));
+        QCOMPARE(client.readReply().status, 408);
+        QCOMPARE(updater.images().size(), 1);
+    }
+
+private:
+    static QByteArray notice(const QByteArray& complete, const QByteArray& announced = {}) {
+        return "{\"complete\":" + complete + announced + "}\n";
     }
 };
 

@@ -2,6 +2,8 @@
 
 #include "core/plixhost.h"
 
+#include <QDir>
+#include <QFile>
 #include <QMutex>
 #include <QTemporaryDir>
 #include <QThread>
@@ -44,6 +46,13 @@ public:
         const QMutexLocker lock(&m_mutex);
         return m_images;
     }
+    // What was said of each of these beside the FIFO.
+    QByteArrayList notices() const {
+        const QMutexLocker lock(&m_mutex);
+        return m_notices;
+    }
+    // Nothing but the FIFO is there.
+    bool isTidy() const { return QDir(m_folder.path()).entryList(QDir::Files) == QStringList(); }
     // Bytes of all images, also of those that have not ended.
     qint64 bytes() const { return m_bytes; }
 
@@ -76,9 +85,13 @@ private:
             m_bytes += size;
             QThread::msleep(m_manners.burstPauseMs);
         }
+        QFile file(QString::fromUtf8(m_path + ".expected"));
+        const QByteArray notice = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
         const QMutexLocker lock(&m_mutex);
-        if (!m_stop)
-            m_images.append(image);
+        if (m_stop)
+            return true;
+        m_images.append(image);
+        m_notices.append(notice);
         return true;
     }
 
@@ -87,6 +100,7 @@ private:
     Manners m_manners;
     mutable QMutex m_mutex;
     QByteArrayList m_images;
+    QByteArrayList m_notices;
     std::atomic<qint64> m_bytes{0};
     std::atomic<bool> m_stop{false};
     std::future<void> m_run;

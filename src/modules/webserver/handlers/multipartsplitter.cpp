@@ -31,7 +31,8 @@ const char* findDelimiter(const char* from, const char* to, const QByteArray& de
         if (i > limit)
             return find(from, to, delimiter);
         const auto* found = static_cast<const char*>(std::memchr(from, '\r', rest - length + 1));
-        if (!found || std::memcmp(found, delimiter.constData(), length) == 0)
+        // Most carriage returns of a binary file are told by the next byte.
+        if (!found || (found[1] == '\n' && std::memcmp(found, delimiter.constData(), length) == 0))
             return found;
         from = found + 1;
         rest = static_cast<size_t>(to - from);

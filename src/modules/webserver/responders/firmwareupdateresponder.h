@@ -1,29 +1,35 @@
 #pragma once
 
-#include "core/plixnamedpipe.h"
-#include "responders/firmwareupdatedrain.h"
+#include "responders/firmwareupdatewriter.h"
 #include "responders/multipartresponder.h"
 #include "server.h"
 
 #include <QPointer>
 #include <QTimer>
 
-#include <memory>
-
-// Streams an uploaded firmware image into the updater's FIFO, for uploads whose URL has the query
-// item "firmwareupdate"; the parts of others are dropped.
+// Streams an uploaded firmware image to the updater, for uploads whose URL has the query item
+// "firmwareupdate"; the parts of others are dropped.
 //
-// Each part is written from a fresh opening of the FIFO. While the FIFO is full the exchange is
-// paused, so that the client is read no faster than the updater reads. At the end of a part what
-// is left of it goes to a FirmwareUpdateDrain, and so do the parts that follow, because their turn
-// comes only when the updater has seen the end of the one before; the answer waits for it. One
-// upload at a time has the updater; another one is answered with 503.
+// It decides who may upload, how slowly and how many parts, and gives the bytes to a
+// FirmwareUpdateWriter. While that is full the exchange is paused, so that the client is read no
+// faster than the updater reads; the answer waits until the updater has the image. One upload at a
+// time has the updater; another one is answered with 503.
 class FirmwareUpdateResponder : public MultipartResponder {
     Q_OBJECT
 
 public:
+    // Each part is an image to the updater, and a form for it has one file. A few fields beside
+    // that do no harm; a body of nothing but empty parts would keep the updater busy for minutes.
+    static constexpr int maximumParts = 16;
+
+    // The least that a client has to send of an upload within the time, in which it is not held
+    // back: one that sends next to nothing must not lock others out of the updater. The poorest
+    // radio link within a house manages several times as much.
+    static constexpr qint64 minimumBytes = qint64(1) << 20;
+    static constexpr int defaultMinimumBytesMs = 60000;
+
     FirmwareUpdateResponder(Request& request, const QString& documentRoot, Message* message,
-                            Server* server);
+                            Server* server, int minimumBytesMs = defaultMinimumBytesMs);
     ~FirmwareUpdateResponder() override;
 
     void respond() override;
@@ -31,38 +37,40 @@ public:
     void partData(const char* data, unsigned int length) override;
     void finish() override;
 
-    // Opens the updater's FIFO. Sleeps between its attempts.
+    // Has the updater's FIFO opened for the next part.
     void openFile();
-    // Ends the part; what is left of it is still written.
+    // Hands on what has been collected of the part that ends.
     void closeFile();
     // Gives the upload up: the rest of it is read and dropped, and answered with 500.
     void cancelTransfer();
-    // Writes so many bytes from the front of the buffer. False when some are left because the FIFO
-    // is full, or when the transfer has failed.
+    // Hands on so many bytes from the front of the buffer. False when some of them wait because the
+    // FIFO is full, or when the transfer has failed.
     bool writeDataToUpdater(unsigned int length);
 
 private Q_SLOTS:
-    void on_writeNotifier_activated(int socket);
-    void on_drain_drained();
-    void on_drain_finished(bool complete);
-    void on_stallTimer_timeout();
+    void on_writer_roomMade();
+    void on_writer_finished(FirmwareUpdateWriter::Outcome outcome);
+    void on_minimumTimer_timeout();
 
 private:
+    bool takeUpdater();
     void writeCollected();
+    void updatePause();
     void pauseMessage(bool pause);
-    void refuse(int status, const QString& text);
+    void giveUp(int status, const QString& text);
 
     QPointer<Message> m_message;
     QPointer<Server> m_server;
     QByteArray m_partHeaders;
     QByteArray m_buffer;
-    std::unique_ptr<PlixNamedPipe> m_pipe;
     bool m_active;
     bool m_updaterIsMissing = false;
     bool m_paused = false;
     bool m_isWriteQueued = false;
-    UpdaterLock m_lock;
-    QPointer<FirmwareUpdateDrain> m_drain;
-    // While the FIFO is full, since the updater took something.
-    QTimer m_stallTimer;
+    int m_parts = 0;
+    QPointer<FirmwareUpdateWriter> m_writer;
+    QTimer m_minimumTimer;
+    // Since that last fired.
+    qint64 m_recentBytes = 0;
+    bool m_wasPaused = false;
 };
