@@ -32,11 +32,25 @@ private Q_SLOTS:
         for (const int size : {3000001, 1}) {
             const QByteArray bytes(size, 'x');
             QVERIFY(upload(bytes));
-            QTRY_COMPARE(update("sha256").toByteArray(),
-                         QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex());
+            QTRY_COMPARE(update("sha256").toByteArray(), digest(bytes));
             QCOMPARE(update("state"), QVariant("received"));
             QVERIFY(image() == bytes);
         }
+        // Nothing that is broken, or not what was announced, takes its place.
+        const QByteArray otherDigest(64, '0');
+        for (const QByteArray& notice :
+             {QByteArray(), QByteArray("{"), QByteArray("{\"complete\": false}"),
+              QByteArray("{\"complete\": true, \"length\": 2}"),
+              "{\"complete\": true, \"length\": 1, \"sha256\": \"" + otherDigest + "\"}"}) {
+            QVERIFY(upload("new", "{\"complete\": true}"));
+            QTRY_COMPARE(update("sha256").toByteArray(), digest("new"));
+            QVERIFY(upload("x", notice));
+            QTRY_COMPARE(update("state"), QVariant("failed"));
+            QCOMPARE(image(), QByteArray("new"));
+        }
+        QVERIFY(upload("x",
+                       "{\"complete\": true, \"length\": 1, \"sha256\": \"" + digest("x") + "\"}"));
+        QTRY_COMPARE(image(), QByteArray("x"));
         m_worker.reset();
         QVERIFY(!QFileInfo::exists(m_pipe));
     }
@@ -70,9 +84,16 @@ private:
     QVariant update(const QString& member) const {
         return m_worker->role("firmware:update", "value").toHash().value(member);
     }
+    static QByteArray digest(const QByteArray& bytes) {
+        return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();
+    }
     QByteArray image() const { return readFile(m_state->filePath("firmware/image")); }
-    // False when nobody reads any more.
-    bool upload(const QByteArray& bytes) const {
+    // `notice`: what is said of it beside the FIFO. False when nobody reads any more.
+    bool upload(const QByteArray& bytes, const QByteArray& notice = "{\"complete\": true}") const {
+        if (notice.isEmpty())
+            QFile::remove(m_pipe + ".expected");
+        else
+            writeFile(m_pipe + ".expected", notice);
         const int descriptor = ::open(m_pipe.constData(), O_WRONLY | O_NONBLOCK);
         ssize_t size = 0;
         for (int sent = 0; sent < bytes.size() && size >= 0; sent += int(size)) {

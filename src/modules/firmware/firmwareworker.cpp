@@ -5,6 +5,7 @@
 #include "core/plixconnect.h"
 #include "core/plixpaths.h"
 #include "firmwareimage.h"
+#include "firmwarenotice.h"
 
 #include <QDir>
 #include <QFile>
@@ -64,8 +65,10 @@ FirmwareWorker::~FirmwareWorker() {
 void FirmwareWorker::removeStalePipe() {
     const QByteArray path = QFile::encodeName(PlixFirmwareUpdateDataPipe());
     struct stat status;
-    if (lstat(path.constData(), &status) == 0 && S_ISFIFO(status.st_mode) && !hasReader(path))
-        ::unlink(path.constData());
+    if (lstat(path.constData(), &status) != 0 || !S_ISFIFO(status.st_mode) || hasReader(path))
+        return;
+    ::unlink(path.constData());
+    removeNotice(PlixFirmwareUpdateDataPipe());
 }
 
 bool FirmwareWorker::createPipe() {
@@ -132,6 +135,12 @@ void FirmwareWorker::endImage() {
         return fail(QStringLiteral("an upload without a single byte"));
     }
     m_progressTimer.stop();
+    // Before the reading end is closed: the writer waits for that.
+    const QString objection = objectionTo(m_pipe->name(), m_image->size(), m_image->sha256());
+    if (!objection.isNull()) {
+        discard(objection);
+        return openPipe();
+    }
     report(QStringLiteral("receiving"));
     // What the next upload writes meanwhile waits in the FIFO.
     openPipe();
@@ -156,11 +165,16 @@ void FirmwareWorker::on_image_committed(bool ok) {
         m_pipe->readNotifier()->setEnabled(true);
 }
 
-void FirmwareWorker::fail(const QString& reason) {
+// The image before stays.
+void FirmwareWorker::discard(const QString& reason) {
     dbglog_error("Firmware image failed: " << reason);
     m_progressTimer.stop();
     m_image.reset();
     report(QStringLiteral("failed"));
+}
+
+void FirmwareWorker::fail(const QString& reason) {
+    discard(reason);
     // A new FIFO, so that the writer of this image learns that nobody reads it, and its remaining
     // bytes are not taken for the beginning of the next.
     m_pipe.reset();

@@ -16,8 +16,8 @@ class FirmwareImage;
 //
 // The node "firmware:update" tells how it goes: {"state": "idle|receiving|received|failed",
 // "bytes": N, "sha256": hexadecimal digits of a received image}. A FIFO carries no length and no
-// verdict: an upload that the client breaks off ends like a complete one. Who uploads compares the
-// digest before the image is used.
+// verdict; those are in a file beside it, see firmwarenotice.h. An image that broke off, or is not
+// the one that was announced, has "failed", and the one before stays.
 //
 // Configuration: "nodes"; "stateDir", the state directory.
 class FirmwareWorker : public CMNodesWorker {
@@ -42,6 +42,7 @@ private:
     void openPipe();
     void receive(const char* data, int size);
     void endImage();
+    void discard(const QString& reason);
     void fail(const QString& reason);
     void report(const QString& state, const QString& sha256 = QString(""));
 
