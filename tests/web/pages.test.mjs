@@ -76,8 +76,10 @@ test('a firmware image is sent with both progresses and its hash', async () => {
             new MutationObserver(() => seen[name].add(document.getElementById(name).value))
                 .observe(document.getElementById(name), { attributes: true });
     });
+    const asked = page.waitForRequest(request => request.method() === 'POST');
     await click(page, 'Send to the device');
     await page.getByText('It is the file you chose, byte for byte.').waitFor();
+    assert.ok((await asked).url().endsWith(`?firmwareupdate=1&length=${image.length}&sha256=${sha256(image)}`));
     assert.equal(await page.textContent('#hash'), sha256(image));
     assert.equal((await device.get('firmware:update')).sha256, sha256(image));
     for (const name of ['sent', 'received']) {
@@ -102,7 +104,7 @@ test('a dropped image is cancelled, and others are sent', async () => {
     await page.getByText('64.0 MiB', { exact: true }).waitFor();
     await click(page, 'Send to the device');
     await page.getByText('Cancelled.').waitFor();
-    await until(async () => (await device.get('firmware:update')).state !== 'receiving', 'the end');
+    await until(async () => (await device.get('firmware:update')).state === 'failed', 'the end');
 
     await page.reload();
     await choose(page, Buffer.from('small'));

@@ -5,7 +5,7 @@ import { showOutcome, tell } from './firmware.js';
 
 /** The updater may still be writing when the last byte has been sent. */
 const CONFIRM_MS = 20_000;
-/** Larger images are not hashed here as well: the browser would have to hold them in memory. */
+/** Larger images are sent with their length only: hashing takes all of the bytes at once. */
 const LARGEST_LOCAL_HASH = 256 * 1024 ** 2;
 
 let image = null;
@@ -39,18 +39,18 @@ function setBusy(busy) {
 /** Sends the form as the browser would; resolves when the device has answered. */
 function post(current) {
     const form = new FormData();
-    form.append('image', current.file, current.file.name);
-    const { request } = current;
+    const { file, request, sha256 } = current;
+    form.append('image', file, file.name);
     return new Promise((resolve, reject) => {
         request.upload.onprogress = event => {
-            const overhead = event.total - current.file.size;
-            showMeter('sent', Math.max(0, event.loaded - overhead), current.file.size);
+            showMeter('sent', Math.max(0, event.loaded - event.total + file.size), file.size);
         };
         request.onload = () => request.status < 400 ? resolve()
             : reject(new Error(`The device refused the image (status ${request.status}).`));
         request.onerror = () => reject(new Error('The connection to the device broke off. The image was not sent completely.'));
         request.onabort = () => reject(new Error('Cancelled. The device keeps its present firmware.'));
-        request.open('POST', $('update').getAttribute('action'));
+        // The updater keeps no other image than this.
+        request.open('POST', `${$('update').getAttribute('action')}&length=${file.size}${sha256 && '&sha256='}${sha256}`);
         request.send(form);
     });
 }
@@ -83,18 +83,20 @@ async function send(event) {
         return;
     const current = { file: image, request: new XMLHttpRequest(), reported: false, reportChanged() {} };
     upload = current;
-    setBusy(true);
-    tell('Sending …');
+    tell('Reading …');
     $('hashField').hidden = true;
     $('sending').hidden = $('receiving').hidden = false;
     showMeter('sent', 0, image.size);
     showMeter('received', 0, image.size);
     try {
+        current.sha256 = await localHash(current.file);
+        setBusy(true);
+        tell('Sending …');
         await post(current);
         showMeter('sent', current.file.size, current.file.size);
         tell('Sent. Waiting for the updater …');
         await confirmed(current);
-        await conclude(current);
+        conclude(current);
     } catch (error) {
         tell(error.message, true);
     } finally {
@@ -103,13 +105,13 @@ async function send(event) {
     }
 }
 
-async function conclude(current) {
+function conclude(current) {
     if (!current.reported)
         throw new Error('The device took the file, but its updater did not receive it. Is the updater running?');
-    const expected = update.state === 'received' ? await localHash(current.file) : '';
-    if (update.state === 'received' && (update.bytes !== current.file.size || (expected && expected !== update.sha256)))
+    const { file, sha256 } = current;
+    if (update.state === 'received' && (update.bytes !== file.size || (sha256 && sha256 !== update.sha256)))
         throw new Error('The updater has another image than the one you sent. Send it again.');
-    showOutcome(update, expected ? 'It is the file you chose, byte for byte.' : '');
+    showOutcome(update, sha256 ? 'It is the file you chose, byte for byte.' : '');
     $('send').focus();
 }
 
