@@ -64,6 +64,8 @@ FirmwareUpdateWriter::FirmwareUpdateWriter(const UpdaterLock& lock,
                                            const FirmwareUpdateExpectation& expectation)
     : QObject(QCoreApplication::instance()), m_lock(lock), m_expectation(expectation) {
     m_timer.setSingleShot(true);
+    // A coarse one may end the attempts to open the FIFO before their time.
+    m_timer.setTimerType(Qt::PreciseTimer);
     plixConnect(&m_timer, SIGNAL(timeout()), this, SLOT(on_timer_timeout()));
 }
 
