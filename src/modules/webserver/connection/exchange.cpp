@@ -75,17 +75,25 @@ gssize Exchange::on_stream_read(char* buffer, gsize size, GError** error) {
 
 // Once the early handlers had their say: they may take the body as it comes.
 bool Exchange::admitBody(GError** error) {
+    const SoupMessage* message = m_message.get();
     if (!m_isBodyAdmitted) {
         m_isBodyAdmitted = true;
-        m_isBodyKept = soup_message_body_get_accumulate(m_message.get()->request_body);
+        m_isBodyKept = soup_message_body_get_accumulate(message->request_body);
+        // libsoup would read the whole body before it says so.
+        if (message->status_code == SOUP_STATUS_FORBIDDEN && message->response_body->length == 0)
+            return refuse({403, "Forbidden", "This request is not accepted from there."}, error);
     }
     const qint64 limit = m_connection.limits().bodyBytes;
     const qint64 announced = m_connection.framing().contentLength();
     if (!m_isBodyKept || (std::max(announced, m_bodyRead) <= limit && m_kept <= 2 * limit))
         return true;
-    m_connection.refuseExchange(
-        {413, "Payload Too Large", "The request's body is larger than is accepted here."});
-    fail(error, G_IO_ERROR_FAILED, "The body is too large");
+    return refuse({413, "Payload Too Large", "The request's body is larger than is accepted here."},
+                  error);
+}
+
+bool Exchange::refuse(const Refusal& refusal, GError** error) {
+    m_connection.refuseExchange(refusal);
+    fail(error, G_IO_ERROR_FAILED, refusal.phrase);
     return false;
 }
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include "connection/exchangestream.h"
+#include "connection/refusal.h"
 #include "connection/responseframing.h"
 #include "glibptr.h"
 
@@ -71,6 +72,7 @@ private:
     void on_stream_closed() override;
 
     bool admitBody(GError** error);
+    bool refuse(const Refusal& refusal, GError** error);
     gssize readBody(char* buffer, gsize size, GError** error);
     gssize writeBody(const char* data, gsize size);
     gssize writeChunk(const char* data, gsize size);
