@@ -455,7 +455,7 @@ class EventFeed {
         const present = this.#listeners.size > 0 && globalThis.document?.visibilityState !== 'hidden';
         if (present === (this.#presence !== null))
             return;
-        // In node, the channel would keep the process that has nothing else to do.
+        // In node, the channel would keep an idle process alive.
         this.#channel[present ? 'ref' : 'unref']?.();
         if (!present) {
             this.#presence.abort();
@@ -465,7 +465,7 @@ class EventFeed {
         this.#presence = new AbortController();
         const { signal } = this.#presence;
         this.#competing = this.#competing.then(() => this.#compete(signal));
-        // What a leader told while this tab slept may be lost: everything is to be read again.
+        // What a leader told while this tab slept may be lost: read everything again.
         this.#announce([...this.#listeners.keys()]);
     }
 
@@ -506,7 +506,7 @@ class EventFeed {
                 if (signal.aborted)
                     break;
                 this.#queueId = null;
-                // A queue that expired says nothing against the device: it is there and answers.
+                // A queue that expired says nothing against the device.
                 if (error.name !== 'unknownQueue')
                     this.#tellStatus('connecting');
                 await this.#pause(retry * (0.75 + Math.random() / 2), signal);

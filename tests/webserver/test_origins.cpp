@@ -71,13 +71,16 @@ a foreign player        |GET |/api/stream/|10.0.0.1     |http://evil.example    
         server.add("/api/", unwanted);
         for (const char* target : {"/upload", "/api/set%44ata"}) {
             RawClient client(server.port());
-            client.send(
-                RawClient::requestBytes("POST", target, "Origin: http://evil.example\r\n", "body"));
-            QCOMPARE(client.readReply().status, 403);
-            client.send(
-                RawClient::requestBytes("GET", "/api/set%44ata", "Sec-Fetch-Site: cross-site\r\n"));
+            client.send(RawClient::requestBytes(
+                "POST", target, "Origin: http://evil.example\r\nContent-Length: 100000\r\n"));
+            if (QByteArray(target) !=
+                "/upload") // Without an early handler the body is taken first.
+                client.send(QByteArray(100000, 'x'));
             QCOMPARE(client.readReply().status, 403);
         }
+        QCOMPARE(RawClient::get(server.port(), "/api/set%44ata", "Sec-Fetch-Site: cross-site\r\n")
+                     .status,
+                 403);
     }
 
     void allowedPagesUseTheApi() {

@@ -117,7 +117,7 @@ function conclude(current) {
 
 function startDrop() {
     const drop = $('drop');
-    // Without this a file that misses the target would replace the page.
+    // A file that misses the target would replace the page.
     addEventListener('dragover', event => event.preventDefault());
     addEventListener('drop', event => event.preventDefault());
     drop.ondragover = () => drop.classList.add('over');
@@ -134,7 +134,7 @@ function startDrop() {
 function followUpdater() {
     device.subscribe('firmware:update', {
         event: ({ value }) => reported(value),
-        // After a lost connection only the state itself tells what happened meanwhile.
+        // After a lost connection only the state tells what happened.
         ready: async () => {
             const now = await device.get('firmware:update').catch(() => null);
             if (now && upload?.reported)
