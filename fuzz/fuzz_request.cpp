@@ -17,7 +17,8 @@ namespace {
 
 const QList<QByteArray> knownHeaders =
     QByteArray("accept-ranges allow cache-control connection content-language content-length "
-               "content-range content-type date etag expires location pragma transfer-encoding "
+               "content-range content-type date etag expires location pragma referrer-policy "
+               "retry-after transfer-encoding vary x-content-type-options x-frame-options "
                "x-robots-tag")
         .split(' ');
 

@@ -129,6 +129,12 @@ IMAGE = b'--B\r\nContent-Disposition: form-data; name="file"\r\n\r\n' + b"image"
 SIZES = {"large": 5_000_000, "medium": 300_000, "small": 1024, "fetched": 2_000_000}
 
 
+def is_usual_turn(line):
+    """Dozens of large answers may become ready in one turn of the device's event loop."""
+    found = re.search(r"A turn of the event loop took .*?(\d+) ms of processor time", line)
+    return found and int(found[1]) < 10 * int(os.environ.get("PLIX_TURN_LIMIT_MS", "100"))
+
+
 class Device:
     """A running device with small, medium and large things to ask for."""
 
@@ -266,7 +272,7 @@ class Device:
         except subprocess.TimeoutExpired:
             self.process.kill()
             status = f"none, {self.process.wait()} when killed"
-        log = self.logged()
+        log = "".join(line for line in self.logged().splitlines(True) if not is_usual_turn(line))
         shutil.rmtree(self.folder)
         return [f"the device ended with status {status}"] if status else [], log
 

@@ -60,7 +60,6 @@ void Connections::accept(int descriptor, const sockaddr_storage& remote) {
 void Connections::closeAll() {
     while (!m_connections.empty())
         m_connections.back()->close();
-    m_closed.clear();
 }
 
 void Connections::on_connection_closed(Connection& connection) {
