@@ -28,7 +28,7 @@ QString FileHash::now(const std::shared_ptr<const MappedFile>& file) {
     FileHash hash(file);
     while (hash.hashSlice()) {
     }
-    return hash.m_digest;
+    return file->isCurrent() ? hash.m_digest : QString();
 }
 
 std::shared_ptr<FileHash> FileHash::of(const std::shared_ptr<const MappedFile>& file) {
@@ -54,7 +54,7 @@ void FileHash::takeTurn() {
 bool FileHash::hashSlice() {
     const size_t length = std::min(m_file->size() - m_offset, m_buffer.size());
     const qint64 count = m_file->read(static_cast<qint64>(m_offset), m_buffer.data(), length);
-    if (count != static_cast<qint64>(length) || !m_file->isCurrent())
+    if (count != static_cast<qint64>(length))
         return false;
     g_checksum_update(m_checksum.get(), reinterpret_cast<const guchar*>(m_buffer.data()),
                       static_cast<gssize>(length));

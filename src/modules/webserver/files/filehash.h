@@ -26,7 +26,8 @@ public:
     ~FileHash() override;
 
     const std::shared_ptr<const MappedFile>& file() const { return m_file; }
-    // Null before finished(), and when the file has changed meanwhile.
+    // Null before finished(), and when the file became shorter meanwhile. Of a file that was written
+    // to it may be that of no version.
     const QString& digest() const { return m_digest; }
 
 Q_SIGNALS:
@@ -36,7 +37,7 @@ Q_SIGNALS:
 private:
     explicit FileHash(std::shared_ptr<const MappedFile> file);
     void takeTurn();
-    // False when the end, or a change of the file, has been reached.
+    // False when the end has been reached.
     bool hashSlice();
     // Gives the turns to the next one.
     void leaveQueue();

@@ -17,8 +17,8 @@ namespace {
 using FileServing::Request;
 using HashPtr = std::shared_ptr<FileHash>;
 
-// How often a file may change while it is hashed; one that is written to all the time would be
-// hashed for ever.
+// How often a file may change while it is hashed. One that is written to all the time, such as a
+// recording, is then sent as long as it was when the last hash began.
 constexpr int maxAttempts = 3;
 
 // Why a file counts as missing; null when it does not.
@@ -166,7 +166,11 @@ void attempt(const Request& request, Message* message, const FileServing::Done& 
         });
         return;
     }
-    if (awaited)
+    const bool isWritten = awaited && hash && !hash->digest().isNull() && hash->file()->isIntact();
+    if (isWritten)
+        send(request, hash->file(),
+             ETagCache::instance().add(request.file, *hash->file(), hash->digest()), message);
+    else if (awaited)
         FileAnswer::sendOpenError(request.file, QStringLiteral("It changed while it was read"),
                                   message);
     if (done)
