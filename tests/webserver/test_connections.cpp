@@ -83,6 +83,36 @@ private Q_SLOTS:
         QVERIFY2(most < requests / 10, qPrintable(QString::number(most)));
     }
 
+    void longestWaitingMakesRoom_data() {
+        QTest::addColumn<qint64>("connections");
+        QTest::addColumn<qint64>("heldBytes");
+        QTest::newRow("for another connection of its address") << qint64(2) << qint64(1 << 20);
+        QTest::newRow("for what another has in memory") << qint64(100) << qint64(100000);
+    }
+    void longestWaitingMakesRoom() {
+        QFETCH(qint64, connections);
+        QFETCH(qint64, heldBytes);
+        ConnectionLimits limits;
+        limits.connectionsPerAddress = connections;
+        limits.heldBytes = heldBytes;
+        WaitingServer server(false, limits);
+        RawClient waits(server.port()); // for the device, not the device for it
+        waits.send(get);
+        QTRY_COMPARE(server.count(), 1);
+        const QByteArray half = "GET / HTTP/1.1\r\nX: " + QByteArray(60000, 'x');
+        RawClient first(server.port());
+        first.send(half);
+        QTest::qWait(50);
+        QVERIFY(first.isConnected());
+        RawClient second(server.port());
+        second.send(half);
+        QVERIFY(first.waitForClose());
+        second.send("\r\nHost: a\r\n\r\n");
+        QTRY_COMPARE(server.count(), 2);
+        server.answer("still here");
+        QCOMPARE(waits.readReply().body, QByteArray("still here"));
+    }
+
     void slowReaderIsKept() {
         // More than the sockets' buffers hold, for a client that has also closed its sending side.
         const QByteArray body(16 * 1024 * 1024, 'x');

@@ -70,6 +70,10 @@ private Q_SLOTS:
         for (const char* host : {"[example.com]:80", "printer.LOCAL", "example.com",
                                  "localhost.example", "192.168.1.20.example.com"})
             QVERIFY2(status(host) == 403, host);
+        RawClient upload(server.port());
+        upload.send("POST / HTTP/1.1\r\nHost: example.com\r\n"
+                    "Content-Type: multipart/form-data\r\n\r\n");
+        QCOMPARE(upload.readReply().status, 403);
     }
 
     void firstMatchWins() {
