@@ -17,7 +17,7 @@ class FileHash : public QObject, public std::enable_shared_from_this<FileHash> {
 public:
     // What one turn of the event loop reads: about a millisecond's work. A file that is no larger
     // is hashed at once.
-    static constexpr size_t sliceBytes = 256 * 1024;
+    static constexpr size_t sliceBytes = size_t(256) * 1024;
 
     // The digest in hexadecimal, without giving way to anybody; null when the file has changed.
     static QString now(const std::shared_ptr<const MappedFile>& file);
