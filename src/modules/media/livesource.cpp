@@ -11,7 +11,7 @@ namespace {
 
 constexpr int readIntervalMs = 50;
 // Players read some 180 KiB before they begin to play.
-constexpr qint64 lead = 6 * Melody::sampleRate;
+constexpr qint64 lead = qint64(6) * Melody::sampleRate;
 constexpr qint64 maximumBacklog = lead + Melody::sampleRate;
 
 } // namespace

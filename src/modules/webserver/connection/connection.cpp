@@ -15,8 +15,7 @@ constexpr size_t maxBodyAhead = 65536;
 constexpr int lingerMs = 5000;
 // An answer that was given to libsoup is written at once, unless the client has no room.
 constexpr int answerMs = 10000;
-// What the state of a TLS connection takes.
-constexpr qint64 tlsBytes = 24 * 1024;
+constexpr qint64 tlsBytes = qint64(24) * 1024; // of the state of a connection
 
 } // namespace
 
@@ -77,11 +76,6 @@ void Connection::wantInput() {
     if (m_reader.hasMore())
         m_owner.resumeLater(*this);
     if (m_exchange && !ConnectionBudget::isWaiting(*this))
-        awaitClient();
-}
-
-void Connection::on_body_read(size_t bytes) {
-    if (m_patience.hasProgress(bytes))
         awaitClient();
 }
 
@@ -339,7 +333,7 @@ bool Connection::isOverdue(qint64 now) const {
 bool Connection::hasRoomInMemory() {
     if (isClosed())
         return true;
-    qint64 held = static_cast<qint64>(m_reader.heldBytes() + m_sender.buffer().size());
+    auto held = qint64(m_reader.heldBytes()) + qint64(m_sender.buffer().size());
     if (m_transport->isSecure())
         held += tlsBytes;
     if (m_exchange)

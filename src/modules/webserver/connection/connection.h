@@ -59,7 +59,10 @@ public:
     Sender& sender() { return m_sender; }
     // The exchange waits for the rest of its body.
     void wantInput();
-    void on_body_read(size_t bytes);
+    void on_body_read(size_t bytes) {
+        if (m_patience.hasProgress(bytes))
+            awaitClient();
+    }
     // Has libsoup's next failure to read answered with this.
     void refuseExchange(const Refusal& refusal) { m_refusal = refusal; }
     void on_exchange_ended();

@@ -14,7 +14,7 @@ namespace {
 // As many files as a user interface has, with room to spare; an entry is a few hundred bytes.
 constexpr int maxEntries = 200;
 // More than any of the system's signatures looks at.
-constexpr size_t guessedBytes = 64 * 1024;
+constexpr size_t guessedBytes = size_t(64) * 1024;
 
 QString guessTypeOf(const QFileInfo& file, const MappedFile& contents) {
     std::vector<char> begin(std::min(contents.size(), guessedBytes));
