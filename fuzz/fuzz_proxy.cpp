@@ -10,5 +10,7 @@ void fuzz(const QByteArray& input) {
     FUZZ_CHECK(isPrintableAscii(PlixUrl(found).toEncoded()));
 
     const QString request = "http://[::1]:80/proxy/" + QString::fromLatin1(input.toBase64());
-    FUZZ_CHECK(ReverseProxyHandler::extractOriginalUrl(request) == uri);
+    // A NUL would cut the URL somewhere further down.
+    FUZZ_CHECK(ReverseProxyHandler::extractOriginalUrl(request) ==
+               (uri.contains(QChar::Null) ? QString() : uri));
 }

@@ -59,7 +59,11 @@ void checkReply(const HttpReply& reply, bool isHead) {
 
 // The method's index, then a line for each header.
 void fuzz(const QByteArray& input) {
-    if (input.isEmpty() || input.contains('\0') || input.contains('\r'))
+    // Control characters are refused before anybody reads a range.
+    const auto isControl = [](unsigned char c) {
+        return (c < ' ' && c != '\n' && c != '\t') || c == 0x7f;
+    };
+    if (input.isEmpty() || std::any_of(input.begin() + 1, input.end(), isControl))
         return;
     const QByteArray method = methods[static_cast<unsigned char>(input[0]) % std::size(methods)];
     const QList<QByteArray> lines = input.mid(1).split('\n');

@@ -80,7 +80,8 @@ void SettingsWorker::restore(const QStringList& overrides) {
 // Under the same checks as a client's write: the device files may have changed in between.
 void SettingsWorker::restoreValue(const QString& path, const QVariant& value) {
     const CMReply<QVariant> reply;
-    setDataRequest({CMPath::fromEncoded(path), PlixRolesType::Value(), value, reply});
+    SettingsWorker::setDataRequest(
+        {CMPath::fromEncoded(path), PlixRolesType::Value(), value, reply});
     if (reply.error())
         dbglog_warning("Kept setting ignored: " << path << ": " << reply.error().message());
 }
