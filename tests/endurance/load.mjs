@@ -4,7 +4,7 @@
 
 import { execFile } from 'node:child_process';
 import { createHash, randomBytes } from 'node:crypto';
-import { mkdirSync, readdirSync, readFileSync, writeFileSync } from 'node:fs';
+import { mkdirSync, readdirSync, readFileSync, statSync, writeFileSync } from 'node:fs';
 import { join } from 'node:path';
 import { promisify } from 'node:util';
 import { Device, longTurns, webRoot } from '../web/device.mjs';
@@ -275,11 +275,20 @@ async function flood() {
 const pid = () => readFileSync('/tmp/load-pid', 'utf8').trim();
 const log = () => readFileSync('/tmp/load-log', 'utf8');
 
+/** Without what lies there of the former /tmp (see owntmp), which others may be writing to. */
+function temporaryFiles() {
+    const { dev } = statSync('/tmp');
+    const isOwn = ({ name }) => statSync(`/tmp/${name}`, { throwIfNoEntry: false })?.dev === dev;
+    return readdirSync('/tmp', { withFileTypes: true }).filter(isOwn).flatMap(entry =>
+        [entry.name, ...entry.isDirectory() ? readdirSync(`/tmp/${entry.name}`, { recursive: true }) : []]
+            .map((name, index) => index ? `${entry.name}/${name}` : name));
+}
+
 function possessions() {
     const [, memory] = readFileSync(`/proc/${pid()}/status`, 'utf8').match(/VmRSS:\s*(\d+)/);
     return {
         descriptors: readdirSync(`/proc/${pid()}/fd`).length,
-        files: readdirSync('/tmp', { recursive: true }).map(String).sort(),
+        files: temporaryFiles(),
         memory: Number(memory),
     };
 }
