@@ -157,7 +157,9 @@ void checkVetted(const std::string& vetted, bool isSecure, const Parsed& origina
     if (vetted[methodEnd + 1] == 'h')
         return;
     const Reading again = read(vetted, isSecure, 0);
-    FUZZ_CHECK(again.requests.size() == 1 && again.requests[0].vetted == vetted);
+    // The line that has been added may be the one too many.
+    if (again.refusal.status != 431)
+        FUZZ_CHECK(again.requests.size() == 1 && again.requests[0].vetted == vetted);
 }
 
 } // namespace
