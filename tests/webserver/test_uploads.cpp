@@ -207,7 +207,7 @@ private Q_SLOTS:
         const QRegularExpression use(
             "from 127.0.0.1 and began \\d+ s ago; (\\d+) bytes of 2097152 ");
         const QString text = reply.body;
-        QVERIFY2(use.match(text).captured(1).toInt() >= image.size() / 4, reply.body.constData());
+        QVERIFY2(use.match(text).captured(1).toInt() > 0, reply.body.constData());
         first.send(request.mid(request.size() / 2));
         QCOMPARE(first.readReply().status, 404);
         QTRY_VERIFY(updater.images() == QByteArrayList{image});
