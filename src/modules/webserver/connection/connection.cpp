@@ -229,8 +229,11 @@ void Connection::dropExchange() {
 
 void Connection::on_exchange_ended() {
     const std::unique_ptr<Exchange> exchange = std::move(m_exchange);
-    if (m_phase != Phase::Exchange || m_isDropping || m_sender.isBroken())
+    if (m_phase != Phase::Exchange || m_isDropping)
         return;
+    m_phase = Phase::Ending;
+    if (m_sender.isBroken())
+        return; // Its next turn closes it.
     const ResponseFraming& response = exchange->response();
     if (m_refusal && !response.hasHead())
         return refuse(m_refusal);
