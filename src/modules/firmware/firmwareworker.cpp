@@ -167,7 +167,7 @@ void FirmwareWorker::on_image_committed(bool ok) {
 
 // The image before stays.
 void FirmwareWorker::discard(const QString& reason) {
-    dbglog_error("Firmware image failed: " << reason);
+    dbglog_warning("Firmware image failed: " << reason);
     m_progressTimer.stop();
     m_image.reset();
     report(QStringLiteral("failed"));
