@@ -32,7 +32,9 @@ export class Client {
         const options = { port, host: '127.0.0.1', rejectUnauthorized: false };
         const socket = client.#socket = tls ? connectTls(options) : connect(options);
         socket.on('error', () => {});
-        const closed = once(socket, 'close').then(() => { client.ended = true; });
+        // Not once(), which gives up at an error, such as a reset, that comes before.
+        const closed = new Promise(resolve => socket.on('close', resolve));
+        socket.on('close', () => { client.ended = true; });
         await within(patience, Promise.race([once(socket, tls ? 'secureConnect' : 'connect'), closed]), 'connecting')
             .catch(error => { throw socket.errored ? new Disconnected(error.message) : error; });
         if (client.ended)

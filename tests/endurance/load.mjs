@@ -163,8 +163,7 @@ const traffic = {
     }],
 
     // A new certificate ends the connections of the old one.
-    // None until it is known why some wait for 30 s: it was 3.
-    pages: [0, async () => {
+    pages: [3, async () => {
         const client = await open(true);
         for (let i = 0; i < 10; ++i) {
             const { status, body } = await client.ask('/index.html');

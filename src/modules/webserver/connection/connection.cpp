@@ -31,17 +31,12 @@ Connection::~Connection() {
     close();
 }
 
-const ConnectionLimits& Connection::limits() const {
-    return m_owner.budget().limits();
-}
-
-unsigned Connection::turn() const {
-    return m_owner.turn();
-}
-
 void Connection::close() {
     if (m_phase == Phase::Closed)
         return;
+    // Between requests the end is no loss, and says so.
+    if (m_phase == Phase::Request)
+        m_transport->endOutput();
     m_phase = Phase::Closed;
     dropExchange();
     m_watch.stop();
@@ -272,7 +267,8 @@ void Connection::on_sender_pending() {
 void Connection::on_sender_blocked() {
     m_watch.add(EPOLLOUT);
     awaitClient();
-    hasRoomInMemory();
+    // It counts what it has in memory there; others may have to go for that.
+    m_owner.resumeLater(*this);
 }
 
 // Not now: libsoup may be on the stack, or the main loop about to wait.
@@ -310,18 +306,18 @@ void Connection::goOnEnding(ConnectionEnd::Step step) {
 }
 
 bool Connection::isOverdue(qint64 now) const {
+    const ConnectionLimits& limits = m_owner.budget().limits();
     const qint64 waiting = m_patience.waited(now);
     switch (m_phase) {
     case Phase::Handshake:
-        return waiting > limits().handshakeMs;
+        return waiting > limits.handshakeMs;
     case Phase::Request:
         if (m_transport->isSecure() && m_isFirstRequest)
-            return waiting > limits().handshakeMs;
-        return waiting >
-               (framing().isIdle() && !m_isFirstRequest ? limits().idleMs : limits().headMs);
+            return waiting > limits.handshakeMs;
+        return waiting > (framing().isIdle() && !m_isFirstRequest ? limits.idleMs : limits.headMs);
     case Phase::Exchange:
         if (framing().phase() == RequestFraming::Phase::Body)
-            return m_exchange->isWaitingForInput() && waiting > limits().bodyMs;
+            return m_exchange->isWaitingForInput() && waiting > limits.bodyMs;
         return (m_hasHungUp && !m_sender.isBlocked() &&
                 m_patience.hasLeft(now, m_transport->descriptor())) ||
                (m_exchange->answeredAt() > 0 && !m_sender.isBlocked() &&

@@ -54,8 +54,7 @@ public:
 
     // For its exchange.
     const RequestFraming& framing() const { return m_reader.framing(); }
-    const ConnectionLimits& limits() const;
-    unsigned turn() const;
+    Connections& owner() const { return m_owner; }
     Sender& sender() { return m_sender; }
     // The exchange waits for the rest of its body.
     void wantInput();

@@ -1,6 +1,6 @@
 #include "connection/exchange.h"
 
-#include "connection/connection.h"
+#include "connection/connections.h"
 #include "files/mappedfile.h"
 #include "hangupwatch.h"
 
@@ -83,7 +83,7 @@ bool Exchange::admitBody(GError** error) {
         if (message->status_code == SOUP_STATUS_FORBIDDEN && message->response_body->length == 0)
             return refuse({403, "Forbidden", "This request is not accepted from there."}, error);
     }
-    const qint64 limit = m_connection.limits().bodyBytes;
+    const qint64 limit = m_connection.owner().budget().limits().bodyBytes;
     const qint64 announced = m_connection.framing().contentLength();
     if (!m_isBodyKept || (std::max(announced, m_bodyRead) <= limit && m_kept <= 2 * limit))
         return true;
@@ -143,7 +143,7 @@ bool Exchange::isWritable() const {
 }
 
 bool Exchange::hasTurn() const {
-    return m_turn != m_connection.turn() || m_writtenInTurn < bytesPerTurn;
+    return m_turn != m_connection.owner().turn() || m_writtenInTurn < bytesPerTurn;
 }
 
 gssize Exchange::on_stream_write(const char* data, gsize size, GError** error) {
@@ -159,7 +159,7 @@ gssize Exchange::on_stream_write(const char* data, gsize size, GError** error) {
         return fail(error, G_IO_ERROR_WOULD_BLOCK, "The client has no room");
     if (count < 0)
         return fail(error, G_IO_ERROR_FAILED, "The answer cannot be sent");
-    if (std::exchange(m_turn, m_connection.turn()) != m_connection.turn())
+    if (std::exchange(m_turn, m_connection.owner().turn()) != m_connection.owner().turn())
         m_writtenInTurn = 0;
     m_writtenInTurn += static_cast<size_t>(count);
     m_pending = std::max<qint64>(m_pending - count, 0);
