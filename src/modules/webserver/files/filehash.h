@@ -26,8 +26,8 @@ public:
     ~FileHash() override;
 
     const std::shared_ptr<const MappedFile>& file() const { return m_file; }
-    // Null before finished(), and when the file became shorter meanwhile. Of a file that was written
-    // to it may be that of no version.
+    // Null before finished(), and when the file became shorter meanwhile. Of a file that was
+    // written to it may be that of no version.
     const QString& digest() const { return m_digest; }
 
 Q_SIGNALS:
