@@ -67,6 +67,7 @@ private Q_SLOTS:
         QTRY_COMPARE(update("state"), QVariant("failed"));
         QVERIFY(upload("next"));
         QTRY_COMPARE(image(), QByteArray("next"));
+        QVERIFY(!QFile::exists(m_pipe + ".expected"));
         // A file in the folder's place: no image can be written, whoever runs the test. The
         // uploading side learns that nobody takes the rest.
         QVERIFY(QDir(folder).removeRecursively() && QFile(folder).open(QIODevice::WriteOnly));

@@ -11,5 +11,5 @@
 // file nobody vouches for it.
 QString objectionTo(const QString& fifo, qint64 size, const QString& sha256);
 
-// Removes what a crash of the server has left.
+// After it was read, since the server leaves it to a late reader; and what a crash has left.
 void removeNotice(const QString& fifo);

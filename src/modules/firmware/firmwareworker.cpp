@@ -131,12 +131,14 @@ void FirmwareWorker::receive(const char* data, int size) {
 
 void FirmwareWorker::endImage() {
     if (!m_image) {
+        removeNotice(m_pipe->name());
         m_bytes = 0;
         return fail(QStringLiteral("an upload without a single byte"));
     }
     m_progressTimer.stop();
     // Before the reading end is closed: the writer waits for that.
     const QString objection = objectionTo(m_pipe->name(), m_image->size(), m_image->sha256());
+    removeNotice(m_pipe->name());
     if (!objection.isNull()) {
         discard(objection);
         return openPipe();
