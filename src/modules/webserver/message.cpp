@@ -42,11 +42,21 @@ Message::Message(const Message& other)
 Message::~Message() = default;
 
 void Message::follow() {
-    m_gotChunk = GSignalConnection(m_data.message, "got_chunk", G_CALLBACK(on_soup_gotChunk), this);
-    m_wroteChunk =
-        GSignalConnection(m_data.message, "wrote-chunk", G_CALLBACK(on_soup_wroteChunk), this);
     m_soupFinished =
         GSignalConnection(m_data.message, "finished", G_CALLBACK(on_soup_finished), this);
+}
+
+// Most exchanges end without anybody listening to their chunks, and a connection to a GLib signal
+// costs more than one of Qt.
+void Message::connectNotify(const QMetaMethod& signal) {
+    if (!isOpen())
+        return;
+    if (!m_gotChunk && signal == QMetaMethod::fromSignal(&Message::gotChunk))
+        m_gotChunk =
+            GSignalConnection(m_data.message, "got_chunk", G_CALLBACK(on_soup_gotChunk), this);
+    if (!m_wroteChunk && signal == QMetaMethod::fromSignal(&Message::wroteChunk))
+        m_wroteChunk =
+            GSignalConnection(m_data.message, "wrote-chunk", G_CALLBACK(on_soup_wroteChunk), this);
 }
 
 void Message::deleteWhenFinished() {

@@ -114,6 +114,9 @@ Q_SIGNALS:
     void finished();
     void wroteChunk();
 
+protected:
+    void connectNotify(const QMetaMethod& signal) override;
+
 private:
     bool isOpen() const { return m_valid && !m_finished; }
 
