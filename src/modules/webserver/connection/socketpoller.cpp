@@ -27,6 +27,9 @@ SocketPoller::SocketPoller(std::function<void()> handled, std::function<void()> 
     m_source.reset(g_source_new(&functions, sizeof(Source)));
     reinterpret_cast<Source*>(m_source.get())->poller = this;
     g_source_add_unix_fd(m_source.get(), m_epoll, G_IO_IN);
+    // Otherwise GLib takes the descriptor out of its list for each dispatch and puts it in again,
+    // which wakes the main loop up twice.
+    g_source_set_can_recurse(m_source.get(), TRUE);
     g_source_attach(m_source.get(), nullptr);
 
     m_turnEndSource.reset(g_source_new(&turnEndFunctions, sizeof(Source)));
@@ -82,6 +85,9 @@ void SocketPoller::wakeUp() {
 }
 
 void SocketPoller::dispatch() {
+    // A handler runs the main loop.
+    if (m_pending)
+        return;
     g_source_set_ready_time(m_source.get(), -1);
     std::array<epoll_event, eventsPerTurn> events{};
     const int count = epoll_wait(m_epoll, events.data(), eventsPerTurn, 0);
@@ -93,6 +99,7 @@ void SocketPoller::dispatch() {
     }
     m_pendingCount = 0;
     m_handled();
+    m_pending = nullptr;
 }
 
 gboolean SocketPoller::on_dispatch(GSource* source, GSourceFunc, gpointer) {
