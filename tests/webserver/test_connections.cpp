@@ -1,3 +1,4 @@
+#include "hangupwatch.h"
 #include "message.h"
 #include "rawclient.h"
 #include "table.h"
@@ -111,6 +112,29 @@ private Q_SLOTS:
         QTRY_COMPARE(server.count(), 2);
         server.answer("still here");
         QCOMPARE(waits.readReply().body, QByteArray("still here"));
+    }
+
+    void longestPollMakesRoomWhereAllPoll() {
+        ConnectionLimits limits;
+        limits.connectionsPerAddress = 2;
+        TestServer server(false, limits);
+        int begun = 0;
+        server.add("/", [&](Message* message) {
+            new HangUpWatch(*message, message);
+            message->pause();
+            ++begun;
+        });
+        RawClient first(server.port());
+        first.send(get);
+        QTRY_COMPARE(begun, 1);
+        RawClient second(server.port());
+        second.send(get);
+        QTRY_COMPARE(begun, 2);
+        RawClient third(server.port());
+        third.send(get);
+        QTRY_COMPARE(begun, 3);
+        QVERIFY(first.waitForClose());
+        QVERIFY(second.isConnected());
     }
 
     void slowReaderIsKept() {

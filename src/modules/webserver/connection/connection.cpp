@@ -62,7 +62,7 @@ bool Connection::wantsInput() const {
 
 void Connection::awaitClient() {
     m_patience.restart();
-    m_owner.budget().setWaiting(*this);
+    m_owner.budget().setAwaitingClient(*this);
 }
 
 void Connection::wantInput() {
@@ -70,7 +70,7 @@ void Connection::wantInput() {
         m_watch.add(EPOLLIN);
     if (m_reader.hasMore())
         m_owner.resumeLater(*this);
-    if (m_exchange && !ConnectionBudget::isWaiting(*this))
+    if (m_exchange && !m_owner.budget().isAwaitingClient(*this))
         awaitClient();
 }
 

@@ -28,11 +28,10 @@ AddressKey addressKey(const sockaddr* address) {
     return network;
 }
 
-ConnectionBudget::Member* ConnectionBudget::longestWaiting(const Member* except,
-                                                           bool (*fits)(const Member&, AddressKey),
-                                                           AddressKey address) const {
-    for (Member* member = m_first; member; member = member->m_next) {
-        if (member != except && fits(*member, address))
+template <typename Condition>
+ConnectionBudget::Member* ConnectionBudget::List::find(Condition fits) const {
+    for (Member* member = first; member; member = member->m_next) {
+        if (fits(*member))
             return member;
     }
     return nullptr;
@@ -41,8 +40,10 @@ ConnectionBudget::Member* ConnectionBudget::longestWaiting(const Member* except,
 bool ConnectionBudget::makeRoom(AddressKey address) {
     const auto share = m_perAddress.find(address);
     if (share != m_perAddress.end() && share->second >= m_limits.connectionsPerAddress) {
-        Member* member = longestWaiting(
-            nullptr, [](const Member& m, AddressKey key) { return m.m_address == key; }, address);
+        const auto fits = [address](const Member& member) { return member.m_address == address; };
+        Member* member = m_awaitingClient.find(fits);
+        if (!member)
+            member = m_awaitingDevice.find(fits);
         if (!member)
             return false;
         member->giveUp("its address has too many connections");
@@ -51,9 +52,10 @@ bool ConnectionBudget::makeRoom(AddressKey address) {
 }
 
 bool ConnectionBudget::giveUpOne(const char* reason) {
-    if (!m_first)
+    Member* member = m_awaitingClient.first ? m_awaitingClient.first : m_awaitingDevice.first;
+    if (!member)
         return false;
-    m_first->giveUp(reason);
+    member->giveUp(reason);
     return true;
 }
 
@@ -61,11 +63,11 @@ void ConnectionBudget::join(Member& member, AddressKey address) {
     member.m_address = address;
     ++m_connections;
     ++m_perAddress[address];
-    setWaiting(member);
+    setAwaitingClient(member);
 }
 
 void ConnectionBudget::leave(Member& member) {
-    unlink(member);
+    setWorking(member);
     m_held -= member.m_held;
     member.m_held = 0;
     --m_connections;
@@ -74,25 +76,19 @@ void ConnectionBudget::leave(Member& member) {
         m_perAddress.erase(share);
 }
 
-void ConnectionBudget::unlink(Member& member) {
-    if (!member.m_isWaiting)
+// To its end.
+void ConnectionBudget::move(Member& member, List* list) {
+    if (List* before = member.m_list) {
+        (member.m_previous ? member.m_previous->m_next : before->first) = member.m_next;
+        (member.m_next ? member.m_next->m_previous : before->last) = member.m_previous;
+    }
+    member.m_list = list;
+    member.m_previous = list ? list->last : nullptr;
+    member.m_next = nullptr;
+    if (!list)
         return;
-    (member.m_previous ? member.m_previous->m_next : m_first) = member.m_next;
-    (member.m_next ? member.m_next->m_previous : m_last) = member.m_previous;
-    member.m_previous = member.m_next = nullptr;
-    member.m_isWaiting = false;
-}
-
-void ConnectionBudget::setWaiting(Member& member) {
-    unlink(member);
-    member.m_previous = m_last;
-    (m_last ? m_last->m_next : m_first) = &member;
-    m_last = &member;
-    member.m_isWaiting = true;
-}
-
-void ConnectionBudget::setWorking(Member& member) {
-    unlink(member);
+    (list->last ? list->last->m_next : list->first) = &member;
+    list->last = &member;
 }
 
 bool ConnectionBudget::setHeld(Member& member, qint64 bytes) {
@@ -100,8 +96,8 @@ bool ConnectionBudget::setHeld(Member& member, qint64 bytes) {
     m_held += bytes - member.m_held;
     member.m_held = bytes;
     while (grows && m_held > m_limits.heldBytes) {
-        Member* other = longestWaiting(
-            &member, [](const Member& m, AddressKey) { return m.m_held >= notable; });
+        Member* other = m_awaitingClient.find(
+            [&member](const Member& m) { return &m != &member && m.m_held >= notable; });
         // Small ones always go on. One large answer may exceed the limit, because a device may have
         // such, but not beside others.
         if (!other)

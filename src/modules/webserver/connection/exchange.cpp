@@ -226,6 +226,11 @@ void Exchange::on_stream_closed() {
 
 void Exchange::setHangUpWatch(HangUpWatch* watch) {
     m_hangUpWatch = watch;
+    ConnectionBudget& budget = m_connection.owner().budget();
+    if (watch)
+        budget.setAwaitingDevice(m_connection);
+    else if (budget.isAwaitingDevice(m_connection))
+        budget.setWorking(m_connection);
     if (watch && m_connection.hasHungUp())
         QMetaObject::invokeMethod(watch, &HangUpWatch::hungUp, Qt::QueuedConnection);
 }
