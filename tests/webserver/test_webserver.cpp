@@ -1,6 +1,6 @@
+#include "certificate/devicecertificate.h"
 #include "core/plixhost.h"
 #include "core/plixhttprequest.h"
-#include "devicecertificate.h"
 #include "rawclient.h"
 #include "testdevice.h"
 

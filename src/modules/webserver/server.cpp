@@ -1,12 +1,12 @@
 #include "server.h"
 
+#include "certificate/devicecertificate.h"
 #include "connection/connectionbudget.h"
 #include "connection/connections.h"
 #include "connection/listener.h"
 #include "connection/tlscontext.h"
 #include "core/dbglog.h"
 #include "core/plixlooptask.h"
-#include "devicecertificate.h"
 #include "handlers/handler.h"
 #include "hostcheck.h"
 #include "message.h"

@@ -1,4 +1,4 @@
-#include "devicecertificate.h"
+#include "certificate/devicecertificate.h"
 
 #include "core/dbglog.h"
 #include "core/plixlooptask.h"
