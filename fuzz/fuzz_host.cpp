@@ -1,5 +1,5 @@
 // The Host header: no name that somebody on the internet can own is accepted.
-#include "hostcheck.h"
+#include "http/hostcheck.h"
 #include "property.h"
 
 #include <QList>

@@ -1,4 +1,4 @@
-#include "handlers/multipartsplitter.h"
+#include "http/multipartsplitter.h"
 
 #include <benchmark/benchmark.h>
 

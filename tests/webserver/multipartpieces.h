@@ -1,6 +1,6 @@
 #pragma once
 
-#include "handlers/multipartsplitter.h"
+#include "http/multipartsplitter.h"
 
 #include <QByteArrayList>
 

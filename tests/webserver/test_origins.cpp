@@ -1,6 +1,6 @@
 #include "core/plixpaths.h"
+#include "http/origincheck.h"
 #include "message.h"
-#include "origincheck.h"
 #include "rawclient.h"
 #include "table.h"
 #include "testdevice.h"

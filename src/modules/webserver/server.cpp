@@ -8,9 +8,9 @@
 #include "core/dbglog.h"
 #include "core/plixlooptask.h"
 #include "handlers/handler.h"
-#include "hostcheck.h"
+#include "http/hostcheck.h"
+#include "http/origincheck.h"
 #include "message.h"
-#include "origincheck.h"
 
 #include <QLockFile>
 #include <QTimer>

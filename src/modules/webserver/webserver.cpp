@@ -12,7 +12,7 @@
 #include "handlers/responderhandler.h"
 #include "handlers/reverseproxyhandler.h"
 #include "handlers/statichandler.h"
-#include "origincheck.h"
+#include "http/origincheck.h"
 #include "responders/apiresponder.h"
 #include "responders/eventresponder.h"
 #include "responders/eventrespondershared.h"

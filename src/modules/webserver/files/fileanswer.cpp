@@ -1,9 +1,9 @@
 #include "files/fileanswer.h"
 
 #include "browserpolicy.h"
-#include "byteranges.h"
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
+#include "http/byteranges.h"
 #include "message.h"
 
 namespace {

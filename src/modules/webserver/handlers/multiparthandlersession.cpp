@@ -1,7 +1,7 @@
 #include "handlers/multiparthandlersession.h"
 
 #include "core/dbglog.h"
-#include "handlers/multipartsplitter.h"
+#include "http/multipartsplitter.h"
 #include "message.h"
 #include "request.h"
 #include "responders/multipartresponder.h"

@@ -1,4 +1,4 @@
-#include "byteranges.h"
+#include "http/byteranges.h"
 
 #include <algorithm>
 #include <charconv>

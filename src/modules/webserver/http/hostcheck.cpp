@@ -1,4 +1,4 @@
-#include "hostcheck.h"
+#include "http/hostcheck.h"
 
 #include <QHostAddress>
 #include <QString>

@@ -1,4 +1,4 @@
-#include "origincheck.h"
+#include "http/origincheck.h"
 
 #include "core/dbglog.h"
 
