@@ -1,8 +1,8 @@
 #include "files/fileserving.h"
 
 #include "core/dbglog.h"
-#include "documentroot.h"
 #include "files/awaitedhash.h"
+#include "files/documentroot.h"
 #include "files/etagcache.h"
 #include "files/fileanswer.h"
 #include "files/filehash.h"

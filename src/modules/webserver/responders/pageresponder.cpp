@@ -6,7 +6,7 @@
 #include "core/model/cmroles.h"
 #include "core/model/cmroot.h"
 #include "core/plixvalue.h"
-#include "documentroot.h"
+#include "files/documentroot.h"
 #include "request.h"
 #include "responders/pagetemplate.h"
 

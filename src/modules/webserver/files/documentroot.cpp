@@ -1,4 +1,4 @@
-#include "documentroot.h"
+#include "files/documentroot.h"
 
 #include <QStringView>
 
