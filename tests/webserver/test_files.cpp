@@ -2,7 +2,7 @@
 #include "handlers/responderhandler.h"
 #include "handlers/statichandler.h"
 #include "rawclient.h"
-#include "responders/fileresponder.h"
+#include "responders/file/fileresponder.h"
 #include "responders/responderfactory.h"
 #include "testdevice.h"
 

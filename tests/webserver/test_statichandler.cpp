@@ -3,7 +3,7 @@
 #include "handlers/statichandler.h"
 #include "openwatch.h"
 #include "rawclient.h"
-#include "responders/fileresponder.h"
+#include "responders/file/fileresponder.h"
 #include "responders/responderfactory.h"
 #include "table.h"
 #include "testdevice.h"

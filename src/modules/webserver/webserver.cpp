@@ -16,7 +16,7 @@
 #include "responders/apiresponder.h"
 #include "responders/eventresponder.h"
 #include "responders/eventrespondershared.h"
-#include "responders/fileresponder.h"
+#include "responders/file/fileresponder.h"
 #include "responders/firmwareupdateresponder.h"
 #include "responders/multipartresponderfactory.h"
 #include "responders/pageresponder.h"

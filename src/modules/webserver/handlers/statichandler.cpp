@@ -1,11 +1,11 @@
 #include "handlers/statichandler.h"
 
 #include "core/dbglog.h"
-#include "files/fileanswer.h"
 #include "files/filehash.h"
-#include "files/fileserving.h"
 #include "glibptr.h"
 #include "message.h"
+#include "responders/file/fileanswer.h"
+#include "responders/file/fileserving.h"
 
 #include <QDir>
 

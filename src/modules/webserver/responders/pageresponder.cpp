@@ -1,6 +1,5 @@
 #include "responders/pageresponder.h"
 
-#include "browserpolicy.h"
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
 #include "core/model/cmroles.h"
@@ -8,6 +7,7 @@
 #include "core/plixvalue.h"
 #include "files/documentroot.h"
 #include "request.h"
+#include "responders/browserpolicy.h"
 #include "responders/pagetemplate.h"
 
 #include <QDebug>

@@ -8,9 +8,9 @@
 #include "core/plixconnect.h"
 #include "core/plixhttprequest.h"
 #include "core/plixnamedpipe.h"
-#include "files/fileserving.h"
 #include "hangupwatch.h"
 #include "request.h"
+#include "responders/file/fileserving.h"
 
 #include <QPointer>
 #include <QSocketNotifier>

@@ -1,10 +1,10 @@
-#include "responders/fileresponder.h"
+#include "responders/file/fileresponder.h"
 
 #include "core/dbglog.h"
 #include "core/plixpaths.h"
-#include "files/fileanswer.h"
-#include "files/fileserving.h"
 #include "request.h"
+#include "responders/file/fileanswer.h"
+#include "responders/file/fileserving.h"
 
 #include <QPointer>
 #include <QRegExp>

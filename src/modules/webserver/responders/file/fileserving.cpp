@@ -1,14 +1,14 @@
-#include "files/fileserving.h"
+#include "responders/file/fileserving.h"
 
 #include "core/dbglog.h"
-#include "files/awaitedhash.h"
 #include "files/documentroot.h"
 #include "files/etagcache.h"
-#include "files/fileanswer.h"
 #include "files/filehash.h"
 #include "files/mappedfile.h"
 #include "files/recentfiles.h"
 #include "message.h"
+#include "responders/file/awaitedhash.h"
+#include "responders/file/fileanswer.h"
 
 #include <QFile>
 

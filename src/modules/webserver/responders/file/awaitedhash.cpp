@@ -1,4 +1,4 @@
-#include "files/awaitedhash.h"
+#include "responders/file/awaitedhash.h"
 
 #include "core/plixconnect.h"
 #include "message.h"

@@ -1,4 +1,4 @@
-#include "browserpolicy.h"
+#include "responders/browserpolicy.h"
 
 #include "message.h"
 

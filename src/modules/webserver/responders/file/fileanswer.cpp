@@ -1,10 +1,10 @@
-#include "files/fileanswer.h"
+#include "responders/file/fileanswer.h"
 
-#include "browserpolicy.h"
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
 #include "http/byteranges.h"
 #include "message.h"
+#include "responders/browserpolicy.h"
 
 namespace {
 
