@@ -1,6 +1,6 @@
 // Template pages: nothing of a page is lost or invented, and what is written into one is escaped.
 #include "property.h"
-#include "responders/pagetemplate.h"
+#include "responders/page/pagetemplate.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "responders/pagetemplate.h"
+#include "responders/page/pagetemplate.h"
 
 #include <benchmark/benchmark.h>
 

@@ -2,7 +2,7 @@
 #include "handlers/responderhandler.h"
 #include "rawclient.h"
 #include "responders/responderfactory.h"
-#include "responders/streamresponder.h"
+#include "responders/stream/streamresponder.h"
 #include "table.h"
 #include "testdevice.h"
 

@@ -2,7 +2,7 @@
 
 #include "core/model/cmnodesworker.h"
 #include "core/plixvalue.h"
-#include "responders/responderconfiguration.h"
+#include "responders/api/responderconfiguration.h"
 
 #include <QByteArrayList>
 #include <QList>

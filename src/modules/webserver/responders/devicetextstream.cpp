@@ -1,4 +1,4 @@
-#include "devicetextstream.h"
+#include "responders/devicetextstream.h"
 
 #include <QTextCodec>
 

@@ -2,8 +2,8 @@
 
 #include "core/model/cmpath.h"
 #include "core/model/cmrequest.h"
+#include "responders/api/responderconfiguration.h"
 #include "responders/responder.h"
-#include "responders/responderconfiguration.h"
 
 #include <QStringList>
 #include <QVariant>

@@ -1,4 +1,4 @@
-#include "responders/apiresponder.h"
+#include "responders/api/apiresponder.h"
 
 #include "core/dbglog.h"
 #include "core/mimetypes.h"

@@ -1,9 +1,9 @@
 #pragma once
 
 #include "core/plixnamedpipe.h"
-#include "responders/firmwareupdatenotice.h"
-#include "responders/readerwatch.h"
-#include "responders/updaterlock.h"
+#include "responders/firmware/firmwareupdatenotice.h"
+#include "responders/firmware/readerwatch.h"
+#include "responders/firmware/updaterlock.h"
 
 #include <QElapsedTimer>
 #include <QObject>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "responders/rowstexts.h"
+#include "responders/api/rowstexts.h"
 
 #include <memory>
 

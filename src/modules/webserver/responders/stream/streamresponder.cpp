@@ -1,4 +1,4 @@
-#include "responders/streamresponder.h"
+#include "responders/stream/streamresponder.h"
 
 #include "core/dbglog.h"
 #include "core/mimetypes.h"

@@ -1,4 +1,4 @@
-#include "responders/pagecache.h"
+#include "responders/page/pagecache.h"
 
 #include <QFile>
 

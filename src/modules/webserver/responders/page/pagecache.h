@@ -1,7 +1,7 @@
 #pragma once
 
 #include "files/fileversion.h"
-#include "responders/pagetemplate.h"
+#include "responders/page/pagetemplate.h"
 
 #include <QCache>
 

@@ -1,4 +1,4 @@
-#include "responders/stalepipes.h"
+#include "responders/stream/stalepipes.h"
 
 #include "core/dbglog.h"
 #include "core/plixhttprequest.h"

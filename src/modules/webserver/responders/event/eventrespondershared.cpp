@@ -1,4 +1,4 @@
-#include "responders/eventrespondershared.h"
+#include "responders/event/eventrespondershared.h"
 
 #include "core/dbglog.h"
 #include "core/plixconnect.h"

@@ -1,4 +1,4 @@
-#include "responders/firmwareupdatenotice.h"
+#include "responders/firmware/firmwareupdatenotice.h"
 
 #include "core/dbglog.h"
 #include "core/plixurl.h"

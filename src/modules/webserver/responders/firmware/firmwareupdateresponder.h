@@ -1,6 +1,6 @@
 #pragma once
 
-#include "responders/firmwareupdatewriter.h"
+#include "responders/firmware/firmwareupdatewriter.h"
 #include "responders/multipartresponder.h"
 #include "server.h"
 

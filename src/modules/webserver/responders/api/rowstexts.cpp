@@ -1,4 +1,4 @@
-#include "responders/rowstexts.h"
+#include "responders/api/rowstexts.h"
 
 #include <algorithm>
 

@@ -1,4 +1,4 @@
-#include "responders/pageresponder.h"
+#include "responders/page/pageresponder.h"
 
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
@@ -8,7 +8,7 @@
 #include "files/documentroot.h"
 #include "request.h"
 #include "responders/browserpolicy.h"
-#include "responders/pagetemplate.h"
+#include "responders/page/pagetemplate.h"
 
 #include <QDebug>
 #include <QDir>

@@ -1,4 +1,4 @@
-#include "responders/updaterlock.h"
+#include "responders/firmware/updaterlock.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "responders/readerwatch.h"
+#include "responders/firmware/readerwatch.h"
 
 #include "core/dbglog.h"
 #include "core/plixconnect.h"

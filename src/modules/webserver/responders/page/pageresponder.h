@@ -1,7 +1,7 @@
 #pragma once
 
 #include "core/model/cmreply.h"
-#include "responders/pagecache.h"
+#include "responders/page/pagecache.h"
 #include "responders/responder.h"
 
 #include <QBasicTimer>

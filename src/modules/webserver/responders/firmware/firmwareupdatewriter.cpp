@@ -1,4 +1,4 @@
-#include "responders/firmwareupdatewriter.h"
+#include "responders/firmware/firmwareupdatewriter.h"
 
 #include "core/dbglog.h"
 #include "core/plixconnect.h"

@@ -1,4 +1,4 @@
-#include "responders/eventresponder.h"
+#include "responders/event/eventresponder.h"
 
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
@@ -7,8 +7,8 @@
 #include "core/plixvalue.h"
 #include "hangupwatch.h"
 #include "request.h"
-#include "responders/cmeventqueuehttprequest.h"
-#include "responders/eventrespondershared.h"
+#include "responders/event/cmeventqueuehttprequest.h"
+#include "responders/event/eventrespondershared.h"
 #include "responders/legacypathhelper.h"
 
 #include <algorithm>

@@ -1,8 +1,8 @@
-#include "responders/cmeventqueuehttprequest.h"
+#include "responders/event/cmeventqueuehttprequest.h"
 
 #include "core/dbglog.h"
-#include "responders/eventresponder.h"
-#include "responders/eventrespondershared.h"
+#include "responders/event/eventresponder.h"
+#include "responders/event/eventrespondershared.h"
 #include "responders/legacypathhelper.h"
 
 namespace {

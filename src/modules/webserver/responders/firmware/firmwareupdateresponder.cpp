@@ -1,4 +1,4 @@
-#include "responders/firmwareupdateresponder.h"
+#include "responders/firmware/firmwareupdateresponder.h"
 
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
