@@ -1,10 +1,9 @@
 #include "hangupwatch.h"
 
 #include "connection/exchange.h"
-#include "message.h"
 
-HangUpWatch::HangUpWatch(const Message& message, QObject* parent)
-    : QObject(parent), m_message(GObjectPtr<SoupMessage>::share(message.data().message)) {
+HangUpWatch::HangUpWatch(SoupMessage* message, QObject* parent)
+    : QObject(parent), m_message(GObjectPtr<SoupMessage>::share(message)) {
     if (Exchange* exchange = Exchange::of(m_message.get()))
         exchange->setHangUpWatch(this);
 }

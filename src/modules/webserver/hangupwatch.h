@@ -5,8 +5,6 @@
 #include <QObject>
 #include <libsoup/soup.h>
 
-class Message;
-
 // Tells when the client of a waiting exchange ends its side of the connection, or the connection
 // breaks: libsoup, which neither reads nor writes meanwhile, does not notice. A client that has
 // merely ended its sending direction looks the same, so the exchange should still be answered.
@@ -16,7 +14,7 @@ class HangUpWatch : public QObject {
     Q_OBJECT
 
 public:
-    HangUpWatch(const Message& message, QObject* parent);
+    HangUpWatch(SoupMessage* message, QObject* parent);
     ~HangUpWatch() override;
 
 Q_SIGNALS:

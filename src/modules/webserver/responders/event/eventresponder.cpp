@@ -129,7 +129,7 @@ void EventResponder::startPoll(CMEventQueue* queue, int timeout) {
     queue->poll(m_poll, timeout);
     if (!m_poll)
         return;
-    m_hangUpWatch = std::make_unique<HangUpWatch>(request(), nullptr);
+    m_hangUpWatch = std::make_unique<HangUpWatch>(request().data().message, nullptr);
     plixConnect(m_hangUpWatch.get(), &HangUpWatch::hungUp, this,
                 &EventResponder::on_hangUpWatch_hungUp);
 }

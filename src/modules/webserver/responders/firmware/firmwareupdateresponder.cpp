@@ -3,7 +3,6 @@
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
 #include "core/plixconnect.h"
-#include "message.h"
 
 #include <utility>
 
@@ -24,9 +23,8 @@ const QString badItemText = QStringLiteral(
 } // namespace
 
 FirmwareUpdateResponder::FirmwareUpdateResponder(Request& request, const QString& documentRoot,
-                                                 Message* message, Server* server,
-                                                 int minimumBytesMs)
-    : MultipartResponder(request, documentRoot, nullptr), m_message(message), m_server(server),
+                                                 Message* message, Server*, int minimumBytesMs)
+    : MultipartResponder(request, documentRoot, nullptr), m_message(message),
       m_active(message->url().hasQueryItem(QStringLiteral("firmwareupdate"))) {
     m_minimumTimer.setInterval(minimumBytesMs);
     plixConnect(&m_minimumTimer, SIGNAL(timeout()), this, SLOT(on_minimumTimer_timeout()));
@@ -177,11 +175,14 @@ void FirmwareUpdateResponder::updatePause() {
 }
 
 void FirmwareUpdateResponder::pauseMessage(bool pause) {
-    if (m_paused == pause || !m_server || !m_message)
+    if (m_paused == pause || !m_message)
         return;
     m_paused = pause;
     m_wasPaused = m_wasPaused || pause;
-    m_server->pauseMessage(pause, m_message);
+    if (pause)
+        m_message->pause();
+    else
+        m_message->unpause();
 }
 
 // Whatever still comes is dropped; libsoup answers with this once the body has been read.

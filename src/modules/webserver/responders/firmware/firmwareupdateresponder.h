@@ -1,11 +1,13 @@
 #pragma once
 
+#include "message.h"
 #include "responders/firmware/firmwareupdatewriter.h"
 #include "responders/multipartresponder.h"
-#include "server.h"
 
 #include <QPointer>
 #include <QTimer>
+
+class Server;
 
 // Streams an uploaded firmware image to the updater, for uploads whose URL has the query item
 // "firmwareupdate"; the parts of others are dropped.
@@ -28,8 +30,9 @@ public:
     static constexpr qint64 minimumBytes = qint64(1) << 20;
     static constexpr int defaultMinimumBytesMs = 60000;
 
+    // The server, which the factory gives to every responder, is not used: a message pauses itself.
     FirmwareUpdateResponder(Request& request, const QString& documentRoot, Message* message,
-                            Server* server, int minimumBytesMs = defaultMinimumBytesMs);
+                            Server*, int minimumBytesMs = defaultMinimumBytesMs);
     ~FirmwareUpdateResponder() override;
 
     void respond() override;
@@ -60,7 +63,6 @@ private:
     void giveUp(int status, const QString& text);
 
     QPointer<Message> m_message;
-    QPointer<Server> m_server;
     QByteArray m_partHeaders;
     QByteArray m_buffer;
     bool m_active;

@@ -199,7 +199,7 @@ void StreamResponder::startStreaming(const PlixHttpRequestReply& reply) {
 
     m_isStreaming = true;
     m_patienceTimer.start();
-    m_hangUpWatch = std::make_unique<HangUpWatch>(request(), nullptr);
+    m_hangUpWatch = std::make_unique<HangUpWatch>(request().data().message, nullptr);
     plixConnect(m_hangUpWatch.get(), &HangUpWatch::hungUp, this,
                 [this] { m_hasClientHungUp = true; });
     plixConnect(out.device(), SIGNAL(bytesWritten(qint64)), this,
