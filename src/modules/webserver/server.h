@@ -1,3 +1,4 @@
+// server.h: Listens on one port, checks each request's host and origin, and calls its handler.
 #pragma once
 
 #include "glibptr.h"

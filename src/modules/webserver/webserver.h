@@ -1,3 +1,4 @@
+// webserver.h: Reads the settings, starts the servers and declares the URL map.
 #pragma once
 
 #include "core/model/cmnodesworker.h"

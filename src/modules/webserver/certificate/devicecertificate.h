@@ -1,3 +1,4 @@
+// certificate/: The device certificate, its files and their lock.
 #pragma once
 
 #include <QObject>

@@ -1,3 +1,4 @@
+// files/: Open files: versions, mappings, digests, tags and types.
 #pragma once
 
 #include "files/fileversion.h"

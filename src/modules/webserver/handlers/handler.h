@@ -1,3 +1,4 @@
+// handlers/: Routing: decides who answers a message.
 #pragma once
 
 #include <QObject>

@@ -1,3 +1,4 @@
+// http/: Formats of HTTP without sockets: hosts, origins, ranges, conditions, multipart bodies.
 #pragma once
 
 #include <QByteArray>

@@ -1,3 +1,4 @@
+// responders/: The base classes of responders, their factories, and what several kinds share.
 #pragma once
 
 #include "responders/devicetextstream.h"

@@ -1,3 +1,4 @@
+// responders/api/: The JSON API to the data model.
 #pragma once
 
 #include "core/model/cmpath.h"

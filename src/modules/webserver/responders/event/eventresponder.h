@@ -1,3 +1,4 @@
+// responders/event/: Event queues and the long polls of their clients.
 #pragma once
 
 #include "core/model/cmeventqueue.h"

@@ -1,3 +1,4 @@
+// responders/firmware/: Firmware uploads, written into the updater's FIFO.
 #pragma once
 
 #include "message.h"

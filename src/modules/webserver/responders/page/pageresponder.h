@@ -1,3 +1,4 @@
+// responders/page/: Template pages (`*.fcgi`).
 #pragma once
 
 #include "core/model/cmreply.h"

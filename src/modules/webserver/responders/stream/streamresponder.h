@@ -1,3 +1,4 @@
+// responders/stream/: Streams that other workers write into FIFOs.
 #pragma once
 
 #include "core/model/cmreply.h"
