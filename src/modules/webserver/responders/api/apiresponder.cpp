@@ -7,35 +7,15 @@
 #include "core/model/cmroot.h"
 #include "core/model/cmvalues.h"
 #include "core/plixjson.h"
-#include "core/plixvalue.h"
 #include "request.h"
+#include "responders/api/apiparameters.h"
+#include "responders/api/apirequests.h"
 #include "responders/legacypathhelper.h"
 
 namespace {
 
-const QString keyPath = QStringLiteral("path");
-const QString keyRole = QStringLiteral("role");
-const QString keyRoles = QStringLiteral("roles");
-const QString keyType = QStringLiteral("type");
-const QString keyValue = QStringLiteral("value");
-const QString keyFrom = QStringLiteral("from");
-const QString keyTo = QStringLiteral("to");
-const QString keyVersion = QStringLiteral("version");
-
-const QString missingForGetData = QStringLiteral("missing path or roles!");
-const QString missingForGetRows = QStringLiteral("missing path, roles, from or to!");
-const QString missingForSetData = QStringLiteral("missing path or role or value!");
-const QString invalidNumber = QStringLiteral("invalid from or to or version!");
-
-// Of one request. There are about ten; each that is named again has its value sent again.
-constexpr int maximumRoles = 100;
-
 bool isTrue(const QVariant& internal) {
     return CMValues::scalar(internal).toBool();
-}
-
-ApiResponder::ResponseFormat formatFrom(const QString& type) {
-    return type == QLatin1String("structure") ? ApiResponder::Structure : ApiResponder::Values;
 }
 
 CMPath pathFrom(const QString& path) {
@@ -121,189 +101,63 @@ void ApiResponder::respond() {
         failWith(QStringLiteral("Error: wrong method!"));
 }
 
-bool ApiResponder::parseGetDataRequest(QString* path, QStringList* roles, ResponseFormat* format) {
+template <typename Operation>
+bool ApiResponder::parse(Operation* operation) {
     const QByteArray method = request().method();
-    if (method == "GET")
-        return parseGetDataRequestGet(path, roles, format);
-    if (method == "POST")
-        return parseGetDataRequestPost(path, roles, format);
-    return failWith(QStringLiteral("Invalid method!"));
-}
-
-bool ApiResponder::parseGetDataRequestGet(QString* path, QStringList* roles,
-                                          ResponseFormat* format) {
-    const PlixUrl& url = request().url();
-    const QString rolesText = url.queryItemValue(keyRoles);
-    *path = url.queryItemValue(keyPath);
-    if (path->isNull() || rolesText.isNull())
-        return failWith(missingForGetData);
-    *roles = rolesText.split(QLatin1Char(','));
-    *format = formatFrom(url.queryItemValue(keyType));
-    return true;
-}
-
-bool ApiResponder::parseGetDataRequestPost(QString* path, QStringList* roles,
-                                           ResponseFormat* format) {
-    const QVariantHash& data = request().postData();
-    if (!data.contains(keyPath) || !data.contains(keyRoles))
-        return failWith(missingForGetData);
-    *path = data.value(keyPath).toString();
-    *roles = data.value(keyRoles).toStringList();
-    *format = formatFrom(data.value(keyType).toString());
-    return true;
-}
-
-bool ApiResponder::parseGetRowsRequest(QString* path, QStringList* roles, int* from, int* to,
-                                       int* version, ResponseFormat* format) {
-    const QByteArray method = request().method();
-    if (method == "GET")
-        return parseGetRowsRequestGet(path, roles, from, to, version, format);
-    if (method == "POST")
-        return parseGetRowsRequestPost(path, roles, from, to, version, format);
-    return failWith(QStringLiteral("Invalid method!"));
-}
-
-bool ApiResponder::parseGetRowsRequestGet(QString* path, QStringList* roles, int* from, int* to,
-                                          int* version, ResponseFormat* format) {
-    const PlixUrl& url = request().url();
-    const QString rolesText = url.queryItemValue(keyRoles);
-    const QString fromText = url.queryItemValue(keyFrom);
-    const QString toText = url.queryItemValue(keyTo);
-    const QString versionText = url.queryItemValue(keyVersion);
-    *path = url.queryItemValue(keyPath);
-    if (path->isNull() || rolesText.isNull() || fromText.isNull() || toText.isNull())
-        return failWith(missingForGetRows);
-    bool fromOk = false;
-    bool toOk = false;
-    bool versionOk = true;
-    *from = fromText.toInt(&fromOk);
-    *to = toText.toInt(&toOk);
-    *version = versionText.isNull() ? -1 : versionText.toInt(&versionOk);
-    if (!fromOk || !toOk || !versionOk)
-        return failWith(invalidNumber);
-    *roles = rolesText.split(QLatin1Char(','));
-    *format = formatFrom(url.queryItemValue(keyType));
-    return true;
-}
-
-bool ApiResponder::parseGetRowsRequestPost(QString* path, QStringList* roles, int* from, int* to,
-                                           int* version, ResponseFormat* format) {
-    const QVariantHash& data = request().postData();
-    for (const QString& key : {keyPath, keyRoles, keyFrom, keyTo}) {
-        if (!data.contains(key))
-            return failWith(missingForGetRows);
-    }
-    bool fromOk = false;
-    bool toOk = false;
-    bool versionOk = true;
-    *from = plixToInt(data.value(keyFrom), &fromOk);
-    *to = plixToInt(data.value(keyTo), &toOk);
-    *version = data.contains(keyVersion) ? plixToInt(data.value(keyVersion), &versionOk) : -1;
-    if (!fromOk || !toOk || !versionOk)
-        return failWith(invalidNumber);
-    *path = data.value(keyPath).toString();
-    *roles = data.value(keyRoles).toStringList();
-    *format = formatFrom(data.value(keyType).toString());
-    return true;
-}
-
-bool ApiResponder::parseSetDataRequest(QString* path, QString* role, QVariant* value) {
-    const QByteArray method = request().method();
-    if (method == "GET")
-        return parseSetDataRequestGet(path, role, value);
-    if (method == "POST")
-        return parseSetDataRequestPost(path, role, value);
-    return failWith(QStringLiteral("Invalid method!"));
-}
-
-bool ApiResponder::parseSetDataRequestGet(QString* path, QString* role, QVariant* value) {
-    const PlixUrl& url = request().url();
-    const QString valueText = url.queryItemValue(keyValue);
-    *path = url.queryItemValue(keyPath);
-    *role = url.queryItemValue(keyRole);
-    if (role->isNull() && url.hasQueryItem(keyRoles)) {
-        dbglog_warning("Deprecated use detected: setData with \"roles\" parameter - use \"role\" "
-                       "instead");
-        *role = url.queryItemValue(keyRoles);
-    }
-    if (path->isNull() || role->isNull() || valueText.isNull())
-        return failWith(missingForSetData);
-    PlixError error;
-    *value = PlixJson::parse(valueText, error);
-    if (!error.isEmpty())
-        return failWith(QStringLiteral("Unable to parse value: ") + error.message());
-    return true;
-}
-
-bool ApiResponder::parseSetDataRequestPost(QString* path, QString* role, QVariant* value) {
-    if (m_configuration.strict && request().requestContentType() != "application/json")
-        return failWith(QStringLiteral("invalid request content type"));
-    const QVariantHash& data = request().postData();
-    QString roleKey = keyRole;
-    if (!data.contains(keyRole) && data.contains(keyRoles)) {
-        dbglog_warning("Deprecated use detected: setData with \"roles\" parameter - use \"role\" "
-                       "instead");
-        roleKey = keyRoles;
-    }
-    if (!data.contains(keyPath) || !data.contains(roleKey) || !data.contains(keyValue))
-        return failWith(missingForSetData);
-    *path = data.value(keyPath).toString();
-    *role = data.value(roleKey).toString();
-    *value = data.value(keyValue);
-    return true;
-}
-
-bool ApiResponder::checkRoles(const QStringList& roles) {
-    return roles.size() <= maximumRoles || failWith(QStringLiteral("too many roles!"));
+    const QString fault = method == "GET" || method == "POST"
+                              ? operation->read(ApiParameters(request()))
+                              : QStringLiteral("Invalid method!");
+    return fault.isNull() || failWith(fault);
 }
 
 void ApiResponder::getData() {
-    QString path;
-    QStringList roles;
-    ResponseFormat format = Values;
-    if (!parseGetDataRequest(&path, &roles, &format) || !checkRoles(roles))
+    ApiGetDataRequest asked;
+    if (!parse(&asked))
         return;
-    completeRoles(&roles, &format);
+    completeRoles(&asked.roles, &asked.format);
     const CMReply<QList<QVariant>> reply;
-    CMRoot()->getData(pathFrom(path), roles, reply);
-    reply.addWatcher(this, [this, format, roles](const CMVoidReply& finishedReply) {
-        on_getData_finished(finishedReply, format, roles);
-    });
+    CMRoot()->getData(pathFrom(asked.path), asked.roles, reply);
+    reply.addWatcher(
+        this, [this, format = asked.format, roles = asked.roles](const CMVoidReply& finishedReply) {
+            on_getData_finished(finishedReply, format, roles);
+        });
 }
 
 void ApiResponder::getRows() {
-    QString path;
-    QStringList roles;
-    int from = 0;
-    int to = 0;
-    int version = -1;
-    ResponseFormat format = Values;
-    if (!parseGetRowsRequest(&path, &roles, &from, &to, &version, &format) || !checkRoles(roles))
+    ApiGetRowsRequest asked;
+    if (!parse(&asked))
         return;
-    completeRoles(&roles, &format);
+    completeRoles(&asked.roles, &asked.format);
     const CMReply<PlixRowsRoles> reply;
-    CMRoot()->getRows(pathFrom(path), from, to, version, roles, reply);
-    reply.addWatcher(this, [this, format, roles](const CMVoidReply& finishedReply) {
-        on_getRows_finished(finishedReply, format, roles);
-    });
+    CMRoot()->getRows(pathFrom(asked.path), asked.from, asked.to, asked.version, asked.roles,
+                      reply);
+    reply.addWatcher(
+        this, [this, format = asked.format, roles = asked.roles](const CMVoidReply& finishedReply) {
+            on_getRows_finished(finishedReply, format, roles);
+        });
 }
 
 void ApiResponder::setData() {
-    QString encodedPath;
-    QString role;
-    QVariant value;
-    if (!parseSetDataRequest(&encodedPath, &role, &value))
+    // A form of another page can be sent without the browser asking first; JSON cannot.
+    if (m_configuration.strict && request().method() == "POST" &&
+        request().requestContentType() != "application/json")
+        return respondWithError(
+            CMError::fromMessage(QStringLiteral("invalid request content type")));
+    ApiSetDataRequest asked;
+    if (!parse(&asked))
         return;
     // A worker trusts the pipe and the addresses in a request, and answers with paths of files.
     // Only the web server itself makes requests.
-    if (role == PlixRoles::HttpRequest())
-        return respondWithError(CMError::fromName(
-            CMErrorNames::notModifiable(),
-            QStringLiteral("Role \"%1\" of \"%2\" cannot be modified").arg(role, encodedPath)));
-    const CMPath path = pathFrom(encodedPath);
+    if (asked.role == PlixRoles::HttpRequest())
+        return respondWithError(
+            CMError::fromName(CMErrorNames::notModifiable(),
+                              QStringLiteral("Role \"%1\" of \"%2\" cannot be modified")
+                                  .arg(asked.role, asked.path)));
+    const CMPath path = pathFrom(asked.path);
     const CMReply<QList<QVariant>> reply;
     CMRoot()->getData(path, {PlixRoles::Internal()}, reply);
-    reply.onFinished(this, [=](const CMReply<QList<QVariant>>& finishedReply) {
+    reply.onFinished(this, [=, role = asked.role,
+                            value = asked.value](const CMReply<QList<QVariant>>& finishedReply) {
         checkInternal(finishedReply, path, role, value);
     });
 }

@@ -34,19 +34,9 @@ private Q_SLOTS:
     void on_setData_finished(const CMVoidReply& reply);
 
 private:
-    // Fill their arguments from the request. False when they could not, and have answered.
-    bool parseGetDataRequest(QString* path, QStringList* roles, ResponseFormat* format);
-    bool parseGetDataRequestGet(QString* path, QStringList* roles, ResponseFormat* format);
-    bool parseGetDataRequestPost(QString* path, QStringList* roles, ResponseFormat* format);
-    bool parseGetRowsRequest(QString* path, QStringList* roles, int* from, int* to, int* version,
-                             ResponseFormat* format);
-    bool parseGetRowsRequestGet(QString* path, QStringList* roles, int* from, int* to, int* version,
-                                ResponseFormat* format);
-    bool parseGetRowsRequestPost(QString* path, QStringList* roles, int* from, int* to,
-                                 int* version, ResponseFormat* format);
-    bool parseSetDataRequest(QString* path, QString* role, QVariant* value);
-    bool parseSetDataRequestGet(QString* path, QString* role, QVariant* value);
-    bool parseSetDataRequestPost(QString* path, QString* role, QVariant* value);
+    // Reads the operation's parameters. False, and answered, when they are not as they have to be.
+    template <typename Operation>
+    bool parse(Operation* operation);
 
     void getData();
     void getRows();
@@ -56,8 +46,6 @@ private:
                        const QString& role, const QVariant& value);
     void write(const CMPath& path, const QString& role, const QVariant& value);
 
-    // False, and answered, when there are too many.
-    bool checkRoles(const QStringList& roles);
     // The text of an answer that others hold too, and that may come again.
     QByteArray sharedText(const PlixRowsRoles& answer, const QStringList& roles,
                           ResponseFormat format);
