@@ -3,29 +3,26 @@
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
 #include "http/byteranges.h"
+#include "http/conditions.h"
 #include "message.h"
 #include "responders/browserpolicy.h"
 
 namespace {
 
-// The header's list is searched for the bare digest, so that quoted and weak tags match too.
-bool matchesETag(const QByteArray& list, const QByteArray& etag) {
-    return list == "*" || list.contains(etag);
-}
-
 // Answers with 304 or 412 when a condition of the request asks for it.
 bool answerConditions(Message* message, const QByteArray& method, const QByteArray& etag,
                       qint64 length) {
-    if (method == "GET" || method == "HEAD") {
-        if (matchesETag(message->headerList(QStringLiteral("If-None-Match")), etag)) {
-            message->setStatus(304, QString());
-            // The length that the file has, not that of the missing body, which caches would keep.
-            message->setContentLength(length);
-            return true;
-        }
-    }
-    const QByteArray required = message->headerList(QStringLiteral("If-Match"));
-    if (!required.isEmpty() && !matchesETag(required, etag)) {
+    const Conditions conditions{method, message->headerList(QStringLiteral("If-None-Match")),
+                                message->headerList(QStringLiteral("If-Match"))};
+    switch (conditions.check(etag)) {
+    case Conditions::Send:
+        return false;
+    case Conditions::NotModified:
+        message->setStatus(304, QString());
+        // The length of the file; caches would store that of the missing body.
+        message->setContentLength(length);
+        return true;
+    case Conditions::PreconditionFailed:
         message->setStatus(412, QString());
         return true;
     }
@@ -41,8 +38,7 @@ RangeRequest requestedRange(const Message* message, const QByteArray& etag, qint
     if (range.kind == RangeRequest::Whole)
         return {};
     dbglog_debug("got " << range.count << " ranges in the request");
-    const QByteArray condition = message->header(QStringLiteral("If-Range"));
-    if (!condition.isNull() && condition != etag)
+    if (!isRangeOf(message->header(QStringLiteral("If-Range")), etag))
         return {};
     if (range.kind == RangeRequest::Several)
         dbglog_info("Ignoring Range: header with multiple ranges: " << header);

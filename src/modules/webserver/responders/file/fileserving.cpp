@@ -1,7 +1,6 @@
 #include "responders/file/fileserving.h"
 
 #include "core/dbglog.h"
-#include "files/documentroot.h"
 #include "files/etagcache.h"
 #include "files/filehash.h"
 #include "files/mappedfile.h"
@@ -9,6 +8,7 @@
 #include "message.h"
 #include "responders/file/awaitedhash.h"
 #include "responders/file/fileanswer.h"
+#include "responders/file/filelookup.h"
 
 #include <QFile>
 
@@ -21,38 +21,11 @@ using HashPtr = std::shared_ptr<FileHash>;
 // recording, is then sent as long as it was when the last hash began.
 constexpr int maxAttempts = 3;
 
-// Why a file counts as missing; null when it does not.
-const char* reasonToHide(const QFileInfo& file, const QString& canonical,
-                         const QString& documentRoot) {
-    if (canonical.isEmpty() || !file.exists())
-        return "non-existent";
-    if (!isWithinDocumentRoot(canonical, documentRoot))
-        return "out-of-document-root";
-    // Opening a device may do anything.
-    if (!file.isFile() && !file.isDir())
-        return "non-regular";
-    return nullptr;
-}
-
-bool hasParentComponent(const QString& path) {
-    return path.contains(QLatin1String("/../")) || path.endsWith(QLatin1String("/.."));
-}
-
-// The name to compare with the document root, and to open: without links and "..", so that it is
-// the same file both times. Empty when there is no such file.
-QString canonicalPath(const QFileInfo& file, const QString& documentRoot) {
-    // The system's functions take a name to end at a NUL, so that they would see another file than
-    // the one whose name was checked.
-    if (file.filePath().contains(QChar::Null))
-        return {};
-    // To resolve links asks the system about every folder above, in vain without a root.
-    if (documentRoot.isEmpty() && !hasParentComponent(file.filePath()))
-        return file.filePath();
-    return file.canonicalFilePath();
-}
-
 void redirect(Message* message, const QString& path) {
     PlixUrl location = message->url();
+    if (!location.path().endsWith(QLatin1Char('/')))
+        dbglog_debug("StaticHandler::serveFile: url " << message->fullUri()
+                                                      << " is dir without /, redirecting...");
     location.setPath(path);
     message->setStatus(301, QString());
     message->setHeader(QByteArrayLiteral("Location"), location.toEncoded());
@@ -62,27 +35,6 @@ void redirect(Message* message, const QString& path) {
 Request withFile(Request request, const QFileInfo& file) {
     request.file = file;
     return request;
-}
-
-HashPtr answer(const Request& request, Message* message, const HashPtr& hash);
-
-HashPtr answerFromFolder(const Request& request, const QString& canonical, Message* message,
-                         const HashPtr& hash) {
-    dbglog_debug("StaticHandler::serveFile: url is dir, serving index file:");
-    const QString path = message->url().path();
-    const QFileInfo index(request.file.absoluteFilePath() + QLatin1String("/index.html"));
-    if (!path.endsWith(QLatin1Char('/'))) {
-        dbglog_debug("StaticHandler::serveFile: url " << message->fullUri()
-                                                      << " is dir without /, redirecting...");
-        redirect(message, path + QLatin1Char('/'));
-    } else if (canonical == request.documentRoot && !request.rootPage.isEmpty()) {
-        redirect(message, path + request.rootPage);
-    } else if (index.exists()) {
-        return answer(withFile(request, index), message, hash);
-    } else {
-        redirect(message, path + QLatin1String("index.fcgi"));
-    }
-    return nullptr;
 }
 
 void send(const Request& request, const std::shared_ptr<const MappedFile>& contents,
@@ -98,7 +50,16 @@ QString digestOf(const std::shared_ptr<const MappedFile>& contents, const HashPt
     return contents->size() <= FileHash::sliceBytes ? FileHash::now(contents) : QString();
 }
 
-// Opens the canonical name, which is the one that was compared with the document root.
+bool sendRecent(const Request& request, Message* message) {
+    const auto recent = RecentFiles::instance().find(request.file.filePath(), request.documentRoot);
+    if (recent)
+        FileAnswer::send(request.file, recent->contents, recent->entry, message,
+                         request.contentType);
+    return bool(recent);
+}
+
+// Null when the message has been answered, otherwise the hash to wait for. `hash`: one that has
+// been waited for.
 HashPtr answerFromFile(const Request& request, const QString& canonical, Message* message,
                        const HashPtr& hash) {
     GErrorPtr error;
@@ -119,38 +80,42 @@ HashPtr answerFromFile(const Request& request, const QString& canonical, Message
     return nullptr;
 }
 
-// Null when the message has been answered, otherwise the hash to wait for. `hash`: one that has
-// been waited for.
-HashPtr answer(const Request& request, Message* message, const HashPtr& hash) {
-    const QFileInfo& file = request.file;
-    const auto recent = RecentFiles::instance().find(file.filePath(), request.documentRoot);
-    if (recent) {
-        FileAnswer::send(file, recent->contents, recent->entry, message, request.contentType);
-        return nullptr;
-    }
-    const QString canonical = canonicalPath(file, request.documentRoot);
-    if (const char* reason = reasonToHide(file, canonical, request.documentRoot)) {
+void refuse(const FileLookup& lookup, Message* message) {
+    if (lookup.result == FileLookup::Missing) {
         dbglog_info("StaticHandler::handle: request for "
-                    << reason << " file url: " << message->fullUri()
-                    << " local file: " << file.absoluteFilePath());
-        FileAnswer::sendNotFound(message);
-        return nullptr;
+                    << lookup.reason << " file url: " << message->fullUri()
+                    << " local file: " << lookup.file.absoluteFilePath());
+        return FileAnswer::sendNotFound(message);
     }
-    if (!file.isReadable()) {
-        dbglog_info("StaticHandler::handle: request for forbidden file: "
-                    << message->fullUri() << " " << file.absoluteFilePath());
-        FileAnswer::sendText(
-            message, 403,
-            QStringLiteral("You don't have permission to access '%1'.").arg(message->fullUri()));
+    dbglog_info("StaticHandler::handle: request for forbidden file: "
+                << message->fullUri() << " " << lookup.file.absoluteFilePath());
+    FileAnswer::sendText(
+        message, 403,
+        QStringLiteral("You don't have permission to access '%1'.").arg(message->fullUri()));
+}
+
+// As answerFromFile().
+HashPtr answer(const Request& request, Message* message, const HashPtr& hash) {
+    if (sendRecent(request, message))
         return nullptr;
+    const FileLookup lookup = FileLookup::find(request.file, request.documentRoot, request.rootPage,
+                                               message->url().path());
+    switch (lookup.result) {
+    case FileLookup::Missing:
+    case FileLookup::Forbidden:
+        refuse(lookup, message);
+        return nullptr;
+    case FileLookup::Redirect:
+        redirect(message, lookup.location);
+        return nullptr;
+    case FileLookup::Found:
+        break;
     }
-    // The absolute path of a QFileInfo drops ".." with the name before it; the system goes to the
-    // parent of what that name links to. Without ".." both mean the same file.
-    if (hasParentComponent(file.filePath()))
-        return answer(withFile(request, QFileInfo(canonical)), message, hash);
-    if (file.isDir())
-        return answerFromFolder(request, canonical, message, hash);
-    return answerFromFile(request, canonical, message, hash);
+    const bool isAnother = lookup.file.filePath() != request.file.filePath();
+    const Request forFile = withFile(request, lookup.file);
+    if (isAnother && sendRecent(forFile, message))
+        return nullptr;
+    return answerFromFile(forFile, lookup.canonicalName, message, hash);
 }
 
 // `hash`: one that has been waited for, the last one of so many attempts.
