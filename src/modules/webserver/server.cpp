@@ -1,48 +1,25 @@
 #include "server.h"
 
-#include "certificate/devicecertificate.h"
+#include "certificate/certificateissuer.h"
+#include "certificate/tlscertificate.h"
 #include "connection/connectionbudget.h"
 #include "connection/connections.h"
 #include "connection/listener.h"
 #include "connection/tlscontext.h"
 #include "core/dbglog.h"
+#include "core/plixconnect.h"
 #include "core/plixlooptask.h"
 #include "handlers/handler.h"
 #include "http/hostcheck.h"
 #include "http/origincheck.h"
 #include "message.h"
 
-#include <QLockFile>
-#include <QTimer>
-
 namespace {
 
-// For another device's work with the certificate's files: together longer than that takes, shorter
-// than a person's patience.
-constexpr int lockAttempts = 50;
-constexpr int lockIntervalMs = 100;
 constexpr guint httpsDefaultPort = 443;
 // How long a browser need not ask again; the setting changes with a restart only, which should not
 // take a day to be noticed.
 const char preflightSeconds[] = "600";
-
-QByteArray textProperty(GTlsCertificate* certificate, const char* name) {
-    char* text = nullptr;
-    g_object_get(certificate, name, &text, nullptr);
-    return GCharPtr(text).get();
-}
-
-// Of a certificate and of those that lead to its authority, as far as they are known.
-QByteArray pemOf(GTlsCertificate* certificate) {
-    QByteArray text;
-    for (; certificate; certificate = g_tls_certificate_get_issuer(certificate))
-        text += textProperty(certificate, "certificate-pem");
-    return text;
-}
-
-QByteArray keyOf(GTlsCertificate* certificate) {
-    return textProperty(certificate, "private-key-pem");
-}
 
 // libsoup takes the connection's streams for plain HTTP. The port of a URI without one is that of
 // its scheme.
@@ -58,12 +35,10 @@ void setHttps(SoupURI* uri, const QByteArray& host) {
 
 Server::Server(int port, const QString& certificate, const QString& privateKey, bool useDeviceCert,
                QObject* parent)
-    : QObject(parent), m_port(port), m_certificate(certificate), m_privateKey(privateKey),
-      m_useDeviceCert(useDeviceCert) {
-    createSoupServer();
-    if (!ok())
-        return;
-    setBudget(std::make_shared<ConnectionBudget>(ConnectionLimits()));
+    : QObject(parent), m_port(port) {
+    createSoupServer(certificate, privateKey, useDeviceCert);
+    if (ok())
+        setBudget(std::make_shared<ConnectionBudget>(ConnectionLimits()));
 }
 
 void Server::setBudget(std::shared_ptr<ConnectionBudget> budget) {
@@ -77,36 +52,33 @@ void Server::setBudget(std::shared_ptr<ConnectionBudget> budget) {
 Server::~Server() {
     if (ok())
         stop();
-    m_filesLock.reset();
 }
 
-void Server::createSoupServer() {
-    if (m_certificate.isEmpty() || m_privateKey.isEmpty()) {
+void Server::createSoupServer(const QString& certificate, const QString& privateKey,
+                              bool useDeviceCert) {
+    const bool isPlain = certificate.isEmpty() || privateKey.isEmpty();
+    if (isPlain || useDeviceCert) {
         m_soupServer = GObjectPtr<SoupServer>::adopt(soup_server_new("raw-paths", TRUE, nullptr));
-        return;
+    } else {
+        // The certificate's text holds the key as well; the separate key only switches HTTPS on.
+        const auto loaded = loadCertificate(certificate);
+        if (!loaded)
+            return;
+        m_soupServer = GObjectPtr<SoupServer>::adopt(
+            soup_server_new("raw-paths", TRUE, "tls-certificate", loaded.get(), nullptr));
     }
-    if (m_useDeviceCert) {
-        m_soupServer = GObjectPtr<SoupServer>::adopt(soup_server_new("raw-paths", TRUE, nullptr));
-        m_certificateMaker = std::make_unique<DeviceCertificate>(m_certificate, m_privateKey);
-        m_listenOptions |= SOUP_SERVER_LISTEN_HTTPS;
+    if (isPlain)
         return;
-    }
-    // The certificate text itself holds the key block in this mode; the separate key only switches
-    // HTTPS on.
-    GErrorPtr error;
-    const auto tlsCertificate = GObjectPtr<GTlsCertificate>::adopt(g_tls_certificate_new_from_pem(
-        m_certificate.toUtf8().constData(), m_certificate.length(), error.out()));
-    if (!tlsCertificate) {
-        dbglog_error("Load certificate failed: " << error.message());
-        return;
-    }
-    if (keyOf(tlsCertificate.get()).isEmpty()) {
-        dbglog_error("Load certificate failed: its text holds no private key");
-        return;
-    }
-    m_soupServer = GObjectPtr<SoupServer>::adopt(
-        soup_server_new("raw-paths", TRUE, "tls-certificate", tlsCertificate.get(), nullptr));
     m_listenOptions |= SOUP_SERVER_LISTEN_HTTPS;
+    if (!useDeviceCert)
+        return;
+    m_certificateIssuer = std::make_unique<CertificateIssuer>(certificate, privateKey);
+    plixConnect(m_certificateIssuer.get(), &CertificateIssuer::issued, this,
+                &Server::on_certificateIssuer_issued);
+}
+
+bool Server::isWaitingForKey() const {
+    return m_certificateIssuer && m_certificateIssuer->isWaiting();
 }
 
 int Server::listeningPort() const {
@@ -127,7 +99,7 @@ void Server::start() {
         dbglog_warning("SOUP server is already running");
         return;
     }
-    if (m_certificateMaker && m_deviceCertificate.isEmpty()) {
+    if (m_certificateIssuer && !m_hasDeviceCertificate) {
         dbglog_info("No device-cert ready to start https server");
         return;
     }
@@ -156,7 +128,8 @@ bool Server::loadTls(GError** error) {
     g_object_get(m_soupServer.get(), SOUP_SERVER_TLS_CERTIFICATE, &certificate, nullptr);
     const auto held = GObjectPtr<GTlsCertificate>::adopt(certificate);
     QString reason;
-    auto tls = TlsContext::create(pemOf(certificate), keyOf(certificate), &reason);
+    auto tls =
+        TlsContext::create(certificateChainText(certificate), privateKeyText(certificate), &reason);
     if (!tls)
         g_set_error_literal(error, G_TLS_ERROR, G_TLS_ERROR_BAD_CERTIFICATE,
                             reason.toUtf8().constData());
@@ -271,47 +244,20 @@ void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* 
 
 void Server::updateIpAddresses(const QSet<QString>& addresses) {
     dbglog_scopedFunction;
-    if (!m_certificateMaker)
+    if (!m_certificateIssuer)
         return;
     if (m_running)
         stop();
-    m_ipAddresses = addresses;
-    // The key, once it is there, meets the latest addresses.
-    if (addresses.isEmpty() || isWaitingForKey())
-        return;
-    m_filesLock = std::make_unique<QLockFile>(DeviceCertificate::lockFile());
-    certify(lockAttempts);
+    m_certificateIssuer->issue(addresses);
 }
 
-void Server::certify(int attempts) {
-    if (!m_filesLock->tryLock(0)) {
-        if (attempts > 1)
-            return QTimer::singleShot(lockIntervalMs, this,
-                                      [this, attempts] { certify(attempts - 1); });
-        dbglog_warning("Another process holds " << DeviceCertificate::lockFile());
-    }
-    if (m_certificateMaker->hasKey())
-        return on_certificateMaker_keyAttempted();
-    m_certificateMaker->makeKey([this] { on_certificateMaker_keyAttempted(); });
-}
-
-void Server::on_certificateMaker_keyAttempted() {
-    const std::unique_ptr<QLockFile> filesLock = std::move(m_filesLock);
-    if (m_certificateMaker->hasKey() && !m_ipAddresses.isEmpty())
-        startWithDeviceCertificate();
-}
-
-void Server::startWithDeviceCertificate() {
-    if (!m_certificateMaker->create(m_ipAddresses))
-        return;
-    m_deviceCertificate = DeviceCertificate::certificateFile();
+void Server::on_certificateIssuer_issued() {
     GErrorPtr error;
-    if (!soup_server_set_ssl_cert_file(
-            m_soupServer.get(), DeviceCertificate::certificateFile().toUtf8().constData(),
-            DeviceCertificate::keyFile().toUtf8().constData(), error.out())) {
+    m_hasDeviceCertificate = soup_server_set_ssl_cert_file(
+        m_soupServer.get(), DeviceCertificate::certificateFile().toUtf8().constData(),
+        DeviceCertificate::keyFile().toUtf8().constData(), error.out());
+    if (m_hasDeviceCertificate)
+        start();
+    else
         dbglog_error("Apply cert failed: " << error.message());
-        m_deviceCertificate.clear();
-        return;
-    }
-    start();
 }

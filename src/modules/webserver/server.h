@@ -11,10 +11,9 @@
 
 #include <memory>
 
+class CertificateIssuer;
 class ConnectionBudget;
 class Connections;
-class DeviceCertificate;
-class QLockFile;
 class Handler;
 class Listener;
 class TlsContext;
@@ -89,7 +88,7 @@ public:
     // is at work with the files: that takes long, and the other server is not to wait for it.
     void updateIpAddresses(const QSet<QString>& addresses);
     // Whether it will start, or say why not, once it has a key and the files.
-    bool isWaitingForKey() const { return bool(m_filesLock); }
+    bool isWaitingForKey() const;
 
 private:
     struct HandlerData {
@@ -97,11 +96,10 @@ private:
         Handler* handler;
     };
 
-    void createSoupServer();
+    void createSoupServer(const QString& certificate, const QString& privateKey,
+                          bool useDeviceCert);
+    void on_certificateIssuer_issued();
     bool loadTls(GError** error);
-    void certify(int attempts);
-    void on_certificateMaker_keyAttempted();
-    void startWithDeviceCertificate();
     bool isAccepted(Message* message) const;
     bool answerCrossOrigin(Message* message, const char* path) const;
     void on_request(SoupMessage* soupMessage, const char* path, GHashTable* query,
@@ -112,18 +110,13 @@ private:
     GObjectPtr<SoupServer> m_soupServer;
     int m_port;
     bool m_running = false;
-    QString m_certificate;
-    QString m_privateKey;
-    QString m_deviceCertificate;
-    bool m_useDeviceCert;
     QString m_language;
     QByteArrayList m_allowedOrigins;
     int m_listenOptions = 0;
     // Null without a soup server.
     std::unique_ptr<Connections> m_connections;
     std::unique_ptr<Listener> m_listener;
-    std::unique_ptr<DeviceCertificate> m_certificateMaker;
-    QSet<QString> m_ipAddresses;
-    // While the key is made, or another device has the files.
-    std::unique_ptr<QLockFile> m_filesLock;
+    // Null unless the server uses a device certificate.
+    std::unique_ptr<CertificateIssuer> m_certificateIssuer;
+    bool m_hasDeviceCertificate = false;
 };

@@ -10,7 +10,7 @@
 
 // Makes the certificate of the device with the openssl program: a key once, and for each set of
 // addresses a certificate whose subject alternative names are exactly these, signed by the
-// configured authority. Owned by a server. Its files are removed with it.
+// configured authority. Its files are removed with it.
 class DeviceCertificate {
 public:
     DeviceCertificate(const QString& authorityCertificate, const QString& authorityKey);
