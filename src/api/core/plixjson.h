@@ -15,7 +15,7 @@ public:
     void setMessage(const QString& message) { setMember(QStringLiteral("message"), message); }
 };
 
-// JSON text to values and back.
+// JSON text to values (plixjsonreader.cpp) and back (plixjsonwriter.cpp).
 //
 // Objects are QVariantHash, arrays QVariantList, strings QString, true and false bool, null an
 // invalid QVariant. Whole numbers are qlonglong, or qulonglong above its range; all others are
