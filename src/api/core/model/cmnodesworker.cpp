@@ -122,6 +122,51 @@ bool isGuard(const QString& role) {
            role == PlixRoles::Type() || role == PlixRoles::HttpRequest();
 }
 
+CMError checkPermission(const QVariantHash& roles, const CMSetDataRequest& request) {
+    // A role that a node may get by being written. Only a node that has it can be activated.
+    const bool mayHave =
+        request.role != PlixRoles::Activate() && CMAllRoles().contains(request.role);
+    const bool isKnown = roles.contains(request.role) || mayHave;
+    const bool isModifiable = CMValues::scalar(roles.value(PlixRoles::Modifiable(), true)).toBool();
+    if (isKnown && isModifiable && !isGuard(request.role))
+        return {};
+    return CMError::fromName(CMErrorNames::notModifiable(),
+                             QStringLiteral("Role \"%1\" of \"%2\" cannot be modified")
+                                 .arg(request.role, request.path.toEncoded()));
+}
+
+CMError checkSize(const CMSetDataRequest& request) {
+    if (CMValues::weight(request.value) <= CMNodesWorker::maximumValueBytes)
+        return {};
+    return CMError::fromName(
+        CMErrorNames::outOfRange(),
+        QStringLiteral("The value is too large for \"%1\"").arg(request.path.toEncoded()));
+}
+
+// Replaces the value by one of the type that is stored, if a typed value is stored.
+CMError checkType(const QVariantHash& roles, const CMSetDataRequest& request, QVariant* value) {
+    const PlixValue before(roles.value(request.role).toHash());
+    if (before.type().isNull())
+        return {};
+    PlixValue after;
+    if (!before.convert(request.value, &after))
+        return CMError::fromName(CMErrorNames::typeMismatch(),
+                                 QStringLiteral("\"%1\" takes a value of type %2")
+                                     .arg(request.path.toEncoded(), before.type()));
+    *value = after.__variant();
+    return {};
+}
+
+CMError checkRange(const QVariantHash& roles, const CMSetDataRequest& request,
+                   const QVariant& value) {
+    if (CMValues::isWithin(value, roles.value(PlixRoles::Minimum()),
+                           roles.value(PlixRoles::Maximum())))
+        return {};
+    return CMError::fromName(
+        CMErrorNames::outOfRange(),
+        QStringLiteral("The value lies outside the range of \"%1\"").arg(request.path.toEncoded()));
+}
+
 } // namespace
 
 CMNodesWorker::CMNodesWorker(const QVariantHash& config, const QString& name) : m_name(name) {
@@ -204,41 +249,15 @@ void CMNodesWorker::setDataRequest(const CMSetDataRequest& request) {
 // Whether the request may be carried out, and the value to store then.
 CMError CMNodesWorker::checkWrite(const Node& node, const CMSetDataRequest& request,
                                   QVariant* value) const {
-    // A role that a node may get by being written. Only a node that has it can be activated.
-    const bool mayHave =
-        request.role != PlixRoles::Activate() && CMAllRoles().contains(request.role);
-    const bool isKnown = node.roles.contains(request.role) || mayHave;
-    const QVariant modifiable = CMValues::scalar(node.roles.value(PlixRoles::Modifiable(), true));
-    if (!isKnown || isGuard(request.role) || !modifiable.toBool()) {
-        return CMError::fromName(CMErrorNames::notModifiable(),
-                                 QStringLiteral("Role \"%1\" of \"%2\" cannot be modified")
-                                     .arg(request.role, request.path.toEncoded()));
-    }
-    if (CMValues::weight(request.value) > maximumValueBytes) {
-        return CMError::fromName(
-            CMErrorNames::outOfRange(),
-            QStringLiteral("The value is too large for \"%1\"").arg(request.path.toEncoded()));
-    }
+    if (const CMError error = checkPermission(node.roles, request))
+        return error;
+    if (const CMError error = checkSize(request))
+        return error;
     if (request.role != PlixRolesType::Value())
         return {};
-
-    const PlixValue before(node.roles.value(request.role).toHash());
-    PlixValue after;
-    if (!before.type().isNull()) {
-        if (!before.convert(request.value, &after)) {
-            return CMError::fromName(CMErrorNames::typeMismatch(),
-                                     QStringLiteral("\"%1\" takes a value of type %2")
-                                         .arg(request.path.toEncoded(), before.type()));
-        }
-        *value = after.__variant();
-    }
-    if (!CMValues::isWithin(*value, node.roles.value(PlixRoles::Minimum()),
-                            node.roles.value(PlixRoles::Maximum()))) {
-        return CMError::fromName(CMErrorNames::outOfRange(),
-                                 QStringLiteral("The value lies outside the range of \"%1\"")
-                                     .arg(request.path.toEncoded()));
-    }
-    return {};
+    if (const CMError error = checkType(node.roles, request, value))
+        return error;
+    return checkRange(node.roles, request, *value);
 }
 
 bool CMNodesWorker::connectValueChange(const CMPath& path, QObject* receiver, const char* slot,
