@@ -10,8 +10,8 @@
 
 namespace {
 
-// Longer answers are made anew each time: their memory is worth more than the time.
-constexpr int maximumKeptRows = 1000;
+// Longer answers are not cached: they take more memory than they save time.
+constexpr int maximumCachedRows = 1000;
 
 CMError nodeNotFound(const CMPath& path) {
     return CMError::fromName(CMErrorNames::nodeNotFound(),
@@ -219,7 +219,7 @@ void CMNodesWorker::getRowsRequest(const CMGetRowsRequest& request) {
     const bool isInternal = CMValues::scalar(found->roles.value(PlixRoles::Internal())).toBool();
     const auto pick = [&] { return pickRows(found->rows, found->version, isInternal, request); };
     const bool isLong = std::min(qint64(request.to) - request.from + 1,
-                                 qint64(found->rows.size())) > maximumKeptRows;
+                                 qint64(found->rows.size())) > maximumCachedRows;
     request.reply.finish(isLong ? pick() : m_rowsAnswers.answer(request, found->version, pick));
 }
 

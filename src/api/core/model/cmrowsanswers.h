@@ -1,15 +1,15 @@
 #pragma once
 
 #include "core/model/cmrequest.h"
+#include "core/plixlrulist.h"
 
 #include <functional>
-#include <vector>
 
-// The latest answers of a worker to requests for rows: clients ask for the rows that they show
-// again and again, and the same record once more costs next to nothing.
+// An LRU cache of a worker's answers to requests for rows. Clients ask for the rows that they show
+// again and again; to give the same record again is much cheaper than to make a new one.
 //
-// An answer stands for one version of a list, so that none is ever out of date; no version may come
-// twice for a path.
+// The key contains the version of the list, so that no answer is ever out of date; no version may
+// come twice for a path.
 class CMRowsAnswers {
 public:
     // What answers the request about this version of the list: a record that shares its parts with
@@ -27,9 +27,6 @@ private:
         PlixRowsRoles rows;
     };
 
-    Entry* find(const CMGetRowsRequest& request, qint64 version);
-    void remember(const CMGetRowsRequest& request, qint64 version);
-
-    // The latest at the end.
-    std::vector<Entry> m_entries;
+    // Enough for several clients that each show parts of a few lists.
+    PlixLruList<Entry, 8> m_entries;
 };

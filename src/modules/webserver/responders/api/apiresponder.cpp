@@ -230,7 +230,7 @@ QByteArray ApiResponder::sharedText(const PlixRowsRoles& answer, const QStringLi
     const RowsText made = toText(answer, roles, format);
     // Every request that meets internal rows is to be logged.
     if (!made.hasInternal)
-        texts.keep(answer, roles, format, made.text);
+        texts.add(answer, roles, format, made.text);
     return made.text;
 }
 

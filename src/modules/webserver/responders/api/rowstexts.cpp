@@ -1,34 +1,24 @@
 #include "responders/api/rowstexts.h"
 
-#include <algorithm>
-
 namespace {
 
-// Several clients that each show parts of a few lists.
-constexpr std::size_t maximumEntries = 8;
-// More than a client shows at a time; longer texts are worth their memory for nobody.
+// More than a client shows at a time. Longer texts take more memory than they save time.
 constexpr int maximumLength = 256 * 1024;
 
 } // namespace
 
-QByteArray RowsTexts::find(const PlixRowsRoles& rows, const QStringList& roles, int format) const {
-    const auto found = std::find_if(m_entries.begin(), m_entries.end(), [&](const Entry& entry) {
+QByteArray RowsTexts::find(const PlixRowsRoles& rows, const QStringList& roles, int format) {
+    const Entry* const found = m_entries.find([&](const Entry& entry) {
         return entry.rows.__hash().isSharedWith(rows.__hash()) && entry.format == format &&
                entry.roles == roles;
     });
-    return found == m_entries.end() ? QByteArray() : found->text;
+    return found ? found->text : QByteArray();
 }
 
-void RowsTexts::keep(const PlixRowsRoles& rows, const QStringList& roles, int format,
-                     const QByteArray& text) {
-    // Those that only this table still holds are of lists that have changed.
-    m_entries.erase(
-        std::remove_if(m_entries.begin(), m_entries.end(),
-                       [](const Entry& entry) { return entry.rows.__hash().isDetached(); }),
-        m_entries.end());
-    if (text.size() > maximumLength)
-        return;
-    if (m_entries.size() == maximumEntries)
-        m_entries.erase(m_entries.begin());
-    m_entries.push_back({rows, roles, format, text});
+void RowsTexts::add(const PlixRowsRoles& rows, const QStringList& roles, int format,
+                    const QByteArray& text) {
+    // A record that only this cache still holds belongs to a list that has changed.
+    m_entries.removeIf([](const Entry& entry) { return entry.rows.__hash().isDetached(); });
+    if (text.size() <= maximumLength)
+        m_entries.add({rows, roles, format, text});
 }

@@ -1,24 +1,22 @@
 #pragma once
 
 #include "core/model/cmrequest.h"
+#include "core/plixlrulist.h"
 
 #include <QByteArray>
 #include <QStringList>
 
-#include <vector>
-
-// The JSON texts of rows that were sent lately. A worker whose list has not changed may answer with
-// the record that it gave before, parts shared, which then need not be written out again.
+// An LRU cache of the JSON texts of rows. A worker whose list has not changed may answer with the
+// record that it gave before; the text of that record need not be made again.
 //
-// Nothing here is ever out of date: what is shared cannot change, whoever wants to change it gets a
-// copy.
+// The key is the identity of an implicitly shared record. No text is ever out of date, because who
+// writes to a shared record writes to a copy.
 class RowsTexts {
 public:
-    // The text that was kept for this very record, with the same roles and format; null when there
-    // is none.
-    QByteArray find(const PlixRowsRoles& rows, const QStringList& roles, int format) const;
-    void keep(const PlixRowsRoles& rows, const QStringList& roles, int format,
-              const QByteArray& text);
+    // The text of this very record, with the same roles and format; null when there is none.
+    QByteArray find(const PlixRowsRoles& rows, const QStringList& roles, int format);
+    void add(const PlixRowsRoles& rows, const QStringList& roles, int format,
+             const QByteArray& text);
 
 private:
     struct Entry {
@@ -28,6 +26,6 @@ private:
         QByteArray text;
     };
 
-    // The latest at the end.
-    std::vector<Entry> m_entries;
+    // Enough for several clients that each show parts of a few lists.
+    PlixLruList<Entry, 8> m_entries;
 };

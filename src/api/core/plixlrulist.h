@@ -1,0 +1,39 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+// A cache of a few entries, which are searched one after another: for keys that are compared more
+// easily than hashed. A new entry replaces the least recently used one when the list is full.
+template <typename Entry, std::size_t maximumEntries>
+class PlixLruList {
+public:
+    // The entry that matches, now the most recently used one; null when there is none. Valid until
+    // the list is used again.
+    template <typename Predicate>
+    Entry* find(Predicate matches) {
+        const auto found = std::find_if(m_entries.begin(), m_entries.end(), matches);
+        if (found == m_entries.end())
+            return nullptr;
+        std::rotate(found, found + 1, m_entries.end());
+        return &m_entries.back();
+    }
+
+    void add(Entry entry) {
+        if (m_entries.size() == maximumEntries)
+            m_entries.erase(m_entries.begin());
+        m_entries.push_back(std::move(entry));
+    }
+
+    template <typename Predicate>
+    void removeIf(Predicate matches) {
+        m_entries.erase(std::remove_if(m_entries.begin(), m_entries.end(), matches),
+                        m_entries.end());
+    }
+
+private:
+    // The most recently used one at the end.
+    std::vector<Entry> m_entries;
+};
