@@ -13,7 +13,8 @@ using End = ConnectionEnd::Kind;
 constexpr size_t maxBodyAhead = 65536;
 // How long a client may take to notice that its connection has been closed.
 constexpr int lingerMs = 5000;
-// An answer that was given to libsoup is written at once, unless the client has no room.
+// An answer that libsoup has whole goes on at once, unless the client has no room; one that does
+// not is a fault of ours.
 constexpr int answerMs = 10000;
 constexpr qint64 tlsBytes = qint64(24) * 1024; // of the state of a connection
 
@@ -320,8 +321,8 @@ bool Connection::isOverdue(qint64 now) const {
             return m_exchange->isWaitingForInput() && waiting > limits.bodyMs;
         return (m_hasHungUp && !m_sender.isBlocked() &&
                 m_patience.hasLeft(now, m_transport->descriptor())) ||
-               (m_exchange->answeredAt() > 0 && !m_sender.isBlocked() &&
-                now - m_exchange->answeredAt() > answerMs);
+               (m_exchange->idleSince() > 0 && !m_sender.isBlocked() &&
+                now - m_exchange->idleSince() > answerMs);
     case Phase::Lingering:
         return waiting > lingerMs;
     default:

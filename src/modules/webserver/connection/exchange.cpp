@@ -1,6 +1,7 @@
 #include "connection/exchange.h"
 
 #include "connection/connections.h"
+#include "connection/patience.h"
 #include "files/mappedfile.h"
 #include "hangupwatch.h"
 
@@ -135,7 +136,17 @@ bool Exchange::addPending(qint64 bytes) {
 }
 
 void Exchange::setAnswered() {
-    m_answeredAt = g_get_monotonic_time() / 1000;
+    m_idleSince = Patience::now();
+}
+
+void Exchange::on_progress() {
+    if (m_idleSince > 0)
+        m_idleSince = Patience::now();
+}
+
+void Exchange::wakeWriter() {
+    on_progress();
+    m_stream.wakeWriter();
 }
 
 bool Exchange::isWritable() const {
@@ -165,6 +176,7 @@ gssize Exchange::on_stream_write(const char* data, gsize size, GError** error) {
     m_pending = std::max<qint64>(m_pending - count, 0);
     m_response.count(static_cast<size_t>(count));
     m_connection.sender().flushLater();
+    on_progress();
     return count;
 }
 

@@ -56,13 +56,14 @@ public:
     qint64 heldBytes() const;
     bool isWaitingForInput() const { return m_stream.hasReader(); }
     void wakeReader() { m_stream.wakeReader(); }
-    void wakeWriter() { m_stream.wakeWriter(); }
+    void wakeWriter();
     // The client has ended its side of the connection.
     void on_hangUp();
     const ResponseFraming& response() const { return m_response; }
     bool isWhole() const { return m_response.isWhole(m_isWritten); }
-    // When the whole answer was given, in ms; 0 before.
-    qint64 answeredAt() const { return m_answeredAt; }
+    // Since when libsoup could have written more of an answer that it has whole, in ms; 0 while it
+    // has not.
+    qint64 idleSince() const { return m_idleSince; }
 
 private:
     gssize on_stream_read(char* buffer, gsize size, GError** error) override;
@@ -80,6 +81,7 @@ private:
     gssize writeFile(size_t offset, gsize size);
     bool isOfFile(const char* data) const;
     bool hasTurn() const;
+    void on_progress();
 
     Connection& m_connection;
     ExchangeStream m_stream;
@@ -98,7 +100,7 @@ private:
     unsigned m_turn = 0;
     size_t m_writtenInTurn = 0;
     bool m_isWritten = false;
-    qint64 m_answeredAt = 0;
+    qint64 m_idleSince = 0;
     GObjectPtr<SoupMessage> m_message;
     SoupClientContext* m_client = nullptr;
     std::shared_ptr<const MappedFile> m_file;
