@@ -153,6 +153,19 @@ private Q_SLOTS:
         QCOMPARE(client.readReply().body.size(), body.size());
     }
 
+    void longAnswerIsSentToItsEnd() {
+        const QByteArray body(256 * 1024 * 1024, 'x');
+        ConnectionLimits limits;
+        limits.answerMs = 20;
+        WaitingServer server(false, limits);
+        RawClient client(server.port());
+        client.send(get);
+        client.halfClose(); // Such connections are looked at more often.
+        QTRY_COMPARE(server.count(), 1);
+        server.answer(body);
+        QCOMPARE(client.readReply().body.size(), body.size());
+    }
+
     void unfinishedHandshakeLeavesNothing_data() {
         QTest::addColumn<int>("patienceMs");
         QTest::newRow("when the server stops") << 30000;

@@ -13,9 +13,6 @@ using End = ConnectionEnd::Kind;
 constexpr size_t maxBodyAhead = 65536;
 // How long a client may take to notice that its connection has been closed.
 constexpr int lingerMs = 5000;
-// An answer that libsoup has whole goes on at once, unless the client has no room; one that does
-// not is a fault of ours.
-constexpr int answerMs = 10000;
 constexpr qint64 tlsBytes = qint64(24) * 1024; // of the state of a connection
 
 } // namespace
@@ -322,7 +319,7 @@ bool Connection::isOverdue(qint64 now) const {
         return (m_hasHungUp && !m_sender.isBlocked() &&
                 m_patience.hasLeft(now, m_transport->descriptor())) ||
                (m_exchange->idleSince() > 0 && !m_sender.isBlocked() &&
-                now - m_exchange->idleSince() > answerMs);
+                now - m_exchange->idleSince() > limits.answerMs);
     case Phase::Lingering:
         return waiting > lingerMs;
     default:

@@ -26,4 +26,7 @@ struct ConnectionLimits {
     qint64 bodyMs = 30000;
     // For the next request on a connection.
     qint64 idleMs = 30000;
+    // For an answer that is complete here to go on, while its client has room for more. Only a
+    // fault of the server takes so long; therefore no setting.
+    qint64 answerMs = 10000;
 };
