@@ -11,6 +11,8 @@
 #include "responders/event/eventrespondershared.h"
 #include "responders/legacypathhelper.h"
 
+#include <QIODevice>
+
 #include <algorithm>
 
 namespace {
@@ -19,9 +21,7 @@ constexpr int urlPrefixLength = 11; // "/api/event/"
 // For a poll that names no time-out.
 constexpr int defaultTimeoutS = 5;
 
-QString notImplemented() {
-    return QStringLiteral("Not implemented!");
-}
+const char notImplemented[] = "Not implemented!";
 
 bool readText(const QVariant& member, QString* text) {
     if (member.isNull())
@@ -90,12 +90,12 @@ void EventResponder::respond() {
     else if (operation == QLatin1String("pollQueue"))
         pollQueue();
     else
-        refuse(501, notImplemented());
+        refuse(501, notImplemented);
 }
 
 void EventResponder::modifyQueue() {
     SubscribeData data;
-    if (!parseData(&data, QStringLiteral("Unable to parse data!")))
+    if (!parseData(&data, QByteArrayLiteral("Unable to parse data!")))
         return;
     bool isLegacy = false;
     PlixList<PlixEventSubscribe> subscribe = toSubscriptions(data.subscribe, &isLegacy);
@@ -103,7 +103,7 @@ void EventResponder::modifyQueue() {
     const CMEventQueue* queue = m_shared->eventQueues()->modifyQueue(
         data.queueId, subscribe, unsubscribe, request().remoteAddress());
     if (!queue)
-        return refuse(400, QStringLiteral("Unable to subscribe or unsubscribe paths!"));
+        return refuse(400, QByteArrayLiteral("Unable to subscribe or unsubscribe paths!"));
 
     const QString queueId = queue->id().toString();
     if (isLegacy)
@@ -113,11 +113,11 @@ void EventResponder::modifyQueue() {
 
 void EventResponder::pollQueue() {
     SubscribeData data;
-    if (!parseData(&data, QStringLiteral("Unable to parse subscribe/unsubscribe list!")))
+    if (!parseData(&data, QByteArrayLiteral("Unable to parse subscribe/unsubscribe list!")))
         return;
     CMEventQueue* queue = m_shared->eventQueues()->getQueue(data.queueId);
     if (!queue)
-        return refuse(400, QStringLiteral("Unknown queue id!"));
+        return refuse(400, QByteArrayLiteral("Unknown queue id!"));
 
     startPoll(queue, data.timeout < 0 ? defaultTimeoutS : data.timeout);
 }
@@ -135,11 +135,11 @@ void EventResponder::startPoll(CMEventQueue* queue, int timeout) {
 }
 
 // False when the answer has been given.
-bool EventResponder::parseData(SubscribeData* data, const QString& failure) {
+bool EventResponder::parseData(SubscribeData* data, const QByteArray& failure) {
     const QByteArray method = request().method();
     const bool isGet = method == "GET";
     if (!isGet && method != "POST") {
-        refuse(501, notImplemented());
+        refuse(501, notImplemented);
         return false;
     }
     if (isGet ? parseDataGet(data) : parseDataPost(data))
@@ -179,20 +179,20 @@ void EventResponder::queueRequestDone(const PlixList<PlixEvent>& events) {
 void EventResponder::respondJson(const QVariant& body) {
     const QByteArray json = PlixJson::serialize(body);
     if (json.isNull())
-        return refuse(500, QStringLiteral("The answer is too long"));
+        return refuse(500, QByteArrayLiteral("The answer is too long"));
     request().setContentType(MimeTypes::Application::json());
-    finishRespond(200, QString::fromUtf8(json));
+    finishRespond(200, json);
 }
 
-void EventResponder::refuse(int status, const QString& text) {
+void EventResponder::refuse(int status, const QByteArray& text) {
     request().setContentType(MimeTypes::Text::plain());
     finishRespond(status, text);
 }
 
-void EventResponder::finishRespond(int status, const QString& text) {
+void EventResponder::finishRespond(int status, const QByteArray& text) {
     request().setStatus(status, QString());
-    out << text << '\n';
-    out.flush();
+    // In one write, which is one chunk.
+    out.device()->write(text + '\n');
     Q_EMIT finished(m_requestId);
 }
 

@@ -48,12 +48,12 @@ private Q_SLOTS:
 private:
     void modifyQueue();
     void pollQueue();
-    bool parseData(SubscribeData* data, const QString& failure);
+    bool parseData(SubscribeData* data, const QByteArray& failure);
     bool parseDataGet(SubscribeData* data) const;
     bool parseDataPost(SubscribeData* data) const;
     void respondJson(const QVariant& body);
-    void refuse(int status, const QString& text);
-    void finishRespond(int status, const QString& text);
+    void refuse(int status, const QByteArray& text);
+    void finishRespond(int status, const QByteArray& text);
     void startPoll(CMEventQueue* queue, int timeout);
     void cancelPoll();
 
