@@ -6,7 +6,7 @@
 #include "devicedescription.h"
 #include "hostlog.h"
 #include "hostoptions.h"
-#include "loopwatch.h"
+#include "loopmonitor.h"
 #include "statedirectory.h"
 
 #include <QAbstractEventDispatcher>
@@ -163,7 +163,7 @@ int run(const HostOptions& options) {
     QObject::connect(&device, &Device::ready, &device, printReady);
     if (!device.start(description, state.path(), &error))
         return fail(error);
-    const LoopWatch watch;
+    const LoopMonitor monitor;
     return QCoreApplication::exec();
 }
 

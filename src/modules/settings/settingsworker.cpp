@@ -54,9 +54,9 @@ void SettingsWorker::setDataRequest(const CMSetDataRequest& request) {
 }
 
 void SettingsWorker::stored(const QString& path, const QString&, const QVariant& value) {
-    if (isDeviceNode(path) || CMValues::same(m_kept.value(path), value))
+    if (isDeviceNode(path) || CMValues::same(m_stored.value(path), value))
         return;
-    m_kept.insert(path, value);
+    m_stored.insert(path, value);
     if (!m_saveTimer.isActive())
         m_saveTimer.start();
 }
@@ -69,9 +69,9 @@ void SettingsWorker::hideDeviceNodes(const QVariantHash& nodes) {
 }
 
 void SettingsWorker::restore(const QStringList& overrides) {
-    m_kept = m_store.load();
-    const QVariantHash kept = m_kept;
-    for (auto it = kept.cbegin(); it != kept.cend(); ++it) {
+    m_stored = m_store.load();
+    const QVariantHash values = m_stored;
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
         if (hasNode(it.key()) && !isDeviceNode(it.key()) && !overrides.contains(it.key()))
             restoreValue(it.key(), it.value());
     }
@@ -83,7 +83,7 @@ void SettingsWorker::restoreValue(const QString& path, const QVariant& value) {
     SettingsWorker::setDataRequest(
         {CMPath::fromEncoded(path), PlixRolesType::Value(), value, reply});
     if (reply.error())
-        dbglog_warning("Kept setting ignored: " << path << ": " << reply.error().message());
+        dbglog_warning("Stored setting ignored: " << path << ": " << reply.error().message());
 }
 
 void SettingsWorker::provideDevelopmentCa(const QString& folder) {
@@ -108,5 +108,5 @@ bool SettingsWorker::isGiven(const CMPath& path) const {
 }
 
 void SettingsWorker::save() {
-    m_store.save(m_kept);
+    m_store.save(m_stored);
 }

@@ -9,7 +9,7 @@
 // at the next start, over those of the device files. No other role can be written.
 //
 // Configuration: "nodes"; "stateDir", the state directory; "overrides", the paths whose given
-// values win over kept ones; "developmentCa", true for an authority of the device's own when no
+// values win over stored ones; "developmentCa", true for an authority of the device's own when no
 // HTTPS certificate is given.
 class SettingsWorker : public CMNodesWorker {
     Q_OBJECT
@@ -32,6 +32,6 @@ private:
     void save();
 
     SettingsStore m_store;
-    QVariantHash m_kept;
+    QVariantHash m_stored;
     QTimer m_saveTimer;
 };

@@ -102,7 +102,7 @@ void CMRowHistory::appendRemoved(int index) {
 // Takes the insertion at `position` out, and its row out of what happened since.
 void CMRowHistory::dropInserted(std::size_t position) {
     int row = m_events[position].index;
-    std::vector<Event> kept(m_events.begin(), m_events.begin() + std::ptrdiff_t(position));
+    std::vector<Event> remaining(m_events.begin(), m_events.begin() + std::ptrdiff_t(position));
     for (++position; position < m_events.size(); ++position) {
         Event event = m_events[position];
         const bool isOfRow = event.type == PlixRowEventType::Moved && event.index == row;
@@ -122,9 +122,9 @@ void CMRowHistory::dropInserted(std::size_t position) {
         event.index = without(before, event.index);
         const bool isStill = event.type == PlixRowEventType::Moved && event.index == event.toIndex;
         if (!isStill)
-            kept.push_back(event);
+            remaining.push_back(event);
     }
-    m_events = std::move(kept);
+    m_events = std::move(remaining);
 }
 
 void CMRowHistory::lose() {

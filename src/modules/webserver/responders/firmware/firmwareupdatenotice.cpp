@@ -54,7 +54,7 @@ FirmwareUpdateNotice::FirmwareUpdateNotice(const QString& fifo,
 }
 
 FirmwareUpdateNotice::~FirmwareUpdateNotice() {
-    if (!m_isKept)
+    if (m_autoRemove)
         QFile::remove(m_fileName);
 }
 

@@ -17,12 +17,12 @@ struct FirmwareUpdateExpectation {
     static std::optional<FirmwareUpdateExpectation> fromUrl(const PlixUrl& url);
 };
 
-// Tells the updater what its FIFO cannot, in a file beside the FIFO, named like it with the suffix
-// ".expected": what the client has announced, and whether the image has come to its end or was
-// broken off. Valid from before the FIFO is opened; the verdict is there before the end of file.
+// A file beside the updater's FIFO, named like it with the suffix ".expected". It tells the updater
+// what the client has announced of the image, and whether the image is complete. The file exists
+// before the FIFO is opened, and says "complete" before the end of file.
 //
-// Removes the file at its end, unless that is kept for an updater which may yet read it; then the
-// next image's notice replaces it.
+// The destructor removes the file, unless setAutoRemove(false) leaves it to an updater that may
+// still read it. Then the notice of the next image replaces it.
 class FirmwareUpdateNotice {
 public:
     FirmwareUpdateNotice(const QString& fifo, const FirmwareUpdateExpectation& expectation);
@@ -31,12 +31,12 @@ public:
     FirmwareUpdateNotice& operator=(const FirmwareUpdateNotice&) = delete;
 
     void setComplete() { write(true); }
-    void setKept(bool kept) { m_isKept = kept; }
+    void setAutoRemove(bool autoRemove) { m_autoRemove = autoRemove; }
 
 private:
     void write(bool complete) const;
 
     QString m_fileName;
     FirmwareUpdateExpectation m_expectation;
-    bool m_isKept = false;
+    bool m_autoRemove = true;
 };

@@ -144,11 +144,11 @@ void FirmwareUpdateWriter::on_timer_timeout() {
     }
 }
 
-void FirmwareUpdateWriter::on_readerWatch_readerClosed() {
+void FirmwareUpdateWriter::on_readerCloseNotifier_readerClosed() {
     // Before that it was a reader that did not wait for the end of file.
     if (m_state != WaitingForEndOfFile)
         return;
-    m_notice->setKept(false);
+    m_notice->setAutoRemove(true);
     on_part_delivered();
 }
 
@@ -246,9 +246,9 @@ void FirmwareUpdateWriter::endPart() {
     m_state = WaitingForReader;
     m_unread = -1;
     m_stalled.restart();
-    m_readerWatch = std::make_unique<ReaderWatch>(m_pipe->name());
-    plixConnect(m_readerWatch.get(), SIGNAL(readerClosed()), this,
-                SLOT(on_readerWatch_readerClosed()));
+    m_readerCloseNotifier = std::make_unique<ReaderCloseNotifier>(m_pipe->name());
+    plixConnect(m_readerCloseNotifier.get(), SIGNAL(readerClosed()), this,
+                SLOT(on_readerCloseNotifier_readerClosed()));
     waitForReader();
 }
 
@@ -266,7 +266,7 @@ void FirmwareUpdateWriter::waitForReader() {
     }
     const bool isRead = hasReader(descriptor);
     // A reader that nobody sees closing its end may yet want to know.
-    m_notice->setKept(isRead);
+    m_notice->setAutoRemove(!isRead);
     m_pipe.reset();
     m_state = WaitingForEndOfFile;
     m_timer.start(isRead ? endOfFileMs : 0);
@@ -275,7 +275,7 @@ void FirmwareUpdateWriter::waitForReader() {
 void FirmwareUpdateWriter::on_part_delivered() {
     m_timer.stop();
     // Later, because it may be what calls.
-    m_readerWatch.release()->deleteLater();
+    m_readerCloseNotifier.release()->deleteLater();
     m_notice.reset();
     m_hasDelivered = true;
     m_parts.pop_front();
@@ -292,7 +292,7 @@ void FirmwareUpdateWriter::fail(const QString& reason) {
 void FirmwareUpdateWriter::finish(Outcome outcome) {
     m_state = Ended;
     m_timer.stop();
-    m_readerWatch.reset();
+    m_readerCloseNotifier.reset();
     m_pipe.reset();
     m_notice.reset();
     m_parts.clear();

@@ -2,7 +2,7 @@
 
 #include "core/plixnamedpipe.h"
 #include "responders/firmware/firmwareupdatenotice.h"
-#include "responders/firmware/readerwatch.h"
+#include "responders/firmware/readerclosenotifier.h"
 #include "responders/firmware/updaterlock.h"
 
 #include <QElapsedTimer>
@@ -62,7 +62,7 @@ Q_SIGNALS:
 private Q_SLOTS:
     void on_writeNotifier_activated(int socket);
     void on_timer_timeout();
-    void on_readerWatch_readerClosed();
+    void on_readerCloseNotifier_readerClosed();
 
 private:
     enum State { Opening, Writing, WaitingForReader, WaitingForEndOfFile, Ended };
@@ -106,5 +106,5 @@ private:
     // Since the updater took something.
     QElapsedTimer m_stalled;
     QTimer m_timer;
-    std::unique_ptr<ReaderWatch> m_readerWatch;
+    std::unique_ptr<ReaderCloseNotifier> m_readerCloseNotifier;
 };

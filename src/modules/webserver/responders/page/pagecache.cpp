@@ -24,7 +24,7 @@ PageCache::PagePtr PageCache::find(const QString& fileName) {
     return nullptr;
 }
 
-void PageCache::keep(const QString& fileName, const struct stat& file, const PagePtr& page) {
+void PageCache::add(const QString& fileName, const struct stat& file, const PagePtr& page) {
     const FileVersion version = FileVersion::of(file);
     if (version.isSettled())
         m_entries.insert(fileName, new Entry{version, page}, page->content.size() + 1);

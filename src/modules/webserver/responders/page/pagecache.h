@@ -18,7 +18,7 @@ public:
     // Null when the page is not kept, or not the file's present one.
     PagePtr find(const QString& fileName);
     // `file` is what fstat() said before the page was read from it.
-    void keep(const QString& fileName, const struct stat& file, const PagePtr& page);
+    void add(const QString& fileName, const struct stat& file, const PagePtr& page);
 
 private:
     struct Entry {

@@ -98,7 +98,7 @@ void PageResponder::processFile(const QString& fileName) {
         bytes.constData(), static_cast<int>(qstrnlen(bytes.constData(), uint(bytes.size()))));
     const auto page = std::make_shared<const PageTemplate::Page>(PageTemplate::parsePage(content));
     if (hasState)
-        pageCache().keep(fileName, state, page);
+        pageCache().add(fileName, state, page);
     processPage(page);
 }
 

@@ -1,4 +1,4 @@
-#include "loopwatch.h"
+#include "loopmonitor.h"
 
 #include "core/dbglog.h"
 #include "core/plixlooptask.h"
@@ -12,7 +12,7 @@ namespace {
 // is read this often; what may have been spent between the reading and the turn is left out.
 constexpr qint64 processorReadIntervalMs = 10;
 
-LoopWatch* installed = nullptr;
+LoopMonitor* installed = nullptr;
 
 qint64 processorMs() {
     timespec spent{};
@@ -22,25 +22,25 @@ qint64 processorMs() {
 
 } // namespace
 
-LoopWatch::LoopWatch() : m_poll(g_main_context_get_poll_func(nullptr)) {
+LoopMonitor::LoopMonitor() : m_poll(g_main_context_get_poll_func(nullptr)) {
     installed = this;
     begin();
     g_main_context_set_poll_func(nullptr, poll_function);
 }
 
-LoopWatch::~LoopWatch() {
+LoopMonitor::~LoopMonitor() {
     g_main_context_set_poll_func(nullptr, m_poll);
     installed = nullptr;
 }
 
-gint LoopWatch::poll_function(GPollFD* descriptors, guint count, gint timeout) {
+gint LoopMonitor::poll_function(GPollFD* descriptors, guint count, gint timeout) {
     installed->end();
     const gint result = installed->m_poll(descriptors, count, timeout);
     installed->begin();
     return result;
 }
 
-void LoopWatch::begin() {
+void LoopMonitor::begin() {
     m_begin = PlixLoopTurn::nowMs();
     if (m_begin - m_processorReadAt < processorReadIntervalMs)
         return;
@@ -48,7 +48,7 @@ void LoopWatch::begin() {
     m_processorMs = processorMs();
 }
 
-void LoopWatch::end() const {
+void LoopMonitor::end() const {
     const qint64 lengthMs = PlixLoopTurn::nowMs() - m_begin;
     // Most turns are shorter than a tick of the clock, and what ran in them is, too.
     if (lengthMs == 0)

@@ -1,5 +1,5 @@
 #include "core/plixlooptask.h"
-#include "loopwatch.h"
+#include "loopmonitor.h"
 
 #include <QtTest>
 #include <log4cplus/logger.h>
@@ -7,7 +7,7 @@
 
 namespace {
 
-constexpr int longMs = LoopWatch::limitMs * 2;
+constexpr int longMs = LoopMonitor::limitMs * 2;
 
 class Lines : public log4cplus::Appender {
 public:
@@ -34,7 +34,7 @@ QString detail() {
 
 } // namespace
 
-class TestLoopWatch : public QObject {
+class TestLoopMonitor : public QObject {
     Q_OBJECT
 
 private Q_SLOTS:
@@ -69,7 +69,7 @@ private Q_SLOTS:
              },
              "^WARN: .* nothing that has a name$"}};
         for (const auto& [turn, line] : rows) {
-            const LoopWatch watch;
+            const LoopMonitor monitor;
             m_lines->lines.clear();
             // Again and again: on a busy machine any turn may be long, and one longer than it says.
             QTimer timer;
@@ -93,5 +93,5 @@ private:
     Lines* m_lines = nullptr;
 };
 
-QTEST_GUILESS_MAIN(TestLoopWatch)
-#include "test_loopwatch.moc"
+QTEST_GUILESS_MAIN(TestLoopMonitor)
+#include "test_loopmonitor.moc"

@@ -1,4 +1,4 @@
-#include "responders/firmware/readerwatch.h"
+#include "responders/firmware/readerclosenotifier.h"
 
 #include "core/dbglog.h"
 #include "core/plixconnect.h"
@@ -12,7 +12,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-ReaderWatch::ReaderWatch(const QString& fifo)
+ReaderCloseNotifier::ReaderCloseNotifier(const QString& fifo)
     : m_descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
     if (m_descriptor < 0 || inotify_add_watch(m_descriptor, QFile::encodeName(fifo).constData(),
                                               IN_CLOSE_NOWRITE) < 0) {
@@ -23,14 +23,14 @@ ReaderWatch::ReaderWatch(const QString& fifo)
     plixConnect(notifier, SIGNAL(activated(int)), this, SLOT(on_notifier_activated(int)));
 }
 
-ReaderWatch::~ReaderWatch() {
+ReaderCloseNotifier::~ReaderCloseNotifier() {
     // The notifier before its descriptor.
     qDeleteAll(findChildren<QSocketNotifier*>());
     if (m_descriptor >= 0)
         ::close(m_descriptor);
 }
 
-void ReaderWatch::on_notifier_activated(int) {
+void ReaderCloseNotifier::on_notifier_activated(int) {
     // Events of one file without a name; how many there are does not matter.
     std::array<char, 4096> events;
     if (::read(m_descriptor, events.data(), events.size()) > 0)

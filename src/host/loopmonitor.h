@@ -6,15 +6,15 @@
 // Logs the turns of GLib's default main context that take too long, with what they were spent on.
 // A turn is the time between the end of one poll and the beginning of the next one. One at a time,
 // on the thread that runs the context.
-class LoopWatch {
+class LoopMonitor {
 public:
     // All clients wait meanwhile, and this is what a person takes for a delay.
     static constexpr qint64 limitMs = 100;
 
-    LoopWatch();
-    ~LoopWatch();
-    LoopWatch(const LoopWatch&) = delete;
-    LoopWatch& operator=(const LoopWatch&) = delete;
+    LoopMonitor();
+    ~LoopMonitor();
+    LoopMonitor(const LoopMonitor&) = delete;
+    LoopMonitor& operator=(const LoopMonitor&) = delete;
 
 private:
     static gint poll_function(GPollFD* descriptors, guint count, gint timeout);
