@@ -13,11 +13,11 @@ public:
     std::vector<QPointer<QObject>> objects;
 };
 
-// Null while nothing waits.
+// Null when no object is waiting.
 Bag* currentBag = nullptr;
 
 Bag::~Bag() {
-    // What is given away from now on belongs to the next one.
+    // Objects that are passed from now on go into a new bag.
     if (currentBag == this)
         currentBag = nullptr;
     for (const QPointer<QObject>& object : objects)

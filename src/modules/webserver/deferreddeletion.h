@@ -2,7 +2,6 @@
 
 class QObject;
 
-// Deletes the object from the event loop as deleteLater() does, together with all others that are
-// given here until then: one event for many exchanges, each of which would wake the loop by itself.
-// Nothing happens to an object that somebody else deletes before.
+// Like deleteLater(), but with one event for all objects that are passed until the event arrives.
+// An event for each exchange would wake the loop each time. An object may be deleted before.
 void deleteTogether(QObject* object);

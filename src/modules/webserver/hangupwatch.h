@@ -5,9 +5,10 @@
 #include <QObject>
 #include <libsoup/soup.h>
 
-// Tells when the client of a waiting exchange ends its side of the connection, or the connection
-// breaks: libsoup, which neither reads nor writes meanwhile, does not notice. A client that has
-// merely ended its sending direction looks the same, so the exchange should still be answered.
+// Emits a signal when the client of a paused exchange closes the connection or its sending
+// direction (half-close), or when the connection is reset. libsoup does not notice, because it
+// neither reads nor writes while the exchange is paused. After a half-close the client may still
+// read, so the exchange should be answered.
 //
 // Must not outlive the exchange.
 class HangUpWatch : public QObject {
@@ -18,7 +19,7 @@ public:
     ~HangUpWatch() override;
 
 Q_SIGNALS:
-    // Once, from the event loop. The receiver may delete the watch.
+    // Once, from the event loop. The receiver may delete this object.
     void hungUp();
 
 private:

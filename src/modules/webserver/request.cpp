@@ -5,7 +5,7 @@
 
 namespace {
 
-// Of a form; each takes some hundred bytes, however short its text.
+// Of a form. Each field takes some hundred bytes of memory, even if its text is empty.
 constexpr int maximumFields = 1000;
 
 QVariantHash decodeForm(const QByteArray& body) {

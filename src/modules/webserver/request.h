@@ -5,15 +5,15 @@
 #include <QHash>
 #include <QVariantHash>
 
-// The exchange as a responder sees it: a Message of its own over the same exchange, with a number,
-// the parsed request body and a few server variables. Owned by the responder's handler; the
-// parsed tables stay readable after the exchange has ended.
+// The exchange as a responder sees it: a second Message over the same exchange, with a number, the
+// parsed request body and a few server variables. Owned by the responder's handler. The parsed
+// tables can be read after the end of the exchange.
 class Request : public Message {
     Q_OBJECT
 
 public:
     Request(const MessageData& data, int requestId);
-    // Over the exchange of another message; spares what that one has found out.
+    // Over the exchange of another message, whose URL it copies.
     Request(const Message& message, int requestId);
 
     int requestId() const { return m_requestId; }

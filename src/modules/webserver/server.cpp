@@ -17,12 +17,12 @@
 namespace {
 
 constexpr guint httpsDefaultPort = 443;
-// How long a browser need not ask again; the setting changes with a restart only, which should not
-// take a day to be noticed.
+// How long a browser caches the answer to a preflight request. The setting changes with a restart
+// only; browsers notice the change after this time.
 const char preflightSeconds[] = "600";
 
-// libsoup takes the connection's streams for plain HTTP. The port of a URI without one is that of
-// its scheme.
+// libsoup does not know that the connection uses TLS, and gives the URI the scheme "http". A URI
+// without a port has the default port of its scheme.
 void setHttps(SoupURI* uri, const QByteArray& host) {
     if (uri->scheme == SOUP_URI_SCHEME_HTTPS)
         return;
@@ -60,7 +60,7 @@ void Server::createSoupServer(const QString& certificate, const QString& private
     if (isPlain || useDeviceCert) {
         m_soupServer = GObjectPtr<SoupServer>::adopt(soup_server_new("raw-paths", TRUE, nullptr));
     } else {
-        // The certificate's text holds the key as well; the separate key only switches HTTPS on.
+        // The certificate's text contains the key too. The separate key only enables HTTPS.
         const auto loaded = loadCertificate(certificate);
         if (!loaded)
             return;
@@ -122,7 +122,7 @@ void Server::stop() {
     m_running = false;
 }
 
-// The certificate that libsoup was given.
+// From the certificate that libsoup has.
 bool Server::loadTls(GError** error) {
     GTlsCertificate* certificate = nullptr;
     g_object_get(m_soupServer.get(), SOUP_SERVER_TLS_CERTIFICATE, &certificate, nullptr);
@@ -184,7 +184,7 @@ bool Server::isAccepted(Message* message) const {
     }
     const QByteArray origin = message->header(QStringLiteral("Origin"));
     const QByteArray fetchSite = message->header(QStringLiteral("Sec-Fetch-Site"));
-    // As always when the client is no browser.
+    // Clients that are no browsers send neither.
     if (origin.isNull() && fetchSite.isNull())
         return true;
     const RequestOrigin request{message->method(), message->url().path(), host, origin, fetchSite};
@@ -195,12 +195,12 @@ bool Server::isAccepted(Message* message) const {
     return false;
 }
 
-// Lets pages of allowed origins read the API's answers. True when the request was only the
-// browser's question whether they may.
+// Allows pages of other origins to read the answers of the API. True when the request was a
+// preflight request, which is answered here.
 bool Server::answerCrossOrigin(Message* message, const char* path) const {
     if (m_allowedOrigins.isEmpty() || !g_str_has_prefix(path, "/api/"))
         return false;
-    // A cache must not give the answer for one origin to another.
+    // A cache must not use the response for one origin for another.
     message->setHeader(QByteArrayLiteral("Vary"), QByteArrayLiteral("Origin"));
     const QByteArray origin = message->header(QStringLiteral("Origin"));
     if (!isOriginAllowed(origin, m_allowedOrigins))
@@ -232,7 +232,7 @@ void Server::on_request(SoupMessage* soupMessage, const char* path, GHashTable* 
 
     if (!isAccepted(message)) {
         message->setStatus(SOUP_STATUS_FORBIDDEN, QString());
-        // What is still to come of its body is of no use.
+        // The rest of the body is not needed.
         message->setAccumulate(false);
     } else if (!answerCrossOrigin(message, path)) {
         handler->handle(message);

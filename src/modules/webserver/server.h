@@ -19,75 +19,74 @@ class Listener;
 class TlsContext;
 class Message;
 
-// One listening server on one port, plain or over TLS, and the way of a request into the handlers.
+// A server that listens on one port, plain or over TLS.
 //
-// The life of a request: a Connection reads it, refuses what no handler may see, and lends it to
-// libsoup, which offers it to the early handler of its path, if there is one, which may take the
-// body as it arrives; after the body it calls the handler that is registered for the longest prefix
-// of the path. Either way on_request() wraps the exchange into a Message, whose parent is that
-// handler, announces the language, and refuses foreign Host headers and
-// what foreign pages write. The handler answers at once,
-// or pauses the message and adds to it later, which resumes it. When libsoup reports the end of the
-// exchange, because the answer has gone out, the client has left or the server stops, the Message
-// says so and then deletes itself from the event loop: no object of an exchange dies inside one of
-// libsoup's callbacks, and none may touch the exchange after its end.
+// The life of a request: a Connection reads it, refuses a malformed one, and passes any other to
+// libsoup. libsoup calls the early handler of the path, if there is one, before it reads the body.
+// After the body it calls the handler that is registered for the longest prefix of the path. Both
+// calls go through on_request(). It wraps the exchange into a Message, whose parent is the handler,
+// sets "Content-Language", and answers a foreign Host, or a write by a foreign page, with 403. The
+// handler answers at once, or pauses the message and adds to the body later, which resumes it. The
+// exchange ends when the response has been sent, the client has left, or the server stops. Then the
+// Message emits finished() and deletes itself from the event loop. No object of an exchange is
+// deleted inside a callback of libsoup, and none may touch the exchange after its end.
 //
-// A server with a certificate and `useDeviceCert` treats them as an authority: it listens only
-// once updateIpAddresses() has made a certificate for the device's addresses.
+// With `useDeviceCert` the certificate and the key are those of an authority. Such a server listens
+// only after updateIpAddresses() has made a certificate for the device's addresses.
 //
 // Owned by the worker. Handlers are not owned and must outlive the server.
 class Server : public QObject {
     Q_OBJECT
 
 public:
-    // PEM texts; both empty for plain HTTP. With `useDeviceCert` false the certificate text holds
-    // the private key as well.
+    // PEM texts; both empty for plain HTTP. With `useDeviceCert` false the certificate's text also
+    // contains the private key.
     Server(int port, const QString& certificate, const QString& privateKey, bool useDeviceCert,
            QObject* parent);
     ~Server() override;
 
-    // False when the certificate could not be loaded. Such a server can only be deleted.
+    // False when the certificate could not be loaded. Then the server can only be deleted.
     bool ok() const { return bool(m_soupServer); }
     int port() const { return m_port; }
-    // The port that it listens on, which is another one than port() when that is 0; 0 while it
-    // does not listen.
+    // The port that the server listens on; the system chooses one if port() is 0. 0 while the
+    // server does not listen.
     int listeningPort() const;
     bool isRunning() const { return m_running; }
     bool isHttps() const { return m_listenOptions & SOUP_SERVER_LISTEN_HTTPS; }
     SoupServer* soupServer() const { return m_soupServer.get(); }
 
     void start();
-    // Ends all connections too.
+    // Stops listening and closes all connections.
     void stop();
 
     // Registers a handler for the requests below a path prefix; a second one for the same path
     // replaces the first.
     void addHandler(const QString& path, Handler* handler);
-    // The same for a handler that is called before the body has been read. libsoup calls it only
-    // for requests whose longest registered prefix is this very path.
+    // The same for a handler that is called before the body is read. libsoup calls it only for
+    // requests whose longest registered prefix is this path.
     void addEarlyHandler(const QString& path, Handler* handler);
 
-    // Stops or resumes an exchange of this server; nothing happens after the exchange's end.
+    // Pauses or resumes an exchange of this server. Does nothing after the end of the exchange.
     void pauseMessage(bool pause, Message* message);
 
-    // What its clients may take, together with those of all servers that share the budget. To be
-    // called before start(); a server has a budget of its own otherwise.
+    // The limits on the clients of all servers that share the budget. Must be called before
+    // start(). The default is a budget for this server alone.
     void setBudget(std::shared_ptr<ConnectionBudget> budget);
 
-    // What "Content-Language" says; nothing while empty.
+    // The value of "Content-Language"; no header while empty.
     void setLanguage(const QString& language);
     QString language() const { return m_language; }
 
-    // The origins, besides the device's own, whose pages may read the answers below "/api/" and
-    // write. Nobody's while empty.
+    // The origins, besides the device's own, whose pages may write, and read the answers below
+    // "/api/". None by default.
     void setAllowedOrigins(const QByteArrayList& origins);
 
-    // For a server with a device certificate: stops, makes a certificate for these addresses, and
-    // starts with it. Stays stopped without addresses, or when that fails, until the next change.
-    // The first time it starts later, when openssl has found a key, and always when another device
-    // is at work with the files: that takes long, and the other server is not to wait for it.
+    // Stops a server with a device certificate, has a certificate made for these addresses, and
+    // starts it again. The server stays stopped, until the next call, when there are no addresses
+    // or a step fails. It starts later, not during the call, while openssl makes the key or another
+    // process holds the lock of the files.
     void updateIpAddresses(const QSet<QString>& addresses);
-    // Whether it will start, or say why not, once it has a key and the files.
+    // Whether the server waits for the key or for the lock of the files.
     bool isWaitingForKey() const;
 
 private:

@@ -12,7 +12,7 @@ ServerMessageDevice::ServerMessageDevice(Message* message, QObject* parent)
     plixConnect(message, &Message::finished, this, &ServerMessageDevice::on_message_finished);
 }
 
-// Not before somebody writes or listens: most answers pass the device by.
+// Connects at the first write or the first receiver, because most responses do not use the device.
 void ServerMessageDevice::followChunks() {
     if (m_followsChunks || !hasMessage())
         return;
@@ -67,7 +67,7 @@ qint64 ServerMessageDevice::writeData(const char* data, qint64 length) {
         dbglog_warning("ServerMessageDevice::writeData no messge");
         return -1;
     }
-    // libsoup makes no chunk of nothing, so it will report none.
+    // libsoup ignores an empty chunk, and would not report it.
     if (length == 0)
         return 0;
     followChunks();
@@ -93,6 +93,6 @@ void ServerMessageDevice::on_message_finished() {
         return;
     QIODevice::close();
     m_pendingChunks.clear();
-    // Wakes a writer that waits for progress; it finds the device closed.
+    // Wakes a writer that waits for the signal. It finds the device closed.
     Q_EMIT bytesWritten(0);
 }

@@ -6,12 +6,11 @@
 #include <QList>
 #include <QPointer>
 
-// A write-only, sequential device whose writes become chunks of a message's response body. A chunk
-// counts as pending from its write until libsoup reports that the connection has taken it, which
-// keeps some of it: bytesToWrite() and bytesWritten() are what a streaming responder keeps its
-// back-pressure by.
+// A write-only, sequential device. Each write becomes a chunk of a message's response body. A chunk
+// is pending until libsoup has written it to the connection, which buffers some bytes. Streaming
+// responders use bytesToWrite() and bytesWritten() for back-pressure.
 //
-// Owned by whoever made it for the response. The end of the exchange closes it.
+// Not owned by the message. The end of the exchange closes it.
 class ServerMessageDevice : public QIODevice {
     Q_OBJECT
 
@@ -19,7 +18,8 @@ public:
     ServerMessageDevice(Message* message, QObject* parent);
 
     bool isSequential() const override { return true; }
-    // Read-only or write-only exactly; false for every other mode and after the exchange's end.
+    // Accepts exactly read-only or write-only. False for other modes and after the end of the
+    // exchange.
     bool open(OpenMode mode) override;
     // Completes the response body of a device that was open for writing.
     void close() override;

@@ -39,7 +39,7 @@ PlixValue setting(const CMPath& path) {
     return PlixValue(CMRoot()->getValue(path).toHash());
 }
 
-// Those that are not set, or make no sense, keep their defaults.
+// A limit that is not set, or not above 0, has its default.
 ConnectionLimits configuredLimits() {
     static const std::pair<const char*, qint64 ConnectionLimits::*> names[] = {
         {"connections", &ConnectionLimits::connections},
@@ -65,7 +65,8 @@ ConnectionLimits configuredLimits() {
 void insertAddresses(const QVariant& record, QSet<QString>* addresses) {
     const QVariantList entries = record.toHash().value(QStringLiteral("addresses")).toList();
     for (const QVariant& entry : entries) {
-        // Certificates know no scope, and openssl would read more than an address out of a text.
+        // A certificate has no scope identifiers. Only an address is passed on to openssl, because
+        // openssl would read other options from arbitrary text.
         QHostAddress address(entry.toHash().value(QStringLiteral("ip")).toString());
         address.setScopeId(QString());
         if (!address.isNull())
@@ -87,8 +88,7 @@ QSet<QString> addressesOf(const PlixValue& networkInfo) {
     return addresses;
 }
 
-// A seed that nobody can guess: who knows the time since the start of the machine would know the
-// names of stream pipes.
+// Not guessable: with a seed from the clock, the names of stream pipes could be predicted.
 unsigned int randomSeed() {
     unsigned int seed = 0;
     if (getrandom(&seed, sizeof seed, 0) == ssize_t(sizeof seed))
@@ -131,7 +131,7 @@ WebserverWorker::WebserverWorker(const QVariantHash& config)
 }
 
 WebserverWorker::~WebserverWorker() {
-    // Before the handlers, which the servers' remaining exchanges belong to.
+    // The servers go first: their exchanges are children of the handlers.
     qDeleteAll(m_servers);
     RecentFiles::instance().clear();
 }
@@ -175,7 +175,8 @@ void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
                        keep(responders(new DefaultResponderFactory<FileResponder>)));
     server->addHandler(QStringLiteral("/proxy/"),
                        keep(new ReverseProxyHandler(m_documentRoot, nullptr)));
-    // Pages are offered only under the device's own certificate; elsewhere the hint above answers.
+    // Pages are served only with the device certificate. Other servers answer with the hint of the
+    // base handler above.
     if (servesPages) {
         auto* pages = new MatchHandler(m_documentRoot, nullptr);
         pages->addHandler(QStringLiteral("*.fcgi"),

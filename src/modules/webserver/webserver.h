@@ -19,16 +19,16 @@ class EventResponderShared;
 class Handler;
 class Server;
 
-// The worker that the host loads: reads its settings from the data model, runs up to two servers
-// with the URL map of webserver.cpp, and follows the user interface's language and the device's
-// addresses. Owned by the host. Servers are its children; the handlers of the map live as long
-// as the worker.
+// The worker that the host loads. It reads its settings from the data model, runs up to two servers
+// with the URL map of webserver.cpp, and follows the language of the user interface and the
+// addresses of the device. Owned by the host. The servers are its children; the handlers of the URL
+// map live as long as the worker.
 class WebserverWorker : public CMNodesWorker {
     Q_OBJECT
-    // The ports that the servers listen on, 0 for one that does not; for the host's ready line.
+    // The ports that the servers listen on; 0 while a server does not listen.
     Q_PROPERTY(int httpPort READ httpPort)
     Q_PROPERTY(int httpsPort READ httpsPort)
-    // Whether a server has yet to listen for want of a key, which openssl is making.
+    // Whether a server waits for its key, which openssl is making, before it listens.
     Q_PROPERTY(bool starting READ isStarting)
 
 public:
@@ -55,7 +55,7 @@ private:
     QString m_defaultLocation;
     QByteArrayList m_allowedOrigins;
     QList<Server*> m_servers;
-    // Of all servers together.
+    // Shared by all servers.
     std::shared_ptr<ConnectionBudget> m_budget;
     QSharedPointer<EventResponderShared> m_eventShared;
     ResponderConfiguration m_responderConfiguration;

@@ -6,8 +6,8 @@
 
 namespace {
 
-// For another process that makes a certificate: longer than that takes in all, shorter than a
-// person's patience.
+// Five seconds in all: longer than another process needs to make a certificate, and short enough
+// for a person who waits for the page.
 constexpr int lockAttempts = 50;
 constexpr int lockIntervalMs = 100;
 

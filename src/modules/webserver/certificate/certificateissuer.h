@@ -9,9 +9,9 @@
 
 #include <memory>
 
-// Has a certificate made whenever the device's addresses change. It takes the lock of the
-// certificate's files first, which another process may hold for a while, and has a key made the
-// first time; both without blocking. Owned by a server.
+// Has a certificate made whenever the device's addresses change. It first takes the lock of the
+// certificate's files, which another process may hold, and the first time it has a key made. Both
+// do not block. Owned by a server.
 class CertificateIssuer : public QObject {
     Q_OBJECT
 
@@ -19,10 +19,10 @@ public:
     // PEM texts of the authority.
     CertificateIssuer(const QString& authorityCertificate, const QString& authorityKey);
 
-    // Does nothing without addresses. What waits for the lock or the key goes on with the latest
-    // addresses.
+    // Does nothing without addresses. While it waits for the lock or the key, a further call only
+    // replaces the addresses.
     void issue(const QSet<QString>& addresses);
-    // Whether issued() may follow by itself.
+    // Whether it waits for the lock or the key, and may emit issued() later.
     bool isWaiting() const { return bool(m_lock); }
 
 Q_SIGNALS:

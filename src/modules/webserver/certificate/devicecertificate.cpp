@@ -13,7 +13,7 @@
 
 namespace {
 
-// Finding two large primes can take long on a small device; the other steps are quick.
+// On a small device the search for two large primes takes seconds; the other steps are quick.
 constexpr int keyTimeoutMs = 30000;
 constexpr int stepTimeoutMs = 5000;
 
@@ -78,7 +78,7 @@ DeviceCertificate::~DeviceCertificate() {
     if (!m_hasKey && !m_keyRun)
         return;
     m_keyRun.reset();
-    // A device that is at work with them now will remove them in its turn.
+    // A process that holds the lock uses the files, and will remove them itself.
     QLockFile lock(lockFile());
     if (!lock.tryLock(0))
         return;
@@ -106,7 +106,7 @@ bool DeviceCertificate::hasKey() const {
 void DeviceCertificate::makeKey(std::function<void()> callback) {
     dbglog_scopedFunction;
     m_hasKey = false;
-    // A file or link that somebody else left under the well-known name must not receive the key.
+    // The key must not be written into a file, or through a link, that somebody else has made.
     QFile::remove(keyFile());
     m_keyRun = std::make_unique<QObject>();
     PlixProcessHandler::start(
@@ -144,8 +144,8 @@ bool DeviceCertificate::sign(const QString& authorityFile, const QString& extens
                  QStringLiteral("-CAcreateserial"), QStringLiteral("-extensions"),
                  QStringLiteral("v3_ca"), QStringLiteral("-extfile"), extensionFile},
                 stepTimeoutMs);
-    // The same text as for the key: whoever watches the log for it learns that there is no
-    // certificate, whichever step failed.
+    // The same text as for the key, on purpose: a log monitor that looks for it learns of a missing
+    // certificate whichever step failed.
     if (!result.finishedOk())
         dbglog_error("Unable to create device key: " << result.getData());
     return result.finishedOk();
@@ -153,12 +153,12 @@ bool DeviceCertificate::sign(const QString& authorityFile, const QString& extens
 
 bool DeviceCertificate::create(const QSet<QString>& addresses) {
     dbglog_scopedFunction;
-    // A folder of our own, so that the serial number file that openssl leaves beside the authority
-    // goes as well.
+    // In a folder of its own, because openssl writes a file with the serial number beside the
+    // authority; it is removed with the folder.
     const QTemporaryDir folder(QDir::tempPath() + QStringLiteral("/soup-ca-XXXXXX"));
     const QString authorityFile = folder.filePath(QStringLiteral("authority.pem"));
     const QString extensionFile = folder.filePath(QStringLiteral("extensions.cnf"));
-    // The key's first line must be one of its own, however the setting was typed.
+    // The key has to begin on a new line, even if the setting lacks the line break.
     const QString lineEnd(m_authorityCertificate.endsWith(QLatin1Char('\n')) ? 0 : 1,
                           QLatin1Char('\n'));
     if (!folder.isValid() ||

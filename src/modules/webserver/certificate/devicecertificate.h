@@ -9,8 +9,8 @@
 #include <memory>
 
 // Makes the certificate of the device with the openssl program: a key once, and for each set of
-// addresses a certificate whose subject alternative names are exactly these, signed by the
-// configured authority. Its files are removed with it.
+// addresses a certificate signed by the configured authority, whose subject alternative names are
+// exactly these addresses. The destructor removes the files.
 class DeviceCertificate {
 public:
     DeviceCertificate(const QString& authorityCertificate, const QString& authorityKey);
@@ -19,15 +19,16 @@ public:
     DeviceCertificate& operator=(const DeviceCertificate&) = delete;
 
     bool hasKey() const;
-    // Has openssl make a key while the event loop goes on, which calls back when there is one, or
-    // when it failed and the reason is logged; not once the certificate is destroyed.
+    // Starts openssl to make a key, without blocking. The callback is called from the event loop
+    // when openssl has ended, with success or not; a failure is logged. It is not called after the
+    // destruction of this object.
     void makeKey(std::function<void()> callback);
 
-    // Wants a key. Blocks while openssl runs. False, with the reason logged, when a step fails.
+    // Requires a key. Blocks while openssl runs. False, with the reason logged, when a step fails.
     bool create(const QSet<QString>& addresses);
 
-    // Another device of this machine uses the same names: whoever makes the files and reads them
-    // holds this lock file meanwhile.
+    // Several processes of a machine use the same names. Who makes the files and reads them holds
+    // this lock meanwhile.
     static QString lockFile();
     static QString keyFile();
     static QString certificateFile();
@@ -39,14 +40,14 @@ private:
     QString m_authorityCertificate;
     QString m_authorityKey;
     bool m_hasKey = false;
-    // While openssl makes one.
+    // The run of openssl that makes a key; null when there is none.
     std::unique_ptr<QObject> m_keyRun;
 };
 
-// The extension section that openssl reads for a certificate of these addresses, in the set's
-// order.
+// The extension section of openssl's configuration for a certificate of these addresses, in the
+// order of the set.
 QString deviceCertificateExtensions(const QSet<QString>& addresses);
 
-// The device's subject from what openssl prints of the authority's ("subject=/C=..."): the same
-// organisation under the device's common name. Null when the text is not of that form.
+// The device's subject, made from the authority's subject as openssl prints it ("subject=/C=..."):
+// the same fields with the device's common name. Null when the text has another form.
 QString deviceCertificateSubject(const QString& authoritySubject);

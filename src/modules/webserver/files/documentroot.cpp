@@ -9,7 +9,7 @@ bool isWithinDocumentRoot(const QString& canonicalPath, const QString& documentR
         root.chop(1);
     if (!canonicalPath.startsWith(root))
         return false;
-    // Nothing is left of the file system's own root and of an empty one: they hold everything.
+    // "/" and an empty root are empty now. Every path lies below them.
     return root.isEmpty() || canonicalPath.size() == root.size() ||
            canonicalPath.at(static_cast<int>(root.size())) == slash;
 }

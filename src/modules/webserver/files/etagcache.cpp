@@ -11,9 +11,9 @@
 
 namespace {
 
-// As many files as a user interface has, with room to spare; an entry is a few hundred bytes.
+// More than the files of a user interface. An entry takes a few hundred bytes.
 constexpr int maxEntries = 200;
-// More than any of the system's signatures looks at.
+// No signature of the system's type database needs more.
 constexpr size_t guessedBytes = size_t(64) * 1024;
 
 QString guessTypeOf(const QFileInfo& file, const MappedFile& contents) {

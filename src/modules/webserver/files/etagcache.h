@@ -7,11 +7,10 @@
 #include <QFileInfo>
 #include <QString>
 
-// What is known of the contents of the files that were asked for lately, by their names: an LRU
-// cache that all handlers and responders of the process share.
+// An LRU cache of the tags and types of files, by their names. All handlers and responders of the
+// process share it. An entry is valid while the file has the same size and modification time.
 class ETagCache {
 public:
-    // Of one file's contents at one size and modification time.
     struct Entry {
         quint64 size;
         QDateTime lastModified;
@@ -21,11 +20,11 @@ public:
 
     static ETagCache& instance();
 
-    // Null when nothing is known of the file in this version. Valid until something is added.
+    // Null when there is no valid entry. The pointer is valid until the next call of add().
     const Entry* find(const QFileInfo& file, const MappedFile& contents);
     Entry add(const QFileInfo& file, const MappedFile& contents, const QString& etag);
 
-    // By the name and the first bytes of the contents.
+    // The MIME type, by the name and the first bytes of the contents.
     static QString guessType(const QFileInfo& file, const char* data, size_t size);
 
 private:

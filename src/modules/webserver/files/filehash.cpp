@@ -7,8 +7,8 @@
 
 namespace {
 
-// In the order in which they were asked for. Only the first one gets turns: however many files are
-// hashed, others wait for one slice at a time.
+// In the order of the requests. Only the first one gets turns, so that a turn of the loop contains
+// one slice, whatever the number of files.
 std::vector<FileHash*>& queue() {
     static std::vector<FileHash*> queue;
     return queue;
@@ -47,7 +47,7 @@ void FileHash::takeTurn() {
     if (hashSlice())
         return QTimer::singleShot(0, this, &FileHash::takeTurn);
     leaveQueue();
-    // Who hears of it lets it go: nothing of it may be used afterwards.
+    // The receivers drop their references: this object may be deleted now.
     Q_EMIT finished();
 }
 

@@ -8,26 +8,26 @@
 #include <memory>
 #include <vector>
 
-// The MD5 digest of a file, computed slice by slice from the event loop, so that other exchanges
-// are served meanwhile. All who ask for the digest of one version share one hash; it stops when the
-// last of them lets it go.
+// Computes the MD5 digest of a file in slices, one in a turn of the event loop, so that other
+// exchanges are served meanwhile. All requests for one version of a file share one object. The
+// computation stops when the last reference is dropped.
 class FileHash : public QObject, public std::enable_shared_from_this<FileHash> {
     Q_OBJECT
 
 public:
-    // What one turn of the event loop reads: about a millisecond's work. A file that is no larger
-    // is hashed at once.
+    // Read in one turn of the event loop, which takes about a millisecond. A file that is not
+    // larger is hashed at once.
     static constexpr size_t sliceBytes = size_t(256) * 1024;
 
-    // The digest in hexadecimal, without giving way to anybody; null when the file has changed.
+    // The digest in hexadecimal, computed in one go; null when the file has changed meanwhile.
     static QString now(const std::shared_ptr<const MappedFile>& file);
-    // The hash of the file that is under way, or a new one.
+    // The running computation for the file, or a new one.
     static std::shared_ptr<FileHash> of(const std::shared_ptr<const MappedFile>& file);
     ~FileHash() override;
 
     const std::shared_ptr<const MappedFile>& file() const { return m_file; }
-    // Null before finished(), and when the file became shorter meanwhile. Of a file that was
-    // written to it may be that of no version.
+    // In hexadecimal. Null before finished(), and when the file became shorter meanwhile. If the
+    // file was written to meanwhile, the digest may belong to none of its versions.
     const QString& digest() const { return m_digest; }
 
 Q_SIGNALS:
@@ -39,7 +39,7 @@ private:
     void takeTurn();
     // False when the end has been reached.
     bool hashSlice();
-    // Gives the turns to the next one.
+    // The next object of the queue gets the turns.
     void leaveQueue();
 
     const std::shared_ptr<const MappedFile> m_file;

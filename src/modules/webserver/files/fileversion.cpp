@@ -5,8 +5,8 @@
 
 namespace {
 
-// File systems count the time in steps of up to two seconds, within which a file may be written
-// again unseen.
+// The time stamps of file systems have a resolution of up to two seconds. A second write within
+// that time does not change the time stamp.
 constexpr time_t settledAfterSeconds = 3;
 
 auto fields(const FileVersion& version) {

@@ -2,9 +2,9 @@
 
 #include <sys/stat.h>
 
-// Of a file: as long as it stays the same, a name means the very file that it meant before, and
-// nothing has been written to it. The time of its last change comes from the system alone: unlike
-// that of the last modification nobody can set it back.
+// Identifies a version of a file. While a name has the same version, it names the same file, and
+// nothing has been written to the file. It uses the time of the last status change (ctime), because
+// a program can set the modification time back, but not this one.
 struct FileVersion {
     dev_t device;
     ino_t inode;
@@ -14,6 +14,7 @@ struct FileVersion {
     static FileVersion of(const struct stat& file);
     bool operator==(const FileVersion& other) const;
     bool operator<(const FileVersion& other) const;
-    // Whether a change from now on would give another version.
+    // Whether any later change gives another version. False shortly after a change, because the
+    // time stamp is coarse.
     bool isSettled() const;
 };

@@ -16,7 +16,7 @@ void setError(GError** error, const QByteArray& name, int code) {
 
 } // namespace
 
-// The files that somebody reads, by their versions.
+// The open files, by their versions.
 class MappedFile::Registry {
 public:
     std::shared_ptr<const MappedFile> find(const FileVersion& version) const {
@@ -36,7 +36,7 @@ private:
 
 std::shared_ptr<const MappedFile> MappedFile::open(const QByteArray& name, GError** error) {
     static const auto registry = std::make_shared<Registry>();
-    // Opening a FIFO would wait for its writer without O_NONBLOCK.
+    // Without O_NONBLOCK, opening a FIFO would wait for its writer.
     const int descriptor = ::open(name.constData(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
     if (descriptor < 0) {
         setError(error, name, errno);
@@ -69,7 +69,7 @@ bool MappedFile::map(GError** error) {
     m_mapping.reset(g_mapped_file_new_from_fd(m_descriptor, FALSE, error));
     if (!m_mapping)
         return false;
-    // A file that has changed its length in between is no current version of any file then.
+    // If the length has changed since fstat(), this version equals that of no file.
     m_version.size = static_cast<off_t>(g_mapped_file_get_length(m_mapping.get()));
     return true;
 }

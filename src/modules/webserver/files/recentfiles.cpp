@@ -6,10 +6,9 @@
 
 namespace {
 
-// Each holds a descriptor, of which a process often has no more than 1024. A page of a user
-// interface has fewer files.
+// More than the files of one page. Each takes a descriptor, of which a process often has 1024.
 constexpr int maxFiles = 64;
-// Long beside the requests of a busy moment.
+// Long enough for all requests of one page load.
 constexpr guint secondsOpen = 5;
 
 } // namespace

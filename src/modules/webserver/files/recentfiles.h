@@ -9,15 +9,15 @@
 
 #include <memory>
 
-// Small files that were asked for in the last seconds, open: to find a file, check it, open it and
-// map it takes the system longer than to send a small one. One cache serves the whole process.
+// An LRU cache of small files that are open, shared by the whole process. To find, check, open and
+// map a small file takes longer than to send it.
 //
-// A file is found as long as its name means the version that was opened. Everything is dropped
-// every few seconds, so that a file that was deleted does not take room for long, a volume can be
-// unmounted, and a folder that became a link is noticed.
+// An entry is valid while its name has the version that was opened. The whole cache is cleared
+// every few seconds. A deleted file therefore takes space for seconds only, a volume can be
+// unmounted, and a folder that was replaced by a link is noticed.
 class RecentFiles {
 public:
-    // Above this the sending counts.
+    // For larger files the time to open them does not matter.
     static constexpr size_t maxLength = 65536;
 
     struct File {
@@ -28,11 +28,12 @@ public:
 
     static RecentFiles& instance();
 
-    // Null unless the file was added for this document root, and is the same still.
+    // Null unless the file was added for this document root and the entry is valid.
     FilePtr find(const QString& path, const QString& documentRoot);
-    // Adds nothing when the file is large, or may yet be written to without a sign of it.
+    // Adds nothing when the file is large, or was changed so recently that another change could go
+    // unnoticed.
     void add(const QString& path, const QString& documentRoot, File file);
-    // Closes all files that nobody reads.
+    // Closes all files that no exchange uses.
     void clear();
 
 private:
@@ -41,7 +42,7 @@ private:
         QByteArray name;
         FilePtr file;
 
-        // Whether the name still means the version that was opened.
+        // Whether the name still has the version that was opened.
         bool isValid() const;
     };
 

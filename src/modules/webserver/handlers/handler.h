@@ -6,9 +6,9 @@
 
 class Message;
 
-// What a server hands a request to: answers the message at once, or pauses it and arranges for it
-// to be answered later. Owned by whoever built the URL map; the messages it receives are its
-// children until they delete themselves.
+// The receiver of the requests below a path of a server. It answers a message at once, or pauses it
+// and answers later. Owned by the builder of the URL map. The messages are its children until they
+// delete themselves.
 class Handler : public QObject {
     Q_OBJECT
 
@@ -19,7 +19,8 @@ public:
     QString documentRoot() const { return m_documentRoot; }
     void setDocumentRoot(const QString& documentRoot) { m_documentRoot = documentRoot; }
 
-    // The base answers every request with 404 and a hint: it stands where a server offers nothing.
+    // The base class answers every request with 404 and a hint, for paths where a server offers
+    // nothing.
     virtual void handle(Message* message);
 
 private:

@@ -45,7 +45,7 @@ void MatchHandler::addHandler(const QString& wildcard, Handler* handler) {
 
 void MatchHandler::handle(Message* message) {
     dbglog_scopedFunction;
-    // A copy, so that a handler added while one runs does not disturb the walk.
+    // A copy, because a handler may add another one.
     const auto handlers = m_handlers;
     for (const auto& [predicate, handler] : handlers) {
         if ((*predicate)(message)) {

@@ -6,7 +6,7 @@
 #include <QPair>
 #include <QRegExp>
 
-// Passes each message to the first of its handlers whose predicate accepts it. Owns predicates and
+// Passes each message to the first handler whose predicate accepts it. Owns the predicates and the
 // handlers.
 class MatchHandler : public Handler {
     Q_OBJECT
@@ -22,16 +22,16 @@ public:
     MatchHandler(const QString& documentRoot, QObject* parent);
     ~MatchHandler() override;
 
-    // Takes over both. Entries are tried in the order in which they were added.
+    // Takes ownership of both. The entries are tried in the order in which they were added.
     void addHandler(MessagePredicate* predicate, Handler* handler);
-    // A handler for everything; it hides what is added after it.
+    // A handler for every message. Entries that are added later are never reached.
     void addHandler(Handler* handler);
     // For messages whose whole path the expression matches.
     void addHandler(const QRegExp& expression, Handler* handler);
-    // The same with shell wildcards, in which "*" crosses slashes. Case matters.
+    // The same with shell wildcards, in which "*" matches slashes too. Case-sensitive.
     void addHandler(const QString& wildcard, Handler* handler);
 
-    // A message that nothing accepts is left as it is.
+    // Does nothing with a message that no predicate accepts.
     void handle(Message* message) override;
 
 private:

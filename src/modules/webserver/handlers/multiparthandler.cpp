@@ -11,7 +11,7 @@ MultipartHandler::MultipartHandler(MultipartResponderFactory* factory, const QSt
     : Handler(documentRoot, parent), m_factory(factory), m_server(server) {}
 
 MultipartHandler::~MultipartHandler() {
-    // Before the factory, which made their responders.
+    // Before the factory, which has made the responders of the sessions.
     qDeleteAll(findChildren<MultipartHandlerSession*>());
 }
 

@@ -7,15 +7,15 @@
 class MultipartResponderFactory;
 class Server;
 
-// Takes the bodies of "multipart/form-data" requests while they arrive, one session per request.
-// Registered as an early handler. It answers nothing itself: unless a responder sets a status, the
-// request goes on to the normal handler of its path once its body has been read, and that handler
-// sees no body. Other requests pass untouched.
+// Parses the bodies of "multipart/form-data" requests while they arrive, with one session for each
+// request. Registered as an early handler. It does not answer: unless a responder sets a status,
+// libsoup calls the normal handler of the path after the body, and that handler sees no body. Other
+// requests are not changed.
 class MultipartHandler : public Handler {
     Q_OBJECT
 
 public:
-    // Takes over the factory. The server is the one that the handler is registered at.
+    // Takes ownership of the factory. `server`: where the handler is registered.
     MultipartHandler(MultipartResponderFactory* factory, const QString& documentRoot,
                      Server* server, QObject* parent);
     ~MultipartHandler() override;

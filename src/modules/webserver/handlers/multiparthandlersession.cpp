@@ -9,12 +9,13 @@
 
 namespace {
 
-// CR LF and two hyphens: a delimiter of them alone would be found all over a binary file.
+// CR LF and two hyphens. A delimiter without more would be found all over a binary file.
 constexpr int delimiterPrefix = 4;
 
-// One step per chunk leaves a backlog when a chunk holds several boundaries. It is worked off down
-// to this size, so that a body of many small parts is not kept in memory. No smaller than
-// the largest head of a request, which the delimiter comes in, so that each step gets on.
+// One step for each chunk is not enough when a chunk contains several boundaries. Further steps
+// reduce the backlog to this size, so that a body of many small parts is not buffered. Not less
+// than the largest head of a request, which contains the delimiter, so that each step makes
+// progress.
 constexpr int maximumBacklog = 64 * 1024;
 
 } // namespace

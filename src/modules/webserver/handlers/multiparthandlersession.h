@@ -12,13 +12,13 @@ class MultipartSplitter;
 class Request;
 class Server;
 
-// One multipart upload: splits the chunks of its body and gives the parts to a responder of its
-// own. Child of the handler; owns the responder and the request, and deletes itself after the end
-// of the exchange.
+// One multipart upload. It splits the body and passes the parts to its responder. A child of the
+// handler; owns the responder and the request, and deletes itself after the end of the exchange.
 //
-// The responder hears of the end of the body as soon as its closing boundary is there, because
-// then it can still answer, and hold back the answer until it is done; without a closing boundary
-// it hears of it at the end of the exchange. What follows the closing boundary is ignored.
+// It calls the responder's finish() at the closing boundary, before libsoup has called the normal
+// handler: the responder can still set a status, or pause the exchange until its work is done.
+// Without a closing boundary finish() is called at the end of the exchange. Bytes after the closing
+// boundary are ignored.
 class MultipartHandlerSession : public QObject {
     Q_OBJECT
 
@@ -28,9 +28,10 @@ public:
     ~MultipartHandlerSession() override;
 
     void parseHeader(Message* message);
-    // The length of the part header block that has arrived, -1 while it is not complete.
+    // The length of the header block that comes next, -1 while it is not complete.
     int parseChunkHeader();
-    // One step of the parser; the bytes that are left, 0 when nothing can be done with them.
+    // One step of the parser. Returns the number of buffered bytes, 0 when no further step is
+    // possible.
     int parseChunkBuffer(bool final);
     void flushChunkBuffer();
 
@@ -44,7 +45,7 @@ private:
 
     std::unique_ptr<Request> m_request;
     std::unique_ptr<MultipartResponder> m_responder;
-    // Null in a session whose request has no usable boundary; such a session ignores its body.
+    // Null when the request has no usable boundary; then the body is ignored.
     std::unique_ptr<MultipartSplitter> m_splitter;
     bool m_ended = false;
     int m_lastRequestId = 0;

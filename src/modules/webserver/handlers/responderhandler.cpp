@@ -13,7 +13,8 @@
 
 #include <utility>
 
-// What belongs to one request, deleted together: the responder first, which uses the others.
+// The objects of one request, which are deleted together: the responder first, because it uses the
+// others.
 class ResponderHandler::ResponderInfo : public QObject {
 public:
     ResponderInfo(const Message& message, int requestId)
@@ -35,7 +36,7 @@ ResponderHandler::~ResponderHandler() {
 
 void ResponderHandler::handle(Message* message) {
     dbglog_scopedFunction;
-    // One event for all that come in this turn: each would wake the event loop by itself.
+    // One event for all messages of this turn, because each event wakes the loop.
     if (m_queued.isEmpty())
         QMetaObject::invokeMethod(
             this, [this] { handleQueued(); }, Qt::QueuedConnection);
@@ -45,7 +46,7 @@ void ResponderHandler::handle(Message* message) {
 
 void ResponderHandler::handleQueued() {
     const auto messages = std::exchange(m_queued, {});
-    // Who answers may end the server, and this handler with it.
+    // An answer may cause the deletion of the server, and of this handler.
     const QPointer<ResponderHandler> self(this);
     for (const QPointer<Message>& message : messages) {
         if (!self)
@@ -93,7 +94,7 @@ void ResponderHandler::finalizeRequest(int requestId) {
         dbglog_debug("Request " << requestId << " allready finalized");
         return;
     }
-    // Taken out first: closing the devices can bring the call here again.
+    // Removed first, because closing the devices can call this function again.
     ResponderInfo* info = *found;
     m_responders.erase(found);
 

@@ -11,17 +11,17 @@
 class Message;
 class ResponderFactory;
 
-// Answers requests by responders, one per request, which it makes on the next turn of the event
-// loop while the message is paused. Owns the factory and, until a request is finalised, the
-// responder, the request and the devices between them.
+// Makes a responder for each request, in the next turn of the event loop; the message is paused
+// until then. Owns the factory and, until a request is finalised, the responder, the request and
+// the devices between them.
 //
-// A request is finalised by its responder's finished() or by the end of the exchange, whichever
-// comes first; the other one finds nothing left to do.
+// A request is finalised at its responder's finished() or at the end of the exchange, whichever
+// comes first. The second one has no effect.
 class ResponderHandler : public Handler {
     Q_OBJECT
 
 public:
-    // Takes over the factory.
+    // Takes ownership of the factory.
     ResponderHandler(ResponderFactory* factory, const QString& documentRoot, QObject* parent);
     ~ResponderHandler() override;
 
@@ -35,12 +35,12 @@ private:
     class ResponderInfo;
 
     void handleQueued();
-    // Null when the message is gone.
+    // `message` is null when it has been deleted.
     void on_handleRequest(Message* message);
 
     std::unique_ptr<ResponderFactory> m_factory;
     int m_lastRequestId = 0;
     QHash<int, ResponderInfo*> m_responders;
-    // The messages whose turn is queued: a message may be gone when it comes.
+    // The messages that wait for the next turn of the loop. They may be deleted before.
     QVector<QPointer<Message>> m_queued;
 };

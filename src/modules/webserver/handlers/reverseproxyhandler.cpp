@@ -7,7 +7,7 @@
 
 namespace {
 
-// Most sources answer within less.
+// Most fetches take less.
 const char retryAfterSeconds[] = "5";
 
 } // namespace
@@ -36,7 +36,7 @@ QString ReverseProxyHandler::extractOriginalUrl(const QString& url) {
     if (position < 0)
         return {};
     const QByteArray original = QByteArray::fromBase64(url.mid(position + marker.size()).toUtf8());
-    // Whoever reads it as a C string would fetch another URL.
+    // A function that takes a C string would fetch another URL.
     return original.contains('\0') ? QString() : QString::fromUtf8(original);
 }
 
@@ -49,7 +49,7 @@ void ReverseProxyHandler::serveOriginalUrl(const QString& originalUrl, Message* 
     options.setReadSizeLimit(readSizeLimit);
     options.setTimeoutMs(timeoutMs);
     message->pause();
-    // Ends the fetch with the exchange.
+    // The end of the exchange deletes this object, which cancels the fetch.
     auto* fetch = new QObject(this);
     ++m_fetches[client];
     plixConnect(fetch, &QObject::destroyed, this, [this, client] {
@@ -76,7 +76,7 @@ void ReverseProxyHandler::httpCallback(const HttpClient::Result& result, Message
     dbglog_scopedFunction;
     if (result.statusCode() == 200) {
         message->setStatus(200, QString());
-        // What comes from elsewhere must not act as a page of the device.
+        // Foreign content must not run as a page of the device's origin.
         message->setHeader(QByteArrayLiteral("Content-Security-Policy"),
                            QByteArrayLiteral("sandbox"));
         message->setHeader(QByteArrayLiteral("X-Content-Type-Options"),

@@ -25,7 +25,7 @@ void StaticHandler::handle(Message* message) {
         message->setStatus(500, QString());
         return;
     }
-    // A QDir of nothing is the working directory of the host, which nobody chose to publish.
+    // An empty QDir is the working directory of the host, which must not be published.
     if (documentRoot().isEmpty())
         return FileAnswer::sendNotFound(message);
     const QString root = QDir(documentRoot()).absolutePath();

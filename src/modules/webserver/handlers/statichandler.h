@@ -10,18 +10,18 @@
 
 // Serves the files below a document root, and nothing outside it.
 //
-// Finds the file that a URL means; all else is done by FileServing. A file may be replaced at any
-// time by renaming another one to its name. Of one that is written in place a client may get old
-// bytes and new ones; when it is truncated, the connection ends.
+// It maps a URL to a file name; FileServing does the rest. A file can be replaced at any time by
+// renaming another one to its name. If a file is written in place while it is sent, a client may
+// get old and new bytes; if it is truncated, the connection is closed.
 class StaticHandler : public Handler {
     Q_OBJECT
 
 public:
     using ETagCacheEntry = ETagCache::Entry;
 
-    // `rootPage`: the page to which a request for the root folder is redirected; none when empty.
-    // `urlPrefix`: stripped from the request's path before the file is looked up. An empty
-    // document root serves nothing.
+    // `rootPage`: a request for the document root is redirected to this page; not when empty.
+    // `urlPrefix`: removed from the request's path before the file is looked up. With an empty
+    // document root every request is answered with 404.
     StaticHandler(const QString& documentRoot, const QString& rootPage, const QString& urlPrefix,
                   QObject* parent);
 
@@ -31,8 +31,8 @@ public:
     static void serveFile(const QFileInfo& file, const QString& documentRoot,
                           const QString& rootPage, Message* message, const QString& contentType);
 
-    // From the cache that all handlers share, or made of the file's contents at once, however large
-    // they are, and cached. Without a tag when they change meanwhile.
+    // From the shared cache, or computed at once, whatever the size, and cached. The tag is empty
+    // when the file changes meanwhile.
     static ETagCacheEntry getCacheEntry(const QFileInfo& file,
                                         const std::shared_ptr<const MappedFile>& mapped);
     // The MD5 digest of the contents in hexadecimal, without quotation marks; empty for a

@@ -16,8 +16,8 @@ struct Range {
     qint64 last;
 };
 
-// Takes the digits off the beginning of the text; nothing when there are none. A number that is
-// too large stays at the greatest one, which lies beyond the end of every content.
+// Removes the digits at the beginning of the text and returns their value; nothing when there are
+// none. A number that is too large becomes the greatest one, which lies beyond every content.
 std::optional<qint64> takeNumber(std::string_view* text) {
     constexpr quint64 greatest = std::numeric_limits<qint64>::max();
     quint64 number = 0;
@@ -66,7 +66,7 @@ RangeRequest parseRange(const QByteArray& header, qint64 length) {
         const std::size_t comma = std::min(rest.find(','), rest.size());
         const std::string_view spec = trimmed(rest.substr(0, comma));
         rest.remove_prefix(std::min(comma + 1, rest.size()));
-        // A list may have empty elements.
+        // Empty elements of a list are allowed.
         if (spec.empty())
             continue;
         const std::optional<Range> range = parseSpec(spec, length);

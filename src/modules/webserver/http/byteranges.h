@@ -2,10 +2,10 @@
 
 #include <QByteArray>
 
-// What a Range header asks of a content of a known length.
+// What a Range header requests of a resource with a known length.
 struct RangeRequest {
     enum Kind {
-        Whole,         // no range, or a header that is not valid and therefore means nothing
+        Whole,         // no range, or an invalid header, which is ignored
         Single,        // `first` to `last`, which lie within the content
         Unsatisfiable, // a single range that begins outside the content
         Several
@@ -18,7 +18,7 @@ struct RangeRequest {
     qint64 last = 0;
 };
 
-// Reads the value of a Range header; null and empty ones ask for the whole. A range that ends
-// beyond the content ends at its last byte, and a suffix longer than the content is all of it.
-// Numbers of any length are understood. Ranges are never merged.
+// Parses the value of a Range header; null and empty values request the whole. A range that ends
+// beyond the content is cut at its last byte. A suffix longer than the content is the whole
+// content. Numbers may have any length. Ranges are not merged.
 RangeRequest parseRange(const QByteArray& header, qint64 length);

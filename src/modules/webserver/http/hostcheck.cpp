@@ -9,7 +9,7 @@
 namespace {
 
 bool isIpAddress(const QByteArray& text) {
-    // The usual case, which needs no conversion.
+    // The usual case; it needs no conversion to QString.
     in_addr ipv4{};
     if (inet_pton(AF_INET, text.constData(), &ipv4) == 1)
         return true;

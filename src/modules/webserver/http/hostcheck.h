@@ -3,7 +3,7 @@
 
 #include <QByteArray>
 
-// Whether a client may address the device by this Host header: by an IP literal, a "localhost"
-// name, a name that ends in ".local", or a name of a single label. A page on the internet that
-// makes its own name point to the device is refused by it.
+// Whether this value of the Host header is accepted: an IP literal, a "localhost" name, a name that
+// ends in ".local", or a name of a single label. This prevents DNS rebinding: a page on the
+// internet whose name was made to resolve to the device's address sends that name.
 bool isHostAccepted(const QByteArray& host);

@@ -8,11 +8,11 @@ namespace {
 const QByteArray emptyLine = QByteArrayLiteral("\r\n\r\n");
 const QByteArray closingMark = QByteArrayLiteral("--");
 
-// What a server's chunk and a delimiter take together; reserved, so that the buffer keeps its
-// memory when it is emptied.
+// A chunk of the server and a delimiter. Reserved, so that an emptied buffer does not free its
+// memory.
 constexpr int usualSize = 16 * 1024;
 
-// One carriage return in so many bytes makes it quicker to look for the whole delimiter.
+// With more than one carriage return in so many bytes, a search for the whole delimiter is faster.
 constexpr size_t sparse = 64;
 
 const char* find(const char* from, const char* to, const QByteArray& pattern) {
@@ -21,9 +21,9 @@ const char* find(const char* from, const char* to, const QByteArray& pattern) {
                                            static_cast<size_t>(pattern.size())));
 }
 
-// Looks for carriage returns, which the C library finds many bytes at a time and a binary file has
-// few of. In text, or in what was made to have many, it looks for all of the delimiter, which takes
-// the longer the shorter it is, but about the same for all content.
+// Searches for carriage returns: memchr() compares many bytes at a time, and a binary file contains
+// few of them. In text, or in a file that was made to slow this down, it searches for the whole
+// delimiter with memmem(), whose speed does not depend on the content.
 const char* findDelimiter(const char* from, const char* to, const QByteArray& delimiter) {
     const auto length = static_cast<size_t>(delimiter.size());
     size_t rest = static_cast<size_t>(to - from);
@@ -31,7 +31,7 @@ const char* findDelimiter(const char* from, const char* to, const QByteArray& de
         if (i > limit)
             return find(from, to, delimiter);
         const auto* found = static_cast<const char*>(std::memchr(from, '\r', rest - length + 1));
-        // Most carriage returns of a binary file are told by the next byte.
+        // The next byte rules out most carriage returns of a binary file.
         if (!found || (found[1] == '\n' && std::memcmp(found, delimiter.constData(), length) == 0))
             return found;
         from = found + 1;
@@ -72,7 +72,7 @@ bool MultipartSplitter::searchDelimiter() {
     }
     const qint64 position = m_position + (found - at(m_position));
     m_marks.push_back({Mark::Delimiter, position});
-    // A delimiter behind empty content stays and becomes part of the header block.
+    // A delimiter after empty content becomes a part of the header block.
     m_headerDelimiter = position == m_begin ? m_delimiter.size() : 0;
     m_begin = position + m_delimiter.size() - m_headerDelimiter;
     m_searched = m_begin;
@@ -112,7 +112,7 @@ bool MultipartSplitter::isText(qint64 from, qint64 to) const {
     return !std::memchr(at(from), 0, static_cast<size_t>(to - from));
 }
 
-// What follows belongs to no part.
+// The bytes from the position on belong to no part.
 void MultipartSplitter::endSearch(qint64 position) {
     m_marks.push_back({Mark::End, position});
     m_search = Search::Nothing;
@@ -125,8 +125,8 @@ int MultipartSplitter::step(bool final) {
 
 int MultipartSplitter::stepContent(bool final) {
     if (m_marks.empty()) {
-        // One byte more is kept than the beginning of a delimiter, so that it stands at the very
-        // front only behind empty content.
+        // One byte more than the beginning of a delimiter stays in the buffer. So a delimiter is at
+        // the front of the buffer only after empty content.
         const int ready = size() - (final ? 0 : m_delimiter.size());
         if (ready > 0)
             takeContent(ready, 0);
@@ -161,7 +161,8 @@ int MultipartSplitter::headerLength() const {
     return static_cast<int>(m_marks.front().position - m_position);
 }
 
-// Moves what is left only now and then, so that many small parts do not have it moved for each.
+// Moves the remaining bytes only when half of the buffer is free. Otherwise many small parts would
+// take quadratic time.
 void MultipartSplitter::drop(int size) {
     m_position += size;
     m_front += size;

@@ -5,21 +5,20 @@
 #include <deque>
 #include <functional>
 
-// Cuts a multipart body that arrives in pieces into its parts: bytes in, headers and content out,
-// the same for every way in which the body is cut into pieces.
+// A parser of multipart bodies that arrive in pieces. Its output, the headers and contents of the
+// parts, does not depend on how the body is cut into pieces.
 //
-// Each byte is searched once, when it is appended; what was found is noted. It is handed out in
-// steps, so that its owner decides how much is done at a time, and knows of the closing boundary
-// before it has come there. What stands before the first boundary and behind the closing one
-// belongs to no part and is dropped.
+// Each byte is searched once, when it is appended, and the positions found are stored. The owner
+// takes the output in steps and so decides how much is done at a time. It also knows of the closing
+// boundary before it has taken everything before it. Bytes before the first boundary and after the
+// closing one belong to no part and are dropped.
 class MultipartSplitter {
 public:
-    // A header block longer than this ends the body: no client needs it, and it is all that a
-    // splitter would have to keep.
+    // A longer header block ends the body. No client needs it, and the block has to be buffered.
     static constexpr int maximumHeaderSize = 16 * 1024;
 
-    // A part begins. The block ends with the empty line. The first part's, and that of a part
-    // behind an empty one, begins with the delimiter; others with the rest of the boundary line.
+    // A part begins. The block ends with the empty line. It begins with the delimiter in the first
+    // part and after an empty part, with the rest of the boundary line in other parts.
     using NewPart = std::function<void(const QByteArray& header)>;
     // The next bytes of the part's content, valid during the call.
     using PartData = std::function<void(const char* data, unsigned int size)>;
@@ -28,19 +27,19 @@ public:
     MultipartSplitter(const QByteArray& delimiter, NewPart newPart, PartData partData);
 
     void append(const char* data, unsigned int size);
-    // Takes one piece of content, one boundary or one header block out of what was appended, if it
-    // is complete; `final`: nothing more will come. The bytes that are left to work on, 0 when
-    // nothing can be done with them.
+    // Takes one piece of content, one boundary or one header block out of the buffer, if it is
+    // complete. `final`: nothing will be appended. Returns the number of buffered bytes, 0 when no
+    // further step is possible.
     int step(bool final);
     // The length of the header block at the front, -1 while it is not complete.
     int headerLength() const;
 
-    // The bytes that are kept.
+    // The number of buffered bytes.
     int size() const { return m_buffer.size() - m_front; }
-    // No further part will come: behind what is kept is the closing boundary, or a header block
-    // that is too long or has a NUL byte.
+    // No further part will come: the buffered bytes are followed by the closing boundary, or by a
+    // header block that is too long or contains a NUL byte.
     bool isAtEnd() const { return m_search == Search::Nothing; }
-    // The closing boundary has come; it may still be among what is kept.
+    // The closing boundary has been found; it may still be in the buffer.
     bool isClosed() const { return m_isClosed; }
 
 private:
@@ -70,11 +69,11 @@ private:
     NewPart m_newPart;
     PartData m_partData;
     QByteArray m_buffer;
-    // Where in the buffer the kept bytes begin, and where that is in the body.
+    // Where the buffered bytes begin: in m_buffer, and in the body.
     int m_front = 0;
     qint64 m_position = 0;
 
-    // Ahead of the steps.
+    // The search, which is ahead of the steps.
     Search m_search = Search::Delimiter;
     qint64 m_searched = 0;
     // Where the content or the header block begins that is being searched.

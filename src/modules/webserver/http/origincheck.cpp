@@ -19,8 +19,8 @@ QByteArray hostName(const QByteArray& authority) {
     return authority.left(end > 0 ? end : authority.size()).toLower();
 }
 
-// Whatever the scheme and the port: the device has two servers, and pages of the one may use the
-// other. Another program of the device's machine counts as the device.
+// Scheme and port are ignored, because the device has two servers and pages of one may use the
+// other. Other programs of the same host are trusted like the device.
 bool isSameHost(const QByteArray& origin, const QByteArray& host) {
     const int end = origin.indexOf(schemeEnd);
     return end > 0 && !host.isEmpty() &&
@@ -42,7 +42,7 @@ bool isOriginAllowed(const QByteArray& origin, const QByteArrayList& allowed) {
 }
 
 QByteArrayList originsOf(const QStringList& setting) {
-    // "null" is the origin of every sandboxed page, and a wildcard would be everybody.
+    // "null" is the origin of every sandboxed page, and a wildcard would allow every origin.
     static const QRegularExpression form(
         QStringLiteral(R"(\A[a-z][a-z0-9+.-]*://([a-z0-9._-]+|\[[0-9a-f:.]+\])(:[0-9]+)?\z)"));
     QByteArrayList origins;

@@ -4,8 +4,8 @@
 #include <QByteArrayList>
 #include <QString>
 
-// What a request and the browser behind it say about where it comes from. Headers that are absent
-// are null; who is no browser sends neither `origin` nor `fetchSite`.
+// What a request says of its origin. Headers that are absent are null. Clients that are no browsers
+// send neither `origin` nor `fetchSite`.
 struct RequestOrigin {
     QByteArray method;
     QString path; // decoded
@@ -14,13 +14,15 @@ struct RequestOrigin {
     QByteArray fetchSite; // "Sec-Fetch-Site"
 };
 
-// Whether a request that writes may be carried out: a POST, or a write by GET. Browsers send those
-// for any page that somebody on the network visits, and ask nobody. A page may write when it comes
-// from the device or from an allowed origin. Everything else is accepted.
+// Whether a request may be carried out. Requests that do not write are accepted. A POST, or a write
+// by GET, is accepted from a page of the device or of an allowed origin, and from clients that are
+// no browsers. This prevents cross-site request forgery: a browser sends such requests for any page
+// that it shows, without asking the user.
 bool isOriginAccepted(const RequestOrigin& request, const QByteArrayList& allowed);
 
 // Whether pages of this origin may read the answers of the API.
 bool isOriginAllowed(const QByteArray& origin, const QByteArrayList& allowed);
 
-// The origins of a setting, as browsers spell them; entries that are none are logged and left out.
+// The origins of a setting, as browsers spell them. Entries of another form are logged and
+// ignored.
 QByteArrayList originsOf(const QStringList& setting);

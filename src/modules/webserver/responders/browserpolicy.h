@@ -2,7 +2,7 @@
 
 class Message;
 
-// Tells browsers what they may do with a page or a file of the device: take it for nothing but its
-// content type, tell other sites nothing of its URL, and show it in frames of the device only,
-// where no foreign page can lay its own buttons over the device's.
+// Sets the security headers of a page or a file of the device: browsers do not guess another
+// content type, do not send its URL to other sites as a referrer, and show it in frames of the
+// device only, which prevents clickjacking.
 void setBrowserPolicy(Message* message);

@@ -13,7 +13,7 @@ void DeviceTextStream::flush() {
 }
 
 QTextStream& DeviceTextStream::stream() {
-    // Looking it up by name costs more than the rest.
+    // Looked up once, because the look-up by name takes longer than the rest.
     static QTextCodec* const utf8 = QTextCodec::codecForName("UTF-8");
     if (!m_stream) {
         m_stream.emplace(m_device);

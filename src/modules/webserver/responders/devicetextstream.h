@@ -6,11 +6,11 @@
 
 class QIODevice;
 
-// A text stream in UTF-8 over a device, made when the first text is written or read: most answers
-// have none, and making one costs as much as the rest of a short answer's preparation.
+// A text stream in UTF-8 over a device. The QTextStream is made at the first use: most responses do
+// not use it, and making one takes as long as all other preparations of a short response.
 class DeviceTextStream {
 public:
-    // Not owned; must outlive the use of the stream.
+    // Not owned. Must outlive the use of the stream.
     void setDevice(QIODevice* device);
     QIODevice* device() const { return m_device; }
 

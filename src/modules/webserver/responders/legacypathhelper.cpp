@@ -9,7 +9,7 @@ struct PrefixPair {
     QLatin1String current;
 };
 
-// No path begins with two prefixes of one column, so that the order does not matter.
+// No prefix of a column begins with another one, so the order does not matter.
 const PrefixPair prefixPairs[] = {
     {QLatin1String("/player"), QLatin1String("player:player")},
     {QLatin1String("/ui"), QLatin1String("ui:")},

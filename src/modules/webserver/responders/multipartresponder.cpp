@@ -1,4 +1,4 @@
 #include "responders/multipartresponder.h"
 
-// Here, so that the class has one home.
+// Defined here, so that the virtual table is emitted in one object file.
 MultipartResponder::~MultipartResponder() = default;

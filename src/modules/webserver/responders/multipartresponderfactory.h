@@ -7,7 +7,7 @@ class MultipartResponder;
 class Request;
 class Server;
 
-// Makes one responder per upload.
+// Makes a responder for each upload.
 class MultipartResponderFactory {
 public:
     // A new responder, owned by the caller.

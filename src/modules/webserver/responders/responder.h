@@ -8,9 +8,9 @@
 class QIODevice;
 class Request;
 
-// Produces the answer of one request: respond() is called once, and finished() says that the
-// answer is complete, at once or later. Made by a factory and owned by the handler, which deletes
-// it after finished() or after the end of the exchange, whichever comes first.
+// Produces the response to one request. respond() is called once; finished() is emitted when the
+// response is complete, during respond() or later. Made by a factory and owned by the handler,
+// which deletes it after finished() or after the end of the exchange, whichever comes first.
 class Responder : public QObject {
     Q_OBJECT
 
@@ -19,12 +19,12 @@ public:
     ~Responder() override;
 
     virtual void respond() = 0;
-    // Whether the whole answer is written inside respond(). ResponderHandler needs responders
-    // that return false.
+    // Whether respond() writes the whole response before it returns. ResponderHandler requires
+    // false.
     virtual bool respondWillBlock() { return true; }
     virtual void setRequestId(int) {}
 
-    // Binds `in` and `out`; the devices must outlive their use.
+    // Sets the devices of `in` and `out`, which must outlive their use.
     void setIODevices(QIODevice* input, QIODevice* output);
     void setHeader(const QString& name, const QString& value);
     QString documentRoot() const { return m_documentRoot; }

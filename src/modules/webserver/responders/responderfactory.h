@@ -7,7 +7,7 @@
 class Request;
 class Responder;
 
-// Makes one responder per request.
+// Makes a responder for each request.
 class ResponderFactory {
 public:
     // A new responder, owned by the caller.
@@ -15,8 +15,8 @@ public:
     virtual ~ResponderFactory() = default;
 };
 
-// Makes responders of one class, whose constructor takes the request, the document root and the
-// further arguments. What is passed by reference is copied.
+// Makes responders of one class. Its constructor takes the request, the document root and the
+// further arguments, which are copied, even if they are passed by reference.
 template <typename T, typename... Args>
 class DefaultResponderFactory : public ResponderFactory {
 public:

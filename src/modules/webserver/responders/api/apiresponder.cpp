@@ -22,8 +22,7 @@ CMPath pathFrom(const QString& path) {
     return LegacyPathHelper::fromLegacy(CMPath::fromEncoded(path));
 }
 
-// Completes the roles of a reading request: all roles are given by name, and the last one asks
-// whether the node is internal.
+// Completes the roles of a read: expands "@all", and appends the role `internal`.
 void completeRoles(QStringList* roles, ApiResponder::ResponseFormat* format) {
     if (roles->size() == 1 && roles->first() == QLatin1String("@all")) {
         *roles = CMAllRoles();
@@ -39,8 +38,8 @@ QVariant formatted(const QStringList& roles, const QVariantList& values,
     return CMGlobal::rolesValuesToHash(roles, values);
 }
 
-// Takes the last value, the internal role, off the row; leaves of an internal row nothing but its
-// place. True when it was internal.
+// Removes the last value, the role `internal`, from the row. If it is true, all other values become
+// null. Returns whether the row was internal.
 bool makePublic(QVariantList* row, const QStringList& roles) {
     if (row->isEmpty())
         return false;
@@ -56,7 +55,8 @@ bool makePublic(QVariantList* row, const QStringList& roles) {
     return isInternal;
 }
 
-// In place, because a row of its own for each would double the work. True when it was internal.
+// Works in place, because a copy of each row would double the time. Returns whether the row was
+// internal.
 bool makePublicRow(QVariant* row, const QStringList& roles, ApiResponder::ResponseFormat format) {
     if (row->userType() != QMetaType::QVariantList)
         *row = row->toList();
@@ -138,7 +138,7 @@ void ApiResponder::getRows() {
 }
 
 void ApiResponder::setData() {
-    // A form of another page can be sent without the browser asking first; JSON cannot.
+    // A page of another origin can send a form without a preflight request, but not JSON.
     if (m_configuration.strict && request().method() == "POST" &&
         request().requestContentType() != "application/json")
         return respondWithError(
@@ -146,8 +146,8 @@ void ApiResponder::setData() {
     ApiSetDataRequest asked;
     if (!parse(&asked))
         return;
-    // A worker trusts the pipe and the addresses in a request, and answers with paths of files.
-    // Only the web server itself makes requests.
+    // A worker trusts the pipe and the addresses in this role, and answers with paths of files.
+    // Only the web server itself may write it.
     if (asked.role == PlixRoles::HttpRequest())
         return respondWithError(
             CMError::fromName(CMErrorNames::notModifiable(),
@@ -164,7 +164,7 @@ void ApiResponder::setData() {
 
 void ApiResponder::checkInternal(const CMReply<QList<QVariant>>& reply, const CMPath& path,
                                  const QString& role, const QVariant& value) {
-    // A node may exist for its activation only and have nothing to read.
+    // A node may exist for its activation only and have no roles to read.
     const bool activates = role == PlixRoles::Activate();
     const CMError error = reply.error();
     const QVariantList values = reply.value();
@@ -216,7 +216,7 @@ void ApiResponder::on_getRows_finished(const CMVoidReply& reply, ResponseFormat 
         return respondWithError(error);
     roles.removeLast();
     PlixRowsRoles answer = CMReply<PlixRowsRoles>::from(reply).take();
-    // A record that nobody else holds cannot come again, and is changed without a copy.
+    // A record that nobody else references will not be sent again, and can be changed in place.
     respondWithText(answer.__hash().isDetached() ? toText(std::move(answer), roles, type).text
                                                  : sharedText(answer, roles, type));
 }
@@ -228,7 +228,7 @@ QByteArray ApiResponder::sharedText(const PlixRowsRoles& answer, const QStringLi
     if (!known.isNull())
         return known;
     const RowsText made = toText(answer, roles, format);
-    // Every request that meets internal rows is to be logged.
+    // Texts with internal rows are not cached, because each such request has to be logged.
     if (!made.hasInternal)
         texts.add(answer, roles, format, made.text);
     return made.text;

@@ -9,15 +9,15 @@
 #include <QStringList>
 #include <QVariant>
 
-// Answers the JSON API to the data model: /api/getData, /api/getRows and /api/setData, by GET with
-// query items or by POST with a form or a JSON object. Nodes and rows that the data model marks
-// internal are hidden. Every failure is answered with status 500 and {"error": <record>}.
+// Implements the JSON API to the data model: /api/getData, /api/getRows and /api/setData, by GET
+// with query items or by POST with a form or a JSON object. Nodes and rows that the data model
+// marks as internal are hidden. Every failure is answered with status 500 and {"error": <record>}.
 class ApiResponder : public Responder {
     Q_OBJECT
 
 public:
-    // How an answer gives a node's or row's values: as an array in the order of the roles, or as
-    // an object by role.
+    // The form of the values of a node or row: an array in the order of the roles, or an object
+    // with the roles as names.
     enum ResponseFormat { Values = 0, Structure = 1 };
 
     ApiResponder(Request& request, const QString& documentRoot,
@@ -34,26 +34,26 @@ private Q_SLOTS:
     void on_setData_finished(const CMVoidReply& reply);
 
 private:
-    // Reads the operation's parameters. False, and answered, when they are not as they have to be.
+    // Reads the parameters of the operation. If they are not valid, it answers and returns false.
     template <typename Operation>
     bool parse(Operation* operation);
 
     void getData();
     void getRows();
     void setData();
-    // The answer to the question whether the node that is to be written is internal.
+    // Called with the role `internal` of the node that is to be written.
     void checkInternal(const CMReply<QList<QVariant>>& reply, const CMPath& path,
                        const QString& role, const QVariant& value);
     void write(const CMPath& path, const QString& role, const QVariant& value);
 
-    // The text of an answer that others hold too, and that may come again.
+    // The JSON text of a record that is shared with the worker's cache, and may be sent again.
     QByteArray sharedText(const PlixRowsRoles& answer, const QStringList& roles,
                           ResponseFormat format);
 
     void respondWithValue(const QVariant& value);
     void respondWithText(const QByteArray& json);
     void respondWithError(const CMError& error);
-    // Answers with an error of the default name; false, so that parsers can return it.
+    // Answers with an error of the default name. Returns false, for callers that return bool.
     bool failWith(const QString& message);
 
     ResponderConfiguration m_configuration;

@@ -4,10 +4,10 @@
 
 #include <memory>
 
-// What the data-model API's responders are configured by, and what they share.
+// The configuration and the shared state of the ApiResponders.
 struct ResponderConfiguration {
-    // Writes by POST must say that they are JSON.
+    // A POST to setData must have the content type "application/json".
     bool strict = false;
-    // Copies of the configuration refer to the same texts.
+    // Shared by all copies of the configuration.
     std::shared_ptr<RowsTexts> rowsTexts = std::make_shared<RowsTexts>();
 };

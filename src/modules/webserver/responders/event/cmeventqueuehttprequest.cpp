@@ -14,7 +14,7 @@ PlixRowEvent rowEvent(PlixRowEventType::Enum type, int index) {
     return event;
 }
 
-// Clients do not know of moved rows: to them, a row is removed and another one inserted.
+// HTTP clients do not know moved rows. A move becomes a removal and an insertion.
 PlixList<PlixRowEvent> withoutMoves(const PlixList<PlixRowEvent>& events) {
     PlixList<PlixRowEvent> result;
     for (int position = 0; position < events.size(); ++position) {
@@ -46,7 +46,7 @@ void CMEventQueueHttpRequest::eventsReady(CMEventQueue* queue, const PlixList<Pl
             dbglog_debug("changing to legacy path: " << path);
             event.setPath(LegacyPathHelper::toLegacy(path));
         }
-        // An event of a value stays without the member.
+        // An event without row events does not get an empty list.
         if (event.__contains(QStringLiteral("rowsEvents")))
             event.setRowsEvents(withoutMoves(event.rowsEvents()));
         converted.append(event);

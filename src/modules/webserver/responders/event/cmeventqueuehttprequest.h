@@ -6,8 +6,8 @@
 
 class EventResponder;
 
-// The poll of an event responder: hands the events on, in the form that HTTP clients know. Owned
-// by the queue.
+// The pending poll of an event responder. It converts the events to the form that HTTP clients know
+// and passes them to the responder. Owned by the queue.
 class CMEventQueueHttpRequest : public CMEventQueueRequest {
 public:
     explicit CMEventQueueHttpRequest(EventResponder* responder);

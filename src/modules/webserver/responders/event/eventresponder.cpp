@@ -48,8 +48,7 @@ bool readRecords(const QVariant& member, QVariantList* records) {
            });
 }
 
-// A member that is missing or null leaves its field as it is. False when one is of another type
-// than it has to be.
+// A field keeps its value if its member is missing or null. False when a member has a wrong type.
 bool readMembers(const QVariantHash& members, EventResponder::SubscribeData* data) {
     return readText(members.value(QStringLiteral("queueId")), &data->queueId) &&
            readRecords(members.value(QStringLiteral("subscribe")), &data->subscribe) &&
@@ -200,7 +199,8 @@ void EventResponder::on_request_finished() {
     cancelPoll();
 }
 
-// Answered all the same, for a client that still reads; the events wait for its next poll.
+// The request is answered, because the client may still read after a half-close. The events remain
+// in the queue for the next poll.
 void EventResponder::on_hangUpWatch_hungUp() {
     cancelPoll();
     respondJson(QVariantList());
@@ -208,7 +208,7 @@ void EventResponder::on_hangUpWatch_hungUp() {
 
 void EventResponder::cancelPoll() {
     m_hangUpWatch.reset();
-    // Without its queue the poll is gone, too.
+    // The queue owns the poll.
     if (m_queue && m_poll)
         m_queue->cancel(m_poll);
     m_poll = nullptr;

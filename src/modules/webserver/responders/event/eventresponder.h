@@ -14,14 +14,14 @@ class CMEventQueueHttpRequest;
 class EventResponderShared;
 class HangUpWatch;
 
-// Answers /api/event/modifyQueue, by which a client creates a queue and changes what it is
-// subscribed to, and /api/event/pollQueue, which waits for events. A poll whose client leaves is
-// taken back from its queue: the events stay pending for the next poll.
+// Implements /api/event/modifyQueue, with which a client creates a queue and changes its
+// subscriptions, and /api/event/pollQueue, which waits for events (long-poll). When the client
+// leaves, the poll is cancelled, and the events remain in the queue for the next poll.
 class EventResponder : public Responder {
     Q_OBJECT
 
 public:
-    // What a request carries.
+    // The parameters of a request.
     struct SubscribeData {
         QString queueId;        // empty when absent
         QVariantList subscribe; // of records
@@ -38,7 +38,7 @@ public:
     void setRequestId(int requestId) override { m_requestId = requestId; }
 
     QSharedPointer<EventResponderShared> shared() const { return m_shared; }
-    // The answer to a poll. Called at most once.
+    // Answers the poll with these events. Called at most once.
     void queueRequestDone(const PlixList<PlixEvent>& events);
 
 private Q_SLOTS:
@@ -59,7 +59,7 @@ private:
 
     QSharedPointer<EventResponderShared> m_shared;
     int m_requestId = 0;
-    // The poll that waits, which its queue owns.
+    // The pending poll and the queue, which owns it.
     QPointer<CMEventQueue> m_queue;
     CMEventQueueHttpRequest* m_poll = nullptr;
     std::unique_ptr<HangUpWatch> m_hangUpWatch;

@@ -6,9 +6,9 @@
 #include <QSet>
 #include <QString>
 
-// What the event responders of one worker share: the event queues, and which of them were
-// subscribed with a legacy path, so that their events speak the client's language. Lives as long
-// as the worker and the last responder.
+// The shared state of all event responders of a worker: the event queues, and which of them were
+// subscribed with a legacy path and get legacy paths in their events. Lives as long as the worker
+// and the last responder.
 class EventResponderShared : public QObject {
     Q_OBJECT
 

@@ -16,7 +16,7 @@ AwaitedHash::AwaitedHash(HashPtr hash, Message* message, Continuation continuati
 void AwaitedHash::on_hash_finished() {
     const HashPtr hash = std::exchange(m_hash, nullptr);
     deleteLater();
-    // An answer without a body would leave it paused.
+    // A response without a body does not resume it.
     m_message->unpause();
     m_continuation(hash);
 }

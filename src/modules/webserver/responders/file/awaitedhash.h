@@ -9,14 +9,14 @@
 
 class Message;
 
-// A paused message that waits for the digest of a file; a child of the message, which it resumes.
-// The end of the exchange ends it, and the hash unless others wait for it.
+// Pauses a message until the digest of a file has been computed. A child of the message. The end of
+// the exchange deletes it, and cancels the computation unless others wait for it.
 class AwaitedHash : public QObject {
     Q_OBJECT
 
 public:
     using HashPtr = std::shared_ptr<FileHash>;
-    // Answers the message, and may let it wait for another hash.
+    // Answers the message, or makes it wait for another digest.
     using Continuation = std::function<void(const HashPtr&)>;
 
     AwaitedHash(HashPtr hash, Message* message, Continuation continuation);

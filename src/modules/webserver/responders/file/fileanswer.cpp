@@ -29,7 +29,7 @@ bool answerConditions(Message* message, const QByteArray& method, const QByteArr
     return false;
 }
 
-// The range to send; of the whole file when the one the client has a part of is another one.
+// The range to send. The whole file if If-Range names another version.
 RangeRequest requestedRange(const Message* message, const QByteArray& etag, qint64 length) {
     const QByteArray header = message->header(QStringLiteral("Range"));
     if (header.isNull() || length == 0)
@@ -56,7 +56,7 @@ void sendContents(Message* message, const std::shared_ptr<const MappedFile>& con
                                             << " length: " << total);
         message->setHeader(QByteArrayLiteral("Content-Range"),
                            "bytes */" + QByteArray::number(total));
-        // The text for a missing file, on purpose.
+        // With the text for a missing file, on purpose.
         return FileAnswer::sendNotFound(message, 416);
     }
     if (range.kind == RangeRequest::Single) {
@@ -114,7 +114,7 @@ void FileAnswer::send(const QFileInfo& file, const std::shared_ptr<const MappedF
 }
 
 void FileAnswer::sendText(Message* message, int status, const QString& text) {
-    // Responders have the message prepared for a stream: a refusal must not look different there.
+    // For a responder the body would be sent in chunks. The response must not depend on the caller.
     message->setEncoding(Message::ContentLength);
     setBrowserPolicy(message);
     message->setStatus(status, QString());

@@ -10,16 +10,16 @@
 
 class Message;
 
-// The answers that a file gives: its contents or a part of them, by the method, the conditions and
-// the range of the request, and the texts of refusals.
+// Responses to requests for files: the contents or a part of them, according to the method, the
+// conditions and the range of the request; and error texts.
 namespace FileAnswer {
 
-// An empty content type means the detected one.
+// With an empty content type the detected one is sent.
 void send(const QFileInfo& file, const std::shared_ptr<const MappedFile>& contents,
           const ETagCache::Entry& entry, Message* message, const QString& contentType);
 
 void sendText(Message* message, int status, const QString& text);
-// The answer for a missing file, whatever the reason.
+// The text for a missing file. Its status is another one for an unsatisfiable range.
 void sendNotFound(Message* message, int status = 404);
 void sendOpenError(const QFileInfo& file, const QString& reason, Message* message);
 

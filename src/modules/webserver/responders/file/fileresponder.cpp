@@ -13,7 +13,7 @@ namespace {
 
 constexpr int urlPrefixLength = sizeof("/file/stream/") - 1;
 
-// The text that an expression stands for, when it is the only one; otherwise null.
+// The only text that the regular expression matches; null when it matches others.
 QString onlyText(const QString& expression) {
     static const QString special = QStringLiteral("$()*+.?[]^{|}");
     QString text;
@@ -28,8 +28,8 @@ QString onlyText(const QString& expression) {
     return text;
 }
 
-// The files of the readable area: the prefix, which is an expression as the platform gives it, and
-// a name.
+// The paths of the readable area: a prefix, which the platform gives as a regular expression, and a
+// name without slashes.
 class ReadableArea {
 public:
     explicit ReadableArea(const QString& prefix)
@@ -38,7 +38,7 @@ public:
 
     const QString& prefix() const { return m_prefix; }
     bool contains(const QString& path) const {
-        // To match an expression takes longer than to serve a small file.
+        // Matching a regular expression takes longer than sending a small file.
         if (m_folder.isEmpty())
             return m_expression.exactMatch(path);
         return path.size() > m_folder.size() && path.startsWith(m_folder) &&
@@ -73,8 +73,7 @@ void FileResponder::respond() {
         Q_EMIT finished(request().requestId());
         return;
     }
-    // Without a root to compare with, because the match has chosen the directory: links in the
-    // readable area may point anywhere.
+    // Without a document root: links in the readable area may lead anywhere.
     FileServing::serve({QFileInfo(path), {}, {}, {}}, &request(),
                        [self = QPointer<FileResponder>(this)] {
                            if (self)

@@ -2,8 +2,8 @@
 
 #include "responders/responder.h"
 
-// Answers /file/stream/ requests with the files that the platform's workers have placed directly
-// in the readable area.
+// Answers requests below /file/stream/ with the files that are directly in the readable area, where
+// the platform's workers place them.
 class FileResponder : public Responder {
     Q_OBJECT
 

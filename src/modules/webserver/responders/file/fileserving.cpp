@@ -17,8 +17,8 @@ namespace {
 using FileServing::Request;
 using HashPtr = std::shared_ptr<FileHash>;
 
-// How often a file may change while it is hashed. One that is written to all the time, such as a
-// recording, is then sent as long as it was when the last hash began.
+// The number of times that a file may change while it is hashed. A file that is written to all the
+// time, such as a recording, is then sent with its length at the beginning of the last computation.
 constexpr int maxAttempts = 3;
 
 void redirect(Message* message, const QString& path) {
@@ -43,7 +43,8 @@ void send(const Request& request, const std::shared_ptr<const MappedFile>& conte
     FileAnswer::send(request.file, contents, entry, message, request.contentType);
 }
 
-// The digest of the contents if it takes no waiting; null when it does, or when they have changed.
+// The digest of the contents if it is available at once; null when it is not, or when they have
+// changed.
 QString digestOf(const std::shared_ptr<const MappedFile>& contents, const HashPtr& hash) {
     if (hash && hash->file() == contents)
         return hash->digest();
@@ -58,8 +59,8 @@ bool sendRecent(const Request& request, Message* message) {
     return bool(recent);
 }
 
-// Null when the message has been answered, otherwise the hash to wait for. `hash`: one that has
-// been waited for.
+// Returns null when the message has been answered, otherwise the computation to wait for. `hash`: a
+// computation that has finished.
 HashPtr answerFromFile(const Request& request, const QString& canonical, Message* message,
                        const HashPtr& hash) {
     GErrorPtr error;
@@ -118,14 +119,14 @@ HashPtr answer(const Request& request, Message* message, const HashPtr& hash) {
     return answerFromFile(forFile, lookup.canonicalName, message, hash);
 }
 
-// `hash`: one that has been waited for, the last one of so many attempts.
+// `hash`: the computation of the last attempt, which has finished; null at the first attempt.
 void attempt(const Request& request, Message* message, const FileServing::Done& done,
              const HashPtr& hash, int attempts) {
     message->setEncoding(Message::ContentLength);
     const HashPtr awaited = answer(request, message, hash);
     if (awaited && attempts < maxAttempts) {
         new AwaitedHash(awaited, message, [=](const HashPtr& finished) {
-            // What was known of the file may be out of date.
+            // A new QFileInfo, because the old one caches the file's status.
             attempt(withFile(request, QFileInfo(request.file.filePath())), message, done, finished,
                     attempts + 1);
         });

@@ -9,28 +9,26 @@
 
 class Message;
 
-// Answers messages from files: finds out which file a name means, whether it may be seen, which
-// version it is, its tag and its type, and sends it.
+// Answers messages with files.
 namespace FileServing {
 
 struct Request {
     QFileInfo file;
-    // Compared with the file's canonical path: a root that is itself reached through a symbolic
-    // link refuses every file, an empty one allows every file.
+    // Compared with the canonical path of the file. With a root that contains a symbolic link every
+    // file is refused; with an empty root every file is allowed.
     QString documentRoot;
-    // The page to which a request for the document root is redirected; none when empty.
+    // A request for the document root is redirected to this page; not when empty.
     QString rootPage;
-    // Empty: the one that is detected.
+    // The detected type when empty.
     QString contentType;
 };
 
-// Called when the answer has been given, but not after the end of the exchange, nor when the
+// Called when the message has been answered; not after the end of the exchange, and not if the
 // message is deleted before.
 using Done = std::function<void()>;
 
-// Answers at once, or later when the digest of a large file has to be computed first; the message
-// is paused meanwhile. Of a large file that is replaced or written to meanwhile the new version is
-// sent.
+// Answers at once, or later if the digest of a large file has to be computed first; the message is
+// paused meanwhile. If the file is replaced or written to meanwhile, the new version is sent.
 void serve(const Request& request, Message* message, const Done& done = {});
 
 } // namespace FileServing

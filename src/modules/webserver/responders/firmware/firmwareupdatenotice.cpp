@@ -18,10 +18,10 @@ namespace {
 const QString lengthItem = QStringLiteral("length");
 const QString sha256Item = QStringLiteral("sha256");
 
-// Fits into a JSON number without loss.
+// A double represents every integer of 15 digits exactly, and JSON parsers use doubles.
 constexpr int maximumDigits = 15;
 
-// The updater may be another user's program; nothing in it is secret.
+// The updater may run as another user. The file contains no secrets.
 constexpr QFile::Permissions permissions =
     QFile::ReadOwner | QFile::WriteOwner | QFile::ReadGroup | QFile::ReadOther;
 
@@ -58,7 +58,8 @@ FirmwareUpdateNotice::~FirmwareUpdateNotice() {
         QFile::remove(m_fileName);
 }
 
-// An updater must not read half of it, and a link in its place is replaced, not followed.
+// Written under another name and renamed, so that the updater never reads an incomplete file, and a
+// symbolic link at this place is replaced and not followed.
 void FirmwareUpdateNotice::write(bool complete) const {
     QJsonObject notice{{QStringLiteral("complete"), complete}};
     if (m_expectation.length >= 0)

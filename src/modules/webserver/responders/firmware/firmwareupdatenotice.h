@@ -6,14 +6,14 @@
 
 class PlixUrl;
 
-// What a client has said of the image that it uploads.
+// What a client has announced of the image that it uploads.
 struct FirmwareUpdateExpectation {
-    // Negative and empty: not said.
+    // Negative when not announced.
     qint64 length = -1;
-    // 64 hexadecimal digits in lower case.
+    // 64 hexadecimal digits in lower case; empty when not announced.
     QString sha256;
 
-    // From the query items "length" and "sha256"; null when one of them is nothing of the kind.
+    // From the query items "length" and "sha256"; null when one of them is not valid.
     static std::optional<FirmwareUpdateExpectation> fromUrl(const PlixUrl& url);
 };
 

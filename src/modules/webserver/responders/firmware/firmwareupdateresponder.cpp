@@ -8,8 +8,8 @@
 
 namespace {
 
-// Each write wakes the updater, which costs more than the bytes do. The chunks that arrive in one
-// turn of the event loop are written together, up to so many bytes.
+// Each write wakes the updater, which takes longer than copying the bytes. So the chunks of one
+// turn of the event loop are written together, up to this size.
 constexpr int writeBytes = 64 * 1024;
 
 const QString failedText = QStringLiteral("The firmware updater did not take the image.\n");
@@ -35,7 +35,7 @@ FirmwareUpdateResponder::FirmwareUpdateResponder(Request& request, const QString
 }
 
 FirmwareUpdateResponder::~FirmwareUpdateResponder() {
-    // Nobody waits for the answer any more.
+    // The exchange has ended.
     if (m_writer)
         m_writer->end(false);
 }
@@ -56,7 +56,7 @@ void FirmwareUpdateResponder::newPart(const QByteArray& headers) {
         return;
     if (++m_parts > maximumParts)
         return giveUp(400, manyPartsText);
-    // Another five attempts for each part would only keep the client waiting.
+    // Five more attempts for each part would delay the answer in vain.
     if (!m_updaterIsMissing)
         openFile();
 }
@@ -170,7 +170,7 @@ void FirmwareUpdateResponder::on_minimumTimer_timeout() {
 }
 
 void FirmwareUpdateResponder::updatePause() {
-    // Behind the last part the answer waits for all of the image.
+    // After the last part the response waits until the updater has read the image.
     pauseMessage(m_writer && (m_writer->isEnding() || m_writer->isFull()));
 }
 
@@ -185,7 +185,7 @@ void FirmwareUpdateResponder::pauseMessage(bool pause) {
         m_message->unpause();
 }
 
-// Whatever still comes is dropped; libsoup answers with this once the body has been read.
+// The rest of the body is dropped. libsoup sends the response when it has read the body.
 void FirmwareUpdateResponder::giveUp(int status, const QString& text) {
     m_active = false;
     m_buffer.clear();

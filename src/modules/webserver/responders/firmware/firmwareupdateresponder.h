@@ -10,28 +10,28 @@
 
 class Server;
 
-// Streams an uploaded firmware image to the updater, for uploads whose URL has the query item
-// "firmwareupdate"; the parts of others are dropped.
+// Streams an uploaded firmware image to the updater if the URL has the query item "firmwareupdate".
+// The parts of other uploads are dropped.
 //
-// It decides who may upload, how slowly and how many parts, and gives the bytes to a
-// FirmwareUpdateWriter. While that is full the exchange is paused, so that the client is read no
-// faster than the updater reads; the answer waits until the updater has the image. One upload at a
-// time has the updater; another one is answered with 503.
+// It checks that there is one upload at a time (another one is answered with 503), that it is not
+// too slow, and the number of its parts. It passes the bytes to a FirmwareUpdateWriter, and pauses
+// the exchange while that is full, so that it reads from the client no faster than the updater
+// reads. The response waits until the updater has read the image.
 class FirmwareUpdateResponder : public MultipartResponder {
     Q_OBJECT
 
 public:
-    // Each part is an image to the updater, and a form for it has one file. A few fields beside
-    // that do no harm; a body of nothing but empty parts would keep the updater busy for minutes.
+    // Each part is an image for the updater. A form has one file and perhaps a few fields. A body
+    // with many empty parts would occupy the updater for minutes.
     static constexpr int maximumParts = 16;
 
-    // The least that a client has to send of an upload within the time, in which it is not held
-    // back: one that sends next to nothing must not lock others out of the updater. The poorest
-    // radio link within a house manages several times as much.
+    // The minimum that a client has to send within the time, unless the exchange is paused. A
+    // client that sends almost nothing (slowloris) must not lock others out of the updater. A weak
+    // radio link is still several times faster.
     static constexpr qint64 minimumBytes = qint64(1) << 20;
     static constexpr int defaultMinimumBytesMs = 60000;
 
-    // The server, which the factory gives to every responder, is not used: a message pauses itself.
+    // The server is an argument of all factories. It is not used here: the message pauses itself.
     FirmwareUpdateResponder(Request& request, const QString& documentRoot, Message* message,
                             Server*, int minimumBytesMs = defaultMinimumBytesMs);
     ~FirmwareUpdateResponder() override;
@@ -41,14 +41,14 @@ public:
     void partData(const char* data, unsigned int length) override;
     void finish() override;
 
-    // Has the updater's FIFO opened for the next part.
+    // Begins the next part, for which the updater's FIFO is opened.
     void openFile();
-    // Hands on what has been collected of the part that ends.
+    // Writes the buffered bytes of the part that ends.
     void closeFile();
-    // Gives the upload up: the rest of it is read and dropped, and answered with 500.
+    // Cancels the upload: the rest of the body is read and dropped, and the status is 500.
     void cancelTransfer();
-    // Hands on so many bytes from the front of the buffer. False when some of them wait because the
-    // FIFO is full, or when the transfer has failed.
+    // Writes that many bytes from the front of the buffer. False when the FIFO is full and some of
+    // them wait, or when the transfer has failed.
     bool writeDataToUpdater(unsigned int length);
 
 private Q_SLOTS:
@@ -73,7 +73,7 @@ private:
     int m_parts = 0;
     QPointer<FirmwareUpdateWriter> m_writer;
     QTimer m_minimumTimer;
-    // Since that last fired.
+    // Since the last time-out of that timer.
     qint64 m_recentBytes = 0;
     bool m_wasPaused = false;
 };

@@ -19,22 +19,22 @@ namespace {
 constexpr int openAttempts = 5;
 constexpr int openIntervalMs = 100;
 
-// How often the FIFO is looked at while the updater reads the last of it: nothing tells a writer
-// that it is empty.
+// How often the FIFO is checked while the updater reads the rest: a writer gets no event when a
+// FIFO becomes empty.
 constexpr int readerIntervalMs = 1;
 
-// An updater that has not closed its end by then keeps it open between images, and has had its turn
-// to see the end of file.
+// An updater that has not closed its end by then keeps it open between images. It has had enough
+// time to see the end of file.
 constexpr int endOfFileMs = 1000;
 
-// What the updater has not read by then stays in the FIFO for it; the upload's answer does not
-// wait any longer.
+// How long the response waits for the updater to read the rest. After that, unread bytes stay in
+// the FIFO.
 constexpr int readerTimeoutMs = 10000;
 
 constexpr int stallCheckMs = 1000;
 
-// Room for the upload to go on while the updater is busy, and for the updater to take much at a
-// time; little enough to stay in the processor's cache. Anybody may have so much.
+// Large enough that the upload continues while the updater is busy, small enough for the
+// processor's cache. The system allows this size to every user.
 constexpr int pipeBytes = 256 * 1024;
 
 int unreadBytes(int descriptor) {
@@ -46,9 +46,9 @@ int descriptorOf(PlixNamedPipe& pipe) {
     return static_cast<int>(pipe.writeNotifier()->socket());
 }
 
-// Lets an open FIFO hold more than usual, if the system allows it.
+// Increases the capacity of an open FIFO, if the system allows it.
 void enlarge(PlixNamedPipe& pipe) {
-    // The updater may have made it larger.
+    // The updater may have increased it more.
     if (fcntl(descriptorOf(pipe), F_GETPIPE_SZ) < pipeBytes)
         fcntl(descriptorOf(pipe), F_SETPIPE_SZ, pipeBytes);
 }
@@ -64,7 +64,7 @@ FirmwareUpdateWriter::FirmwareUpdateWriter(const UpdaterLock& lock,
                                            const FirmwareUpdateExpectation& expectation)
     : QObject(QCoreApplication::instance()), m_lock(lock), m_expectation(expectation) {
     m_timer.setSingleShot(true);
-    // A coarse one may end the attempts to open the FIFO before their time.
+    // A coarse timer may fire early and shorten the attempts to open the FIFO.
     m_timer.setTimerType(Qt::PreciseTimer);
     plixConnect(&m_timer, SIGNAL(timeout()), this, SLOT(on_timer_timeout()));
 }
@@ -145,7 +145,7 @@ void FirmwareUpdateWriter::on_timer_timeout() {
 }
 
 void FirmwareUpdateWriter::on_readerCloseNotifier_readerClosed() {
-    // Before that it was a reader that did not wait for the end of file.
+    // In other states a reader closed before the end of file.
     if (m_state != WaitingForEndOfFile)
         return;
     m_notice->setAutoRemove(true);
@@ -181,7 +181,7 @@ void FirmwareUpdateWriter::on_opened() {
 
 void FirmwareUpdateWriter::on_missing() {
     dbglog_error("fifo open failed");
-    // What came before has been delivered; an updater that wants no more of it is no failure.
+    // The parts before have been delivered. It is no failure if the updater reads no further ones.
     if (m_hasDelivered)
         return finish(Delivered);
     if (m_parts.front().left() > 0)
@@ -217,13 +217,13 @@ void FirmwareUpdateWriter::writeBacklog() {
     if (written == left && part.isOver)
         return endPart();
     setWaiting(written < left);
-    // Not before most of the backlog is gone: an upload that resumed for every byte would be
-    // paused again by the next chunk.
+    // Only at the low-water mark: an upload that is resumed earlier would be paused again by its
+    // next chunk.
     if (!isFull())
         Q_EMIT roomMade();
 }
 
-// For the updater to make room in the FIFO.
+// Whether to wait until the FIFO is writable.
 void FirmwareUpdateWriter::setWaiting(bool waiting) {
     m_pipe->writeNotifier()->setEnabled(waiting);
     if (!waiting)
@@ -265,7 +265,7 @@ void FirmwareUpdateWriter::waitForReader() {
         return;
     }
     const bool isRead = hasReader(descriptor);
-    // A reader that nobody sees closing its end may yet want to know.
+    // A reader that is still there may read the notice later.
     m_notice->setAutoRemove(!isRead);
     m_pipe.reset();
     m_state = WaitingForEndOfFile;
@@ -274,7 +274,7 @@ void FirmwareUpdateWriter::waitForReader() {
 
 void FirmwareUpdateWriter::on_part_delivered() {
     m_timer.stop();
-    // Later, because it may be what calls.
+    // Deleted later, because it may be the caller.
     m_readerCloseNotifier.release()->deleteLater();
     m_notice.reset();
     m_hasDelivered = true;

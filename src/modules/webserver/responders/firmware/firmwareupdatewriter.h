@@ -14,28 +14,28 @@
 #include <optional>
 #include <string>
 
-// Writes the parts of one upload into the updater's FIFO without blocking, each from a fresh
-// opening. A part counts as delivered when the updater has read all of it and has seen its end of
-// file; only then is the FIFO opened again, because an updater that did not see the end would take
-// two images for one. Parts that come meanwhile wait.
+// Writes the parts of one upload into the updater's FIFO without blocking, and opens the FIFO for
+// each part. A part is delivered when the updater has read all of it and has seen the end of file.
+// Only then is the FIFO opened again, because an updater that has not seen the end would take two
+// images for one. Parts that arrive meanwhile are buffered.
 //
-// Owns the FIFO's descriptor, the bytes that wait, the updater's lock, and itself: it brings the
-// part under way to its end when the upload's exchange and responder are gone, and deletes itself
-// after finished().
+// Owns the FIFO's descriptor, the buffered bytes and the updater's lock. Nobody owns the writer: it
+// completes the current part even if the exchange and the responder have been deleted, and deletes
+// itself after finished().
 class FirmwareUpdateWriter : public QObject {
     Q_OBJECT
 
 public:
-    // With at most so many bytes left of a backlog the upload may go on.
+    // The low-water mark of the backlog: the upload is resumed at or below it.
     static constexpr size_t lowWaterMark = 1023;
-    // An updater that takes nothing for so long has stopped. Writing flash memory may keep it busy
-    // for a while.
+    // An updater that reads nothing for this time has stalled. Writing flash memory may take a
+    // while.
     static constexpr int stallTimeoutMs = 60000;
 
     enum Outcome {
-        // Every part has been read by the updater, or at least written to it.
+        // Every part has been written, and was read or is still in the FIFO.
         Delivered,
-        // The updater left or stalled.
+        // The updater closed the FIFO or stalled.
         Failed,
         // Nobody has opened the FIFO for reading.
         Missing
@@ -44,15 +44,15 @@ public:
     FirmwareUpdateWriter(const UpdaterLock& lock, const FirmwareUpdateExpectation& expectation);
     ~FirmwareUpdateWriter() override;
 
-    // Ends the part before as a complete one.
+    // The part before is complete.
     void beginPart();
-    // The next bytes of the part begun last.
+    // The next bytes of the latest part.
     void write(const char* data, size_t size);
-    // Nothing more will come. `complete`: the last part has come to its end. Otherwise the client
-    // has left or is given up, and parts that have not had their turn are dropped.
+    // No more data will come. `complete`: the last part is complete. Otherwise the upload was
+    // cancelled, and parts whose writing has not begun are dropped.
     void end(bool complete);
     bool isEnding() const { return m_ended; }
-    // The upload should wait for roomMade().
+    // Whether the upload should be paused until roomMade().
     bool isFull() const;
 
 Q_SIGNALS:
@@ -67,7 +67,7 @@ private Q_SLOTS:
 private:
     enum State { Opening, Writing, WaitingForReader, WaitingForEndOfFile, Ended };
     struct Part {
-        // What could not be written yet begins at `front`.
+        // The bytes from `front` on have not been written.
         std::string bytes;
         size_t front = 0;
         bool isOver = false;
@@ -103,7 +103,7 @@ private:
     bool m_hasDelivered = false;
     int m_attempts = 0;
     int m_unread = -1;
-    // Since the updater took something.
+    // Since the updater last read something.
     QElapsedTimer m_stalled;
     QTimer m_timer;
     std::unique_ptr<ReaderCloseNotifier> m_readerCloseNotifier;

@@ -24,14 +24,14 @@ ReaderCloseNotifier::ReaderCloseNotifier(const QString& fifo)
 }
 
 ReaderCloseNotifier::~ReaderCloseNotifier() {
-    // The notifier before its descriptor.
+    // The notifier is deleted before its descriptor is closed.
     qDeleteAll(findChildren<QSocketNotifier*>());
     if (m_descriptor >= 0)
         ::close(m_descriptor);
 }
 
 void ReaderCloseNotifier::on_notifier_activated(int) {
-    // Events of one file without a name; how many there are does not matter.
+    // All events are of the same file and kind; their number does not matter.
     std::array<char, 4096> events;
     if (::read(m_descriptor, events.data(), events.size()) > 0)
         Q_EMIT readerClosed();

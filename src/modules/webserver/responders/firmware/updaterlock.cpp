@@ -24,7 +24,7 @@ QString updaterUseText() {
     const UpdaterLock use = holder().lock();
     if (!use)
         return {};
-    // A duration, because the clock of a device need not be right.
+    // A duration and no time of day, because the clock of a device may be wrong.
     const QString text = QStringLiteral("It comes from %1 and began %2 s ago; %3 bytes%4 have "
                                         "arrived.\n");
     const QString total = use->length < 0 ? QString("") : QStringLiteral(" of %1").arg(use->length);

@@ -5,10 +5,10 @@
 
 #include <memory>
 
-// One upload's use of the firmware updater, as others are told of it.
+// The upload that holds the lock, for the answers to other clients.
 struct UpdaterUse {
     QString client;
-    // Of the image, as the client has announced it; negative when it has not.
+    // The announced length of the image; negative when not announced.
     qint64 length = -1;
     qint64 bytes = 0;
     QElapsedTimer since;
@@ -17,8 +17,9 @@ struct UpdaterUse {
 // The right to write into the updater's FIFO. Two writers at once would interleave their images.
 using UpdaterLock = std::shared_ptr<UpdaterUse>;
 
-// Null while somebody else holds it. Free again when the last copy is gone.
+// Null while somebody else holds the lock. The lock is released with its last copy.
 UpdaterLock lockUpdater(const QString& client = QString(), qint64 length = -1);
 
-// Who holds it, since when, and how far that upload is: a line for people, empty while it is free.
+// A line of text about the upload that holds the lock: client, duration and progress. Empty while
+// the lock is free.
 QString updaterUseText();

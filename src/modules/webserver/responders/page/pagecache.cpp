@@ -4,8 +4,7 @@
 
 namespace {
 
-// In characters of the pages' files: many times what a device's pages have, and some MiB of memory
-// at most.
+// In characters: many times the pages of a device, and at most some MiB of memory.
 constexpr int maximumLength = 512 * 1024;
 
 } // namespace

@@ -7,17 +7,17 @@
 
 #include <memory>
 
-// The template pages that were asked for lately, parsed. A page is found by its file's name, as
-// long as that names the very file that was read and nothing has been written to it.
+// An LRU cache of parsed template pages. An entry is valid while the name has the version of the
+// file that was read.
 class PageCache {
 public:
     using PagePtr = std::shared_ptr<const PageTemplate::Page>;
 
     PageCache();
 
-    // Null when the page is not kept, or not the file's present one.
+    // Null when there is no valid entry.
     PagePtr find(const QString& fileName);
-    // `file` is what fstat() said before the page was read from it.
+    // `file`: the status of the file before the page was read from it.
     void add(const QString& fileName, const struct stat& file, const PagePtr& page);
 
 private:

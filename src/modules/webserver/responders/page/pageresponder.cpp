@@ -20,8 +20,8 @@
 
 namespace {
 
-// The longest that finished text is held back while replies are awaited: too short to be noticed,
-// long enough that pages whose replies come quickly go out in few chunks.
+// The longest time that text is buffered while a reply is awaited: too short to be noticed, and
+// long enough that a page with quick replies is sent in few chunks.
 constexpr int flushDelayMs = 50;
 
 const QString keyPath = QStringLiteral("path");
@@ -61,7 +61,7 @@ void PageResponder::respond() {
                                            << "'");
     setBrowserPolicy(&request());
     const QString fileName = getFileName();
-    // A page that is kept was inside the document root when it was read, and is the same file.
+    // A cached page was inside the document root when it was read, and its file has not changed.
     if (const PageCache::PagePtr page = pageCache().find(fileName))
         return processPage(page);
     if (!isInsideDocumentRoot(fileName))
@@ -73,8 +73,8 @@ QString PageResponder::getFileName() const {
     return documentRoot() + QLatin1Char('/') + request().url().path();
 }
 
-// The path is a decoded one: an encoded "../" has passed the server unresolved. Nobody may read the
-// device's files that way, nor learn which ones exist.
+// The path has been decoded and may contain "../", which the server does not resolve in its encoded
+// form. Clients must not read files outside the root, nor learn which files exist.
 bool PageResponder::isInsideDocumentRoot(const QString& fileName) const {
     if (documentRoot().isEmpty())
         return false;
@@ -87,7 +87,7 @@ void PageResponder::processFile(const QString& fileName) {
     if (!info.exists())
         return refuse(404, QStringLiteral("No such file"));
     QFile file(fileName);
-    // To open a FIFO would stop the whole device until somebody writes into it.
+    // Opening a FIFO would block the event loop until somebody writes into it.
     if (!info.isFile() || !file.open(QIODevice::ReadOnly))
         return refuse(403, QStringLiteral("Cannot open file for reading:") + fileName);
 
@@ -116,8 +116,8 @@ void PageResponder::refuse(int status, const QString& text) {
     Q_EMIT finished(request().requestId());
 }
 
-// A reply may come while its request is being sent. Then the loop that sent it goes on: the stack
-// does not deepen with the number of instructions.
+// A reply may arrive while its request is being sent. Then this loop, which sent the request,
+// continues; a recursive call would let the stack grow with the number of instructions.
 void PageResponder::processChunk() {
     if (m_isProcessing)
         return;
@@ -139,7 +139,7 @@ void PageResponder::processNextPart() {
         Q_EMIT finished(request().requestId());
         break;
     case PageTemplate::Piece::Unterminated:
-        // Deliberate: a device whose own pages are broken must not go into service.
+        // On purpose: a device with broken pages must not go into service.
         qFatal("PageResponder: Wrong input file");
         break;
     case PageTemplate::Piece::Instruction:
@@ -200,7 +200,8 @@ void PageResponder::substituteFormFields() {
     const auto field = [&fields](const QString& name) { return fields.value(name).toString(); };
     const auto jsonField = [&field](const QString& name) { return PlixJson::escape(field(name)); };
 
-    // The type first: a field must not break out of a JSON text by naming the type itself.
+    // The type is substituted first: it decides whether other fields are escaped for JSON, even if
+    // a field provides it.
     QString& type = m_params[keyType];
     type = PageTemplate::substitute(type, field);
     const bool isJson = type == QLatin1String("json");
@@ -237,14 +238,14 @@ void PageResponder::on_setData_finished(const CMVoidReply& reply) {
         return finishCommand(hasParam(keyOnError) ? escaped(param(keyOnError))
                                                   : QStringLiteral("[[setData: Error!]]"));
     }
-    // The text of onSuccessReply is a switch only.
+    // Only the presence of onSuccessReply counts, not its text.
     finishCommand(escaped(param(keyOnSuccessReply).isEmpty() ? param(keyOnSuccess)
                                                              : typedValueText(result.value())));
 }
 
 void PageResponder::finishCommand(const QString& output) {
     m_isWaiting = false;
-    // The client may have left while the reply was awaited.
+    // The client may have left meanwhile.
     if (isOver())
         return;
     out << output;

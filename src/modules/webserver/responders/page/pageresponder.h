@@ -9,9 +9,9 @@
 #include <QHash>
 #include <QString>
 
-// Answers a request with a template page: the file's text with each instruction (pagetemplate.h)
-// replaced by what it yields. The instructions run one after another, because a later one may read
-// what an earlier one has written; text is sent while the reply to one is awaited.
+// Answers a request with a template page: the text of the file, with each instruction (see
+// pagetemplate.h) replaced by its output. The instructions run one after another, because one may
+// read what an earlier one has written. Finished text is sent while a reply is awaited.
 class PageResponder : public Responder {
     Q_OBJECT
 
@@ -22,7 +22,7 @@ public:
     bool respondWillBlock() override { return false; }
 
 protected:
-    // Sends what is finished while a reply is awaited.
+    // Sends the finished text while a reply is awaited.
     void timerEvent(QTimerEvent* event) override;
 
 private Q_SLOTS:
@@ -37,11 +37,11 @@ private:
     void processPage(const PageCache::PagePtr& page);
     void refuse(int status, const QString& text);
 
-    // Goes on until the page is complete or a reply has to be awaited.
+    // Processes parts until the page is complete or a reply has to be awaited.
     void processChunk();
     void processNextPart();
-    // These write what the command yields, or set m_isWaiting and send a request whose reply
-    // completes the command, perhaps at once.
+    // These write the output of a command, or set m_isWaiting and send a request. Its reply, which
+    // may arrive before they return, completes the command.
     void processCommand(const PageTemplate::Page::Part& part);
     void executeCommand(const PageTemplate::Page::Part& part);
     void executeGetData(const PageTemplate::Page::Part& part);
@@ -49,7 +49,7 @@ private:
     void substituteFormFields();
     void finishCommand(const QString& output);
 
-    // Anything but the names of the modes means HTML.
+    // Any other mode than "none" and "js" means HTML.
     QString escapeString(const QString& value, const QString& mode) const;
     QString escaped(const QString& value) const;
     bool hasParam(const QString& name) const { return m_params.contains(name); }
@@ -58,7 +58,7 @@ private:
 
     PageCache::PagePtr m_page;
     QHash<QString, QString> m_params;
-    // Of the part of the page that comes next.
+    // The index of the next part of the page.
     int m_position = 0;
     bool m_isProcessing = false;
     bool m_isWaiting = false;

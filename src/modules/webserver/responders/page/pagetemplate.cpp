@@ -24,7 +24,7 @@ qsizetype wordEnd(QStringView text, qsizetype begin) {
     return begin;
 }
 
-// The quote that ends the value which begins at the position; negative when there is none.
+// The position of the quote that ends the value; negative when there is none.
 qsizetype closingQuote(QStringView text, qsizetype begin) {
     qsizetype last = -1;
     for (qsizetype i = begin; i < text.size(); ++i) {
@@ -53,7 +53,7 @@ QHash<QString, QString> parseAttributes(QStringView text) {
             continue;
         }
         const qsizetype valueEnd = closingQuote(text, valueBegin);
-        // Then no later attribute has one either.
+        // No later attribute can have a closing quote either.
         if (valueEnd < 0)
             return attributes;
         QString value = text.mid(valueBegin, valueEnd - valueBegin).toString();
@@ -79,7 +79,8 @@ QLatin1String htmlEntity(QChar character) {
     }
 }
 
-// Cut off toward zero, and to what fits: a greater number has no conversion.
+// Truncated toward zero, and limited to the range of the type, outside which the conversion is
+// undefined.
 qint64 truncated(double number) {
     constexpr double limit = 9223372036854775808.0;
     if (std::isnan(number))
@@ -102,7 +103,7 @@ PlixValue toTypedValue(QStringView member, const QString& text) {
     else if (member == QLatin1String("i64_"))
         value.setI64_(text.toLongLong());
     else if (member == QLatin1String("double_"))
-        // Not a mistake: the nodes that pages write this way hold whole numbers.
+        // On purpose: the nodes that pages write this way contain whole numbers.
         value.setI64_(truncated(text.toDouble()));
     return value;
 }

@@ -15,8 +15,9 @@
 
 namespace {
 
-// Twice as long as a stream waits, for its worker's answer and for the first byte. A younger FIFO
-// may have no reader yet; and one whose writer is still to come would be ended by the look at it.
+// Twice the time that a stream waits for its worker's answer and for the first byte. A younger FIFO
+// may not have a reader yet. If its writer is still to come, opening and closing it here would look
+// like the end of the stream.
 constexpr time_t minimumAgeSeconds = 120;
 
 bool isOldFifo(const QByteArray& name) {
@@ -43,7 +44,7 @@ void removeStalePipes() {
         folder.entryList({prefix.fileName() + QStringLiteral("[0-9]*")}, QDir::System);
     for (const QString& name : names) {
         const QByteArray path = QFile::encodeName(folder.filePath(name));
-        // Nobody takes a name that exists: it is still the same FIFO when it is removed.
+        // The name cannot be that of another FIFO by now, because a new FIFO needs a free name.
         if (isOldFifo(path) && !hasReader(path) && ::unlink(path.constData()) == 0)
             dbglog_info("Removed a pipe that was left: " << name);
     }

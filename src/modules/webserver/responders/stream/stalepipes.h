@@ -1,5 +1,5 @@
 #pragma once
 
-// Removes the FIFOs of streams that a device has left in /tmp when it was killed. Those of other
-// devices stay: they are read by somebody, or have just been made.
+// Removes the FIFOs of streams that a killed process has left in /tmp. The FIFOs of other running
+// processes are not removed: they have a reader, or are new.
 void removeStalePipes();

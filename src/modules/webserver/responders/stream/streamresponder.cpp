@@ -25,13 +25,11 @@ namespace {
 
 // "/api/stream/"
 constexpr int urlPrefixLength = 12;
-// Read from a FIFO at a time. What else is in flight is in the buffers of the connection and the
-// socket.
+// Read from a FIFO at a time. Further bytes are in the buffers of the connection and the socket.
 constexpr int chunkBytes = 1024;
-// A client and a producer that keep pace with each other would otherwise never let go of the event
-// loop.
+// Without a limit, a fast client and a fast producer would never return to the event loop.
 constexpr int chunksPerTurn = 64;
-// Streams last for minutes; a track that is skipped makes room at once.
+// Streams last for minutes, but a skipped track ends at once.
 const char retryAfterSeconds[] = "5";
 
 bool isTokenCharacter(char c) {
@@ -43,15 +41,15 @@ bool isHeaderName(const QByteArray& name) {
     return !name.isEmpty() && std::all_of(name.begin(), name.end(), isTokenCharacter);
 }
 
-// A line break, or what some client takes for one, would start a header of the worker's choice.
+// Line breaks would allow header injection. Some clients take other control characters for line
+// breaks.
 bool isHeaderValue(const QByteArray& value) {
     return std::none_of(value.begin(), value.end(), [](char c) {
         return (static_cast<unsigned char>(c) < ' ' && c != '\t') || c == '\x7f';
     });
 }
 
-// Headers that say where the message ends and what becomes of the connection; not for workers to
-// set.
+// Headers for the framing and the connection, which workers must not set.
 bool isFramingHeader(const QByteArray& name) {
     static const QList<QByteArray> names{
         "connection", "content-length", "keep-alive",        "proxy-connection",
@@ -59,7 +57,7 @@ bool isFramingHeader(const QByteArray& name) {
     return names.contains(name.toLower());
 }
 
-// Final statuses; an interim one would leave the client waiting for the real one.
+// A client waits for another status after an interim one.
 bool isFinalStatus(int status) {
     return status >= 200 && status <= 599;
 }
@@ -69,14 +67,15 @@ bool isFinalStatus(int status) {
 StreamResponder::StreamResponder(Request& request, const QString& documentRoot, int patienceMs,
                                  QObject* parent)
     : Responder(request, documentRoot, parent) {
-    // At once, and not with this object: when the device stops, no event loop is left to delete it.
+    // At the end of the exchange, and not in the destructor: when the device stops, the event loop
+    // does not delete this object any more.
     plixConnect(&request, &Message::finished, this, &StreamResponder::release);
     m_patienceTimer.setInterval(patienceMs);
     plixConnect(&m_patienceTimer, &QTimer::timeout, this,
                 &StreamResponder::on_patienceTimer_timeout);
 }
 
-// One of the streams that there may be at a time.
+// Counts the streams; one object for each.
 class StreamResponder::Place {
 public:
     Place() { ++s_taken; }
@@ -135,7 +134,7 @@ PlixHttpRequest StreamResponder::httpRequest() const {
     const QHash<QString, QString>& variables = request().serverData();
     for (auto variable = variables.begin(); variable != variables.end(); ++variable)
         data.setVariable(variable.key(), *variable);
-    // Asking for the fields of a request without a body would be logged as a fault.
+    // postData() logs a warning for a request without a body.
     data.setParams(request().requestContentType().isNull() ? QVariantHash() : request().postData());
 
     PlixHttpRequest httpRequest;
@@ -146,7 +145,7 @@ PlixHttpRequest StreamResponder::httpRequest() const {
 
 void StreamResponder::on_httpRequest_finishedSignal(const CMVoidReply& reply) {
     dbglog_scopedFunction;
-    // Too late: the client has been told so.
+    // The client has already been answered with 504.
     if (!m_pipe)
         return;
     if (const CMError error = reply.error()) {
@@ -175,7 +174,7 @@ void StreamResponder::on_httpRequest_finishedSignal(const CMVoidReply& reply) {
 }
 
 void StreamResponder::serveFile(const PlixHttpRequestReply& reply) {
-    // The worker has answered: neither it nor its FIFO is waited for.
+    // The FIFO is not needed.
     release();
     FileServing::serve({QFileInfo(reply.localFile()), {}, {}, reply.contentType()}, &request(),
                        [self = QPointer<StreamResponder>(this)] {
@@ -188,12 +187,12 @@ void StreamResponder::startStreaming(const PlixHttpRequestReply& reply) {
     if (reply.__contains(PlixHttpRequestReply::ContentLength()) && reply.contentLength() >= 0) {
         m_remaining = reply.contentLength();
         request().setContentLength(m_remaining);
-        // Players take a length for a promise that they may seek.
+        // Players assume that they can seek in a stream with a length.
         request().setHeader(QByteArrayLiteral("Accept-Ranges"), QByteArrayLiteral("none"));
     }
     if (reply.__contains(PlixHttpRequestReply::Headers()))
         setHeaders(reply.headers());
-    // No body will be sent, so none is waited for.
+    // There will be no body.
     if (m_remaining == 0 || request().method() == "HEAD")
         return finish();
 
@@ -206,8 +205,8 @@ void StreamResponder::startStreaming(const PlixHttpRequestReply& reply) {
                 SLOT(on_outDevice_bytesWritten(qint64)));
     QSocketNotifier* notifier = m_pipe->readNotifier();
     plixConnect(notifier, SIGNAL(activated(int)), this, SLOT(on_pipeNotifier_activated(int)));
-    // Reading a FIFO that nobody has opened yet looks like its end; the notifier does not fire
-    // before a writer has come.
+    // Reading from a FIFO without a writer returns 0, like its end. The notifier emits no signal
+    // before there is a writer.
     notifier->setEnabled(true);
 }
 
@@ -227,7 +226,7 @@ void StreamResponder::on_patienceTimer_timeout() {
         dbglog_warning("No answer from the worker of " << request().fullUri());
         return fail(504);
     }
-    // With a chunk on its way it is the client that is slow, which its connection sees to.
+    // If a chunk is pending, the client is slow. The connection handles slow clients.
     if (!std::exchange(m_isActive, false) && out.device()->bytesToWrite() == 0)
         lookAfterSilentStream();
 }
@@ -237,7 +236,7 @@ void StreamResponder::lookAfterSilentStream() {
     const qint64 length = m_pipe->read(buffer, sizeof buffer);
     if (length > 0)
         return relay(buffer, length);
-    // A writer that is merely silent makes reading fail with EAGAIN.
+    // While there is a writer, reading fails with EAGAIN.
     if (length == 0 && !m_hasStarted) {
         dbglog_warning("Nobody opened the pipe of " << request().fullUri());
         return fail(504);
@@ -278,7 +277,7 @@ void StreamResponder::readPipe() {
 
 void StreamResponder::relay(const char* data, qint64 length) {
     ++m_chunksInTurn;
-    // What exceeds the announced length would be read as the next response.
+    // The client would take bytes beyond the announced length for the next response.
     const qint64 wanted = m_remaining < 0 ? length : std::min(length, m_remaining);
     if (!out.device()->isOpen())
         dbglog_debug("device closed");
@@ -301,7 +300,7 @@ void StreamResponder::relay(const char* data, qint64 length) {
 void StreamResponder::on_outDevice_bytesWritten(qint64) {
     if (!m_pipe)
         return;
-    // libsoup writes the next chunk at once when it is there in time.
+    // A chunk that is added here is written at once.
     if (m_chunksInTurn < chunksPerTurn && out.device()->isOpen())
         return readPipe();
     dbglog_trace("enabling notifier (bytesWritten)");
@@ -313,14 +312,14 @@ void StreamResponder::endOfStream() {
     if (m_remaining > 0) {
         dbglog_warning("The worker wrote " << m_remaining << " bytes less than it announced for "
                                            << request().fullUri());
-        // The end of the connection is how the client learns that the rest will not come.
+        // Closing the connection tells the client that the response is incomplete.
         request().setHeader(QByteArrayLiteral("Connection"), QByteArrayLiteral("close"));
     }
     finish();
 }
 
 void StreamResponder::fail(int status) {
-    // What the worker has announced will not come.
+    // The announced body will not be sent.
     if (m_remaining > 0)
         request().setContentLength(0);
     request().setStatus(status, QString());

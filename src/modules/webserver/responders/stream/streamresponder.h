@@ -13,24 +13,24 @@ class PlixHttpRequest;
 class PlixHttpRequestReply;
 class PlixNamedPipe;
 
-// Relays what another worker writes into a FIFO to the client, under /api/stream/PATH: the node at
-// PATH is asked to perform the request and to write the body into the FIFO that is made here; its
-// answer says what the response looks like, or names a local file to be sent instead.
+// Relays to the client, under /api/stream/PATH, what another worker writes into a FIFO. The
+// responder makes the FIFO and writes its name to the node at PATH. The worker answers with status
+// and headers and writes the body into the FIFO, or names a local file to send instead.
 //
 // At most one chunk is between the FIFO and the client's connection, so that a client that does not
-// read stops the producer. The FIFO goes with the end of the stream, with every failure, and at
-// the latest with the responder.
+// read stops the producer (back-pressure). The FIFO is removed at the end of the stream, after
+// every failure, and at the latest by the destructor.
 class StreamResponder : public Responder {
     Q_OBJECT
 
 public:
-    // How long the other worker may take to answer, and after that to open the FIFO: one that is
-    // gone must not hold FIFO and client for ever. A producer that stays silent for as long loses
-    // a client that seems to have left; whether it has shows only when something is written.
+    // How long the other worker may take to answer, and then to open the FIFO. After a silence of
+    // this length in a stream, the stream ends if the client has closed its sending direction.
+    // Without writing it is not known whether such a client still reads.
     static constexpr int defaultPatienceMs = 30000;
 
-    // Streams of all servers at a time; further ones are refused with 503. Each takes a FIFO and
-    // two descriptors, and its worker's time.
+    // The number of streams of all servers at a time; further ones are answered with 503. Each
+    // takes a FIFO, two descriptors and time of its worker.
     static constexpr int maximumStreams = 64;
 
     StreamResponder(Request& request, const QString& documentRoot,
@@ -69,10 +69,10 @@ private:
     // Bytes of the announced content length that are still to come; negative without one.
     qint64 m_remaining = -1;
     bool m_isStreaming = false;
-    // Something came out of the FIFO: ever, and since the timer last looked.
+    // Whether something was read from the FIFO: at all, and since the last time-out of the timer.
     bool m_hasStarted = false;
     bool m_isActive = false;
-    // Since the notifier last fired.
+    // Since the last signal of the notifier.
     int m_chunksInTurn = 0;
     std::unique_ptr<HangUpWatch> m_hangUpWatch;
     bool m_hasClientHungUp = false;
