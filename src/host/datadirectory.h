@@ -2,6 +2,6 @@
 
 #include <QString>
 
-// The folder that the device's own data (the web pages) is in: the installed tree's if the program
-// runs from there, otherwise the source tree.
+// The folder of the device's data (the web pages): in the installed tree if the program runs from
+// there, otherwise in the source tree.
 QString dataDirectory();

@@ -13,10 +13,10 @@
 
 namespace {
 
-// Only the ready line waits for it, and that is read by a person or a script.
+// Only the ready line depends on it, which a person or a script reads.
 constexpr int startingPollMs = 10;
 
-// What the worker is handed: the members of its own configuration and what every worker may need.
+// The configuration of a worker: its own members, and those of all workers.
 QVariantHash workerConfig(const DeviceDescription& description, QVariantHash config,
                           const QString& stateDirectory) {
     config.insert(QStringLiteral("nodes"), description.nodes());
@@ -46,7 +46,8 @@ bool Device::start(const DeviceDescription& description, const QString& stateDir
         m_workers.emplace_back(worker);
     }
     dropReplacedWorkers();
-    // Behind what the workers queued when they were made, and behind what that queues in turn.
+    // Queued twice: after the events that the workers queued in their constructors, and after the
+    // events that these queue.
     QMetaObject::invokeMethod(
         this,
         [this] {
@@ -56,8 +57,8 @@ bool Device::start(const DeviceDescription& description, const QString& stateDir
     return true;
 }
 
-// Nodes are there even when no plug-in provides their worker. A plug-in of the same name takes the
-// plain worker's place in the root.
+// Makes plain workers for all nodes, whether or not a plug-in provides their worker. A plug-in's
+// worker of the same name replaces the plain one in the root.
 void Device::makePlainWorkers(const DeviceDescription& description) {
     const QVariantHash config{{QStringLiteral("nodes"), description.nodes()}};
     const QStringList names = description.nodeWorkers();

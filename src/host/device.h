@@ -10,8 +10,8 @@
 
 class DeviceDescription;
 
-// A running device: the data model's root and its workers, which live as long as this object and
-// end in reverse order. One per process.
+// A running device: the root of the data model and its workers, which live as long as this object
+// and are deleted in reverse order. One per process.
 class Device : public QObject {
     Q_OBJECT
 
@@ -24,8 +24,8 @@ public:
     bool start(const DeviceDescription& description, const QString& stateDirectory, QString* error);
 
 Q_SIGNALS:
-    // All workers have done what they queued when they were made, and none is still starting. The
-    // ports that they listen on, 0 for none.
+    // All workers have processed the events that they queued in their constructors, and none is
+    // still starting. The arguments are the ports that are listened on, 0 for none.
     void ready(int httpPort, int httpsPort);
 
 private:

@@ -34,7 +34,7 @@ bool isList(const QVariant& value) {
     return value.userType() == QMetaType::QVariantList;
 }
 
-// A misspelt member would otherwise go unnoticed.
+// Detects misspelt members.
 bool hasOnly(const QVariantHash& object, const QStringList& known, const QString& where,
              QString* error) {
     QStringList names = object.keys();
@@ -72,7 +72,7 @@ bool checkPlatform(const QVariant& platform, QString* error) {
 }
 
 bool checkWorker(const QVariant& entry, QString* error) {
-    // The name becomes part of a file name: nothing that could lead out of the plug-in folder.
+    // The name becomes part of a file name, which must not leave the plug-in folder.
     static const QRegularExpression libraryName(QStringLiteral("\\A[A-Za-z0-9_-]+\\z"));
 
     const QVariantHash worker = entry.toHash();

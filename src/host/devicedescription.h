@@ -5,12 +5,12 @@
 #include <QVariantHash>
 #include <QVector>
 
-// What a device consists of: the platform's paths, the workers to load and the nodes they start
-// with. Put together from device files, each merged over what the earlier ones gave, and from
-// overrides of single values. A plain value without any effect on the system.
+// The description of a device: the platform's paths, the workers to load and the initial nodes. It
+// is merged from device files, of which later ones have precedence, and from overrides of single
+// values. A plain value without effects on the system.
 //
-// Every file is checked as a whole before any of it is taken over. Errors are one sentence without
-// the file's name.
+// A file is merged only if all of it is valid. Error messages are one sentence without the file's
+// name.
 class DeviceDescription {
 public:
     struct Worker {

@@ -30,8 +30,8 @@ constexpr std::array<std::pair<const char*, log4cplus::LogLevel>, 7> levels{{
     {"off", log4cplus::OFF_LOG_LEVEL},
 }};
 
-// What log4cplus finds wrong, in lines; it goes on with the rest, and tells it to nobody but
-// standard error. An unknown level it throws.
+// Returns the errors that log4cplus finds, one in a line. log4cplus writes them to standard error
+// and continues. For an unknown level it throws an exception.
 QString configure(const std::string& fileName) {
     constexpr const char* prefix = "log4cplus:ERROR ";
     std::ostringstream complaints;
@@ -79,7 +79,7 @@ bool HostLog::setUpFromFile(const QString& fileName, QString* error) {
     }
     log4cplus::Logger::getRoot().removeAllAppenders();
     const QString complaints = configure(fileName.toStdString());
-    // One may lead to the next.
+    // Only the first one, because others may be its consequences.
     *error = complaints.section(QLatin1Char('\n'), 0, 0);
     return complaints.isEmpty();
 }

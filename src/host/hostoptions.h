@@ -3,7 +3,7 @@
 #include <QString>
 #include <QStringList>
 
-// What the command line asks of the host.
+// The options of the command line.
 struct HostOptions {
     QStringList deviceFiles;
     QStringList overrides;
@@ -16,8 +16,8 @@ struct HostOptions {
     bool help = false;
     bool version = false;
 
-    // Reads the arguments, the program's name first. False with one sentence in `error` when they
-    // are wrong.
+    // Parses the arguments, of which the first is the program's name. False with one sentence in
+    // `error` when they are not valid.
     bool parse(const QStringList& arguments, QString* error);
     static QString helpText();
 };

@@ -23,7 +23,7 @@ int priority(log4cplus::LogLevel level) {
 
 JournalLayout::JournalLayout() : PatternLayout("%-5p %c: %m%n") {}
 
-// The variable is inherited by programs whose output was redirected since.
+// The variable alone is not enough: programs inherit it even if their output has been redirected.
 bool JournalLayout::isJournal(int descriptor) {
     struct stat status {};
     if (fstat(descriptor, &status) != 0)

@@ -2,12 +2,13 @@
 
 #include <log4cplus/layout.h>
 
-// Lines for systemd's journal: it reads the priority in front, and knows the time itself.
+// The layout for systemd's journal: a priority at the beginning of the line, and no time, which the
+// journal adds.
 class JournalLayout : public log4cplus::PatternLayout {
 public:
     JournalLayout();
 
-    // Whether what is written to this descriptor goes to the journal.
+    // Whether the descriptor is connected to the journal.
     static bool isJournal(int descriptor);
 
     void formatAndAppend(log4cplus::tostream& output,

@@ -8,8 +8,9 @@
 
 namespace {
 
-// Reading the thread's processor time is a system call, too much for every turn of a busy loop. It
-// is read this often; what may have been spent between the reading and the turn is left out.
+// To read the thread's processor time is a system call, which is too expensive for every turn of a
+// busy loop. It is read at this interval. The time that may have been used between the last reading
+// and the turn is not counted.
 constexpr qint64 processorReadIntervalMs = 10;
 
 LoopMonitor* installed = nullptr;
@@ -50,7 +51,7 @@ void LoopMonitor::begin() {
 
 void LoopMonitor::end() const {
     const qint64 lengthMs = PlixLoopTurn::nowMs() - m_begin;
-    // Most turns are shorter than a tick of the clock, and what ran in them is, too.
+    // Most turns, and so their tasks, are shorter than a tick of the clock.
     if (lengthMs == 0)
         return;
     const PlixLoopTurn turn = PlixLoopTurn::take();

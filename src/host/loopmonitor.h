@@ -3,12 +3,12 @@
 #include <QtGlobal>
 #include <glib.h>
 
-// Logs the turns of GLib's default main context that take too long, with what they were spent on.
-// A turn is the time between the end of one poll and the beginning of the next one. One at a time,
-// on the thread that runs the context.
+// Logs the turns of GLib's default main context that take too long, with their slowest tasks. A
+// turn is the time between the end of one poll and the beginning of the next one. There may be one
+// object at a time, on the thread that runs the context.
 class LoopMonitor {
 public:
-    // All clients wait meanwhile, and this is what a person takes for a delay.
+    // All clients wait during a turn. A person notices a delay of this length.
     static constexpr qint64 limitMs = 100;
 
     LoopMonitor();

@@ -30,7 +30,7 @@ constexpr int largeBlockBytes = 256 * 1024;
 constexpr int usageError = 2;
 
 int fail(const QString& reason) {
-    // One line, whatever the reason quotes.
+    // simplified() makes it one line.
     std::fprintf(stderr, "plixhost: %s\n", reason.simplified().toLocal8Bit().constData());
     return usageError;
 }
@@ -61,7 +61,7 @@ bool mergeDefaultDevice(DeviceDescription* description, QString* error) {
         *error = file.errorString();
         return false;
     }
-    // Only this file may speak of a place that depends on where the program is.
+    // Only the built-in file may refer to the data directory of the program.
     QByteArray json = file.readAll();
     json.replace("${datadir}", PlixJson::escape(dataDirectory()).toUtf8());
     return description->merge(json, error);
@@ -109,8 +109,8 @@ bool setUpPlatformPaths(const DeviceDescription& description, const StateDirecto
     if (prefix.isEmpty()) {
         if (!state.makeFolder(folder, error))
             return false;
-        // The prefix is used as a regular expression: a dot in the state directory's name must not
-        // open its neighbours.
+        // The prefix is a regular expression. Without escaping, a dot in the name of the state
+        // directory would match other directories.
         prefix = QRegExp::escape(state.filePath(folder)) + QLatin1Char('/');
     }
     QString pipe = description.firmwareUpdateDataPipe();
@@ -170,12 +170,12 @@ int run(const HostOptions& options) {
 } // namespace
 
 int main(int argc, char** argv) {
-    // Answers of megabytes go back to the system when they have been sent. The allocator would
-    // raise this limit with the first of them, and keep the pieces of later ones.
+    // The memory of a response of megabytes is returned to the system after it has been sent.
+    // Without a fixed threshold the allocator raises it and keeps the memory of later responses.
     mallopt(M_MMAP_THRESHOLD, largeBlockBytes);
     const QCoreApplication application(argc, argv);
-    // Every wait on a connection makes GLib look up the text of an error that nobody reads, which
-    // takes long in any other language.
+    // GLib translates the text of EAGAIN errors, which nobody reads, for every wait on a
+    // connection. In the language "C" that is fast.
     std::setlocale(LC_MESSAGES, "C");
     QCoreApplication::setApplicationName(QStringLiteral("plixhost"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PLIX_VERSION));

@@ -11,7 +11,7 @@ namespace {
 
 QString defaultPath() {
     const QString base = qEnvironmentVariable("XDG_STATE_HOME");
-    // A relative path there is to be ignored, as the convention for this variable demands.
+    // The XDG specification requires that a relative path is ignored.
     if (QDir::isAbsolutePath(base))
         return base + QStringLiteral("/plix");
     return QDir::homePath() + QStringLiteral("/.local/state/plix");
@@ -37,7 +37,7 @@ bool StateDirectory::open(const QString& path, QString* error) {
     if (!makePrivate(m_path, error))
         return false;
     m_lock = std::make_unique<QLockFile>(filePath(QStringLiteral("lock")));
-    // A lock goes stale with its process, never with time.
+    // A lock becomes stale with the end of its process, not after a time.
     m_lock->setStaleLockTime(0);
     if (m_lock->tryLock(0))
         return true;

@@ -5,8 +5,8 @@
 
 #include <memory>
 
-// The directory in which a device keeps its state. Held by one device at a time, from open() until
-// this object ends.
+// The directory with the state of a device. It is locked from open() until the destruction of this
+// object, so that only one device uses it.
 class StateDirectory {
 public:
     // Creates the directory, readable for its owner only, if there is none. An empty path is the

@@ -12,8 +12,8 @@ namespace WorkerPlugin {
 // sentence in `error` when there is no such file, it cannot be loaded or makes no worker.
 CMAbstractWorker* create(const QString& library, const QVariantHash& config, QString* error);
 
-// The folders in which plug-ins are looked for, in this order: what PLIX_PLUGIN_DIR names, nothing
-// else; without it the build's and the installed tree's folder, both relative to the program.
+// The folders that are searched for plug-ins, in this order. With PLIX_PLUGIN_DIR only that one;
+// otherwise the folders of the build and of the installed tree, relative to the program.
 QStringList folders();
 
 } // namespace WorkerPlugin

@@ -14,7 +14,7 @@ bool isControl(char character) {
 
 std::string dbglog::oneLine(const std::string& text) {
     static const char digits[] = "0123456789abcdef";
-    // A program's output ends its last line; that is no part of the message.
+    // The line break at the end of a program's output is not part of the message.
     const std::size_t length = text.find_last_not_of('\n') + 1;
     const auto end = text.begin() + static_cast<std::ptrdiff_t>(length);
     std::string line;

@@ -16,7 +16,7 @@
 //
 //     const log4cplus::Logger webserverLogger = log4cplus::Logger::getInstance("Webserver");
 //
-// A statement whose level is switched off costs the level check; its text is not built.
+// A statement whose level is off only checks the level; its text is not built.
 
 extern const log4cplus::Logger DBGLOG_LOGGER;
 
@@ -28,7 +28,7 @@ inline std::ostream& operator<<(std::ostream& stream, const QString& text) {
     return stream << text.toUtf8();
 }
 
-// The Qt types that have a debug form (lists, hashes, variants) are logged in it.
+// Qt types with a QDebug operator (lists, hashes, variants) are logged with it.
 template <typename T>
 auto operator<<(std::ostream& stream, const T& value)
     -> std::enable_if_t<std::is_base_of_v<QVariant, T> || std::is_base_of_v<QVariantHash, T> ||
@@ -62,8 +62,8 @@ auto operator<<(std::ostream& stream, const T& value)
 
 namespace dbglog {
 
-// The text with its control characters made visible: what a client sends must not begin a line of
-// the log that looks like the server's own.
+// The text with its control characters escaped, which prevents log injection: text of a client must
+// not begin a new line of the log.
 std::string oneLine(const std::string& text);
 
 // Logs "Enter" when a function begins and "Leave" when it is left, at trace level.

@@ -6,7 +6,7 @@
 namespace MimeTypes {
 
 // The type for the extension of the file name at the end of `uri`; `defaultType` when the
-// extension is missing or unknown. Upper and lower case are the same.
+// extension is missing or unknown. Case-insensitive.
 QString URIToMimeType(const QString& uri, const QString& defaultType);
 
 namespace Text {

@@ -3,8 +3,7 @@
 #include <QObject>
 
 // Connects a signal with a slot, both given by SIGNAL() and SLOT() or as member functions, and
-// stops a build with assertions when the connection cannot be made: a misspelt slot name is a
-// programming error, not a run-time condition.
+// asserts that the connection was made: a misspelt slot name is a programming error.
 template <typename Sender, typename Signal, typename Receiver, typename Slot>
 QMetaObject::Connection plixConnect(const Sender* sender, Signal signal, const Receiver* receiver,
                                     Slot slot, Qt::ConnectionType type = Qt::AutoConnection) {

@@ -2,26 +2,25 @@
 
 #include <QString>
 
-// What a host program installs into the platform library before it loads workers. Workers never
-// include this file.
+// The functions with which a host program sets up the platform library before it loads workers.
+// Workers do not include this file.
 
 class CMAbstractWorker;
 class CMChangeNotifier;
 
-// The host's registry of workers: a worker with nodes enters itself under its name. Entering a
-// name again replaces the earlier worker.
+// The host's registry of workers, to which a worker with nodes adds itself under its name. A second
+// worker of the same name replaces the first.
 class CMWorkerRegistry {
 public:
     virtual ~CMWorkerRegistry() = default;
     virtual void addWorker(const QString& name, CMAbstractWorker* worker) = 0;
-    // Removes the worker if it is still the one of that name.
+    // Removes the worker unless another one has replaced it.
     virtual void removeWorker(const QString& name, CMAbstractWorker* worker) = 0;
     // Where workers announce the changes of their nodes; never null.
     virtual CMChangeNotifier* changeNotifier() = 0;
 };
 
-// Makes `root` what CMRoot() returns and `registry` what workers enter themselves in; neither is
-// owned. Null takes them away again.
+// Sets the result of CMRoot() and the registry of workers. Takes no ownership. Null removes them.
 void plixInstallRoot(CMAbstractWorker* root, CMWorkerRegistry* registry);
 // Null when none is installed.
 CMWorkerRegistry* plixWorkerRegistry();

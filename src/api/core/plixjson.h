@@ -23,13 +23,13 @@ public:
 class PlixJson {
 public:
     // Containers may be nested this deep in a text that is parsed and in a value that is
-    // serialised. Far more than any client needs, far less than would strain the stack.
+    // serialised. Far more than any client needs, far less than would overflow the stack.
     static constexpr int maximumDepth = 512;
-    // So many values, members and elements counted, may stand in a text that is parsed. Each takes
-    // up to some 300 bytes, however short its text.
+    // The maximum number of values in a text that is parsed, members and elements included. Each
+    // takes up to 300 bytes of memory, even if its text is short.
     static constexpr int maximumValues = 100'000;
-    // The longest text that is written, in bytes: more than any client reads, less than a small
-    // device has memory.
+    // The maximum length of a serialised text, in bytes: more than any client reads, less than the
+    // memory of a small device.
     static constexpr int maximumLength = 64 * 1024 * 1024;
 
     // Parses one JSON value of any kind. On failure the result is invalid and `error` holds a

@@ -12,15 +12,15 @@
 
 namespace {
 
-// Numbers come as text: the library's own conversion keeps no 64-bit integer apart from a double
-// that overflowed it, rounds wrongly in places and computes exponents that overflow an int.
-// Strings come as UTF-8 because the text of a number is garbled when the target is UTF-16.
+// Numbers are passed on as text. The conversion of the library does not tell a 64-bit integer from
+// an overflowed double, rounds some numbers wrongly, and lets exponents overflow an int. Strings
+// are passed on as UTF-8, because with UTF-16 the library corrupts the text of numbers.
 constexpr unsigned parseFlags = rapidjson::kParseIterativeFlag |
                                 rapidjson::kParseValidateEncodingFlag |
                                 rapidjson::kParseNumbersAsStringsFlag;
 
-// A text with a known end, which the parser sees as an endless row of NULs. The writing half of
-// the library's stream concept has to compile, but is for parsing in place only.
+// A text of known length; the parser reads NULs after its end. The writing functions of the
+// library's stream concept have to compile, but are used for in-place parsing only.
 template <typename Char>
 class TextStream {
 public:
@@ -123,14 +123,14 @@ bool ValueBuilder::RawNumber(const char* text, Size length, bool) {
             return place(unsignedNumber);
     }
     double number = 0;
-    // Out of range is what is too large and what is too small alike.
+    // from_chars() reports the same error for numbers that are too large and too small.
     if (std::from_chars(text, end, number).ec != std::errc())
         number = QByteArray(text, static_cast<int>(length)).toDouble();
     return std::isfinite(number) ? place(number) : fail("Number too big to be stored in double");
 }
 
 bool ValueBuilder::toText(const char* text, Size length, QString* result) {
-    // The parser has validated the bytes, so that a surrogate can only come from an escape.
+    // The parser has validated the input, so a surrogate can only be the result of an escape.
     const char* const end = text + length;
     for (const char* at = text; (at = static_cast<const char*>(std::memchr(at, '\xED', end - at)));
          at += 2) {

@@ -13,7 +13,7 @@
 
 namespace {
 
-// Where the writer puts its bytes.
+// The output buffer of the writer.
 class ByteStream {
 public:
     using Ch = char;
@@ -31,7 +31,7 @@ public:
         reserve(length + 2);
         char* at = m_at;
         *at++ = '"';
-        // Without a branch in the loop, so that it runs over several units at a time.
+        // Without a branch in the loop, so that the compiler can vectorise it.
         quint16 special = 0;
         for (int i = 0; i < length; ++i) {
             const quint16 unit = text[i];
@@ -64,7 +64,7 @@ private:
             return;
         int used = m_at ? static_cast<int>(m_at - m_bytes.constData()) : 0;
         if (size > PlixJson::maximumLength - used) {
-            // What follows is written over it.
+            // The result is discarded; further bytes overwrite it.
             m_isTooLong = true;
             used = 0;
         }
@@ -80,8 +80,8 @@ private:
     bool m_isTooLong = false;
 };
 
-// The library's encodings look for this name beside the stream. There is no unchecked writing,
-// because that would mean to reserve six bytes for each unit of a string.
+// Found by the library's encodings through argument-dependent look-up. It checks the capacity,
+// because unchecked writing would have to reserve six bytes for each unit of a string.
 void PutUnsafe(ByteStream& stream, char byte) {
     stream.Put(byte);
 }
@@ -181,8 +181,8 @@ void JsonWriter::writeText(const QString& text) {
         EndValue(true);
         return;
     }
-    // utf16() and not constData(): it ends with a NUL even where the string refers to foreign
-    // memory, and the unit behind a high surrogate is looked at.
+    // The unit after a high surrogate is read. utf16(), unlike constData(), guarantees a NUL at the
+    // end, even for strings made with fromRawData().
     EndValue(WriteString(reinterpret_cast<const char16_t*>(text.utf16()),
                          static_cast<rapidjson::SizeType>(text.size())));
 }

@@ -7,7 +7,7 @@
 
 namespace {
 
-// For a line of the log. A turn of many slow tasks is told by its slowest.
+// The slowest tasks are enough for a line of the log.
 constexpr std::size_t maximumTasks = 5;
 
 } // namespace

@@ -6,27 +6,27 @@
 #include <utility>
 #include <vector>
 
-// How the host judges a task that was slow.
+// Whether a slow task is a fault.
 enum class PlixLoopTaskKind {
     Usual,
-    // Known to block for long. Its time is not held against the turn.
+    // Known to block for long. Its time is not counted.
     Expected,
 };
 
 // The slow tasks of one turn of the event loop, for the host.
 class PlixLoopTurn {
 public:
-    // Whatever takes less cannot make a turn long on its own.
+    // Shorter tasks are not recorded.
     static constexpr int slowMs = 20;
 
-    // Adds a task of the calling thread's turn that has ended.
+    // Adds a finished task to the turn of the calling thread.
     static void add(PlixLoopTaskKind kind, const char* name, const QString& detail, qint64 ms);
-    // What was added since the last call, on the calling thread.
+    // Returns and clears what the calling thread has added since the last call.
     static PlixLoopTurn take();
-    // Monotonic milliseconds, exact to one tick of the kernel.
+    // Monotonic milliseconds, with the resolution of a kernel tick.
     static qint64 nowMs();
 
-    // The longest ones with their times, in the order of their ends; empty without any.
+    // The longest tasks with their times, in the order of their ends; empty without tasks.
     QString text() const;
     qint64 expectedMs() const { return m_expectedMs; }
 
@@ -42,14 +42,14 @@ private:
     qint64 m_expectedMs = 0;
 };
 
-// A part of a turn of the event loop, from its construction to the end of its scope. Tells the host
-// what a turn was spent on when that took too long:
+// Measures a part of a turn of the event loop, from its construction to the end of its scope, so
+// that the host can log what made a turn too long:
 //
 //     const PlixLoopTask task("getData", [&] { return path.toEncoded(); });
 //
-// Costs two reads of a coarse clock. The detail is asked for at the end of the scope, and only when
-// the task was slow: what it refers to must live until then. Tasks may stand inside of others.
-// Those of other threads than the loop's are ignored.
+// Takes two reads of a coarse clock. The detail is computed at the end of the scope, and only for a
+// slow task; what it refers to must live until then. Tasks may be nested. Tasks of other threads
+// are ignored.
 template <typename Detail>
 class PlixLoopTask {
 public:

@@ -5,8 +5,8 @@
 #include <utility>
 #include <vector>
 
-// A cache of a few entries, which are searched one after another: for keys that are compared more
-// easily than hashed. A new entry replaces the least recently used one when the list is full.
+// An LRU cache of a few entries, with linear search, for keys that have no hash. When the cache is
+// full, a new entry replaces the least recently used one.
 template <typename Entry, std::size_t maximumEntries>
 class PlixLruList {
 public:

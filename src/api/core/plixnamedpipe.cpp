@@ -11,9 +11,8 @@
 
 namespace {
 
-// Keeps a write to a FIFO that nobody reads from raising SIGPIPE. Only the calling thread's mask
-// is touched, and only for the time of the write: how the process handles the signal is its host's
-// business.
+// Prevents SIGPIPE for a write to a FIFO without a reader. It changes only the signal mask of the
+// calling thread, and only during the write, because the signal handlers belong to the host.
 class SigpipeBlocker {
 public:
     SigpipeBlocker() {
@@ -28,7 +27,7 @@ public:
     SigpipeBlocker(const SigpipeBlocker&) = delete;
     SigpipeBlocker& operator=(const SigpipeBlocker&) = delete;
 
-    // Takes back the signal that a write has raised.
+    // Removes the pending signal that a write has raised.
     void consume() const {
         const timespec atOnce{};
         while (!m_wasPending && sigtimedwait(&m_sigpipe, nullptr, &atOnce) < 0 && errno == EINTR) {
@@ -61,8 +60,7 @@ bool isFifo(int descriptor) {
     return fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
-// GIO has the process ignore the signal as soon as it has a GSocket, so that a process with a web
-// server needs no more than an error.
+// GIO makes the process ignore the signal with its first GSocket. Then nothing has to be blocked.
 bool isSigpipeIgnored() {
     struct sigaction action {};
     return sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
@@ -117,9 +115,9 @@ bool PlixNamedPipe::open(bool keepOpen) {
 }
 
 bool PlixNamedPipe::openDescriptor() {
-    // A blocking open of a reading end would hold up the event loop until somebody writes.
+    // A blocking open of a reading end would block the event loop until there is a writer.
     const bool nonBlock = m_mode == Read || m_nonBlock;
-    // A link in place of the FIFO that this object has made is not its own.
+    // A symbolic link that has replaced the FIFO of this object is not followed.
     const int flags = (m_mode == Read ? O_RDONLY : O_WRONLY) | (nonBlock ? O_NONBLOCK : 0) |
                       (m_owner ? O_NOFOLLOW : 0) | O_CLOEXEC;
     const QByteArray name = QFile::encodeName(m_name);
@@ -166,7 +164,7 @@ QSocketNotifier* PlixNamedPipe::writeNotifier() {
 
 QSocketNotifier* PlixNamedPipe::notifier(int type) {
     if (isOpen() && !m_notifier) {
-        // Without a parent: it may have to outlive the pipe by one turn of the event loop.
+        // Without a parent, because it may outlive the pipe by one turn of the event loop.
         m_notifier.reset(
             new QSocketNotifier(m_descriptor, static_cast<QSocketNotifier::Type>(type)));
         m_notifier->setEnabled(false);

@@ -16,41 +16,41 @@ class PlixNamedPipe : public QObject {
 public:
     enum Mode { Read = 1, Write = 2 };
 
-    // `owner`: this object may create the FIFO and removes it at its end.
+    // `owner`: this object may create the FIFO, and removes it in its destructor.
     PlixNamedPipe(const QString& name, int mode, QObject* parent, bool owner);
     ~PlixNamedPipe() override;
 
     QString name() const { return m_name; }
     void setNonBlock(bool nonBlock) { m_nonBlock = nonBlock; }
 
-    // Makes the FIFO, readable and writable for its owner only (0600). False with errno set when
-    // that fails, also when anything of that name exists already: a foreign FIFO is never reused.
+    // Makes the FIFO with mode 0600. False with errno set on failure, also when the name exists: a
+    // FIFO of somebody else is never used.
     bool create();
 
     // Opens this object's end. A non-blocking reading end opens at once; a non-blocking writing
-    // end fails with ENXIO while nobody reads. Anything but a FIFO is refused (EINVAL).
-    // `keepOpen`: a reading end also holds a writing descriptor, so that it sees no end of file
-    // when one writer leaves and the next may come.
+    // end fails with ENXIO while there is no reader. Fails with EINVAL if it is no FIFO.
+    // `keepOpen`: a reading end also opens a writing descriptor, so that there is no end of file
+    // between two writers.
     bool open(bool keepOpen);
     bool isOpen() const { return m_descriptor >= 0; }
 
-    // The bytes written or read; -1 with errno set on failure. A broken pipe is EPIPE, never a
-    // signal, provided that a process which ignores SIGPIPE when it opens its end goes on to.
+    // The number of bytes; -1 with errno set on failure. A broken pipe gives EPIPE and no signal. A
+    // process that ignores SIGPIPE when it opens its end must continue to do so.
     qint64 write(const char* data, int length);
     qint64 read(char* data, int length);
 
-    // Watch the open descriptor; null while it is closed. Owned by the pipe, created disabled
-    // on the first call, deleted when the pipe closes.
+    // Notifiers for the open descriptor; null while it is closed. Owned by the pipe, created
+    // disabled at the first call, deleted when the pipe is closed.
     QSocketNotifier* readNotifier();
     QSocketNotifier* writeNotifier();
 
-    // Closes the descriptor; the FIFO stays.
+    // Closes the descriptor and does not remove the FIFO.
     void close();
     // Closes the descriptor and, if this object created the FIFO, removes it.
     void destroy();
 
 private:
-    // Later, because the pipe may be closed or deleted inside the notifier's activated().
+    // With deleteLater(), because the pipe may be closed or deleted in a slot of the notifier.
     struct NotifierDeleter {
         void operator()(QSocketNotifier* notifier) const;
     };
@@ -63,8 +63,8 @@ private:
     bool m_owner;
     bool m_created = false;
     bool m_nonBlock = false;
-    // When it was opened; asked for once, because two more system calls for each write cost more
-    // than the write of a small piece.
+    // Determined when the pipe is opened, because two more system calls for each write would take
+    // longer than a small write.
     bool m_isSigpipeIgnored = false;
     int m_descriptor = -1;
     int m_keptOpen = -1;

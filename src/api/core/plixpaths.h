@@ -2,14 +2,14 @@
 
 #include "core/model/cmpath.h"
 
-// Where the device keeps its configuration in the data model.
+// The paths of the device's configuration in the data model.
 CMPath PlixWebserverDocumentRootPath();
 CMPath PlixWebserverDefaultLocationPath();
 CMPath PlixWebserverStrictPath();
 // A list of texts such as "https://app.example": the origins whose pages may use the API.
 CMPath PlixWebserverAllowedOriginsPath();
 CMPath PlixWebserverPortPath();
-// One of the limits on what clients may take, by its name; see the web server's documentation.
+// One of the limits on clients, by its name; see docs/security.md.
 CMPath PlixWebserverLimitPath(const QString& name);
 CMPath PlixWebserverHttpsCertPath();
 CMPath PlixWebserverHttpsPrivateKeyPath();
@@ -18,8 +18,8 @@ CMPath PlixWebserverHttpsPortPath();
 CMPath PlixUILanguagePath();
 CMPath PlixNetworkInfoPath();
 
-// The prefix that the names of files in the readable area begin with; it ends with a slash and is
-// used as a regular expression.
+// The prefix of the names of files in the readable area, a regular expression that ends with a
+// slash.
 QString PlixWebserverReadPathPrefix();
 
 // The path of the FIFO from which the firmware updater reads images.

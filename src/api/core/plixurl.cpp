@@ -7,11 +7,10 @@
 
 namespace {
 
-// What may stand in a path besides the unreserved characters.
+// The characters that are allowed in a path besides the unreserved ones.
 constexpr char pathDelimiters[] = "/:@!$&'()*+,;=";
 
-// Bytes that no URL contains and that would break a header line, or a log line, if they stood in
-// it.
+// Bytes that are not allowed in a URL. In a header or a log they would begin a new line.
 bool isForbidden(char byte) {
     const auto unit = static_cast<unsigned char>(byte);
     return unit <= ' ' || unit >= 0x7F;
@@ -37,7 +36,7 @@ int hexDigit(char digit) {
     return digit >= 'a' && digit <= 'f' ? digit - 'a' + 10 : -1;
 }
 
-// Of printable ASCII. Qt's own decoding computes a byte from whatever follows the percent sign.
+// The text is printable ASCII. Qt's decoding accepts any characters after the percent sign.
 QString decoded(const QByteArray& text) {
     if (!text.contains('%'))
         return QString::fromLatin1(text);
@@ -54,7 +53,7 @@ QString decoded(const QByteArray& text) {
             bytes += text[i];
         }
     }
-    // With the length, because the form that takes the array stops at the first NUL.
+    // With the length, because the overload for QByteArray stops at the first NUL.
     return plixFromUtf8(bytes.constData(), bytes.size());
 }
 

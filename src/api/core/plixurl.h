@@ -4,13 +4,12 @@
 #include <QString>
 #include <QUrl>
 
-// A URL in its encoded form, split into its components and otherwise left as it came: nothing is
-// normalised, and components of a URL that is not valid can be read too. The path and query items
-// are decoded when they are asked for.
+// A URL in its encoded form, split into its components. It is not normalised, and the components of
+// an invalid URL can be read too. The path and query items are decoded by their getters.
 class PlixUrl {
 public:
     PlixUrl() = default;
-    // From text as people write it, with characters that have yet to be encoded.
+    // From text with characters that have to be encoded.
     explicit PlixUrl(const QString& url);
     static PlixUrl fromEncoded(const QByteArray& url);
 
@@ -18,12 +17,12 @@ public:
     bool isValid() const { return toQUrl().isValid(); }
     QString scheme() const;
 
-    // The path, fully decoded. What cannot be decoded to text becomes U+FFFD; a percent sign
-    // without two hexadecimal digits stands for itself.
+    // The path, fully decoded. Invalid UTF-8 becomes U+FFFD; a percent sign without two hexadecimal
+    // digits is not changed.
     QString path() const;
     void setPath(const QString& path);
 
-    // The query as it stands in the URL, without the question mark; null when there is none.
+    // The encoded query, without the question mark; null when there is none.
     QByteArray encodedQuery() const { return m_query; }
     void setEncodedQuery(const QByteArray& query);
 
@@ -31,7 +30,7 @@ public:
     // The decoded value of the first item of that name; null when there is none.
     QString queryItemValue(const QString& name) const;
 
-    // Printable ASCII only, whatever the URL was made of.
+    // Always printable ASCII.
     QByteArray toEncoded() const;
     QUrl toQUrl() const { return QUrl::fromEncoded(toEncoded()); }
 

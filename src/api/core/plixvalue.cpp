@@ -36,8 +36,8 @@ bool wholeToI64(double number, qint64* result) {
     return true;
 }
 
-// The number as a 64-bit integer. False when it is no number, not whole or out of range. QVariant's
-// own conversions cut and wrap silently, and take truth values and texts for numbers.
+// Converts a number to a 64-bit integer. False when it is no number, not whole or out of range. The
+// conversions of QVariant truncate and wrap silently, and accept booleans and texts.
 bool toI64(const QVariant& value, qint64* result) {
     switch (value.userType()) {
     case QMetaType::Int:
@@ -70,7 +70,8 @@ bool toI32(const QVariant& value, qint32* result) {
     return true;
 }
 
-// The number as a double. False when it is no number or an integer that no double can hold.
+// Converts a number to a double. False when it is no number, or an integer that a double cannot
+// represent.
 bool toDouble(const QVariant& value, double* result) {
     if (value.userType() == QMetaType::Double || value.userType() == QMetaType::Float) {
         *result = value.toDouble();
@@ -84,7 +85,7 @@ bool toDouble(const QVariant& value, double* result) {
     return true;
 }
 
-// What the typed members hold; the type's zero value where they hold anything else.
+// The values of the typed members; the type's zero value for a value of another type.
 
 QString textOf(const QVariant& value) {
     return value.userType() == QMetaType::QString ? value.toString() : QString();
@@ -112,8 +113,8 @@ double realOf(const QVariant& value) {
     return number;
 }
 
-// The record of the named type with the scalar as its value. False when the scalar is of another
-// type or would lose something.
+// Makes the record of the named type with the scalar as its value. False when the scalar has
+// another type or the conversion would lose information.
 bool makeRecord(const QString& type, const QVariant& scalar, PlixValue* result) {
     PlixValue record;
     qint32 i32 = 0;
@@ -221,7 +222,7 @@ bool PlixValue::convert(const QVariant& value, PlixValue* result) const {
         return makeRecord(type(), value, result);
     const PlixValue given = toRecord(value);
     const QVariant scalar = given.__hash().value(given.type());
-    // {"i32_": "5"} is of no type at all.
+    // A record such as {"i32_": "5"} has no valid type.
     PlixValue wellFormed;
     return makeRecord(given.type(), scalar, &wellFormed) && makeRecord(type(), scalar, result);
 }
@@ -247,7 +248,7 @@ int plixToInt(const QVariant& value, bool* ok) {
         *ok = toI32(value, &number);
         return number;
     }
-    // QString::toInt() lets blanks and plus signs pass.
+    // QString::toInt() accepts blanks and plus signs.
     const QByteArray text = value.toString().toLatin1();
     const char* const end = text.constData() + text.size();
     const auto parsed = std::from_chars(text.constData(), end, number);

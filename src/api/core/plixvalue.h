@@ -22,8 +22,8 @@ public:
     void setI64_(qint64 value);
     void setDouble_(double value);
 
-    // The name of the typed member ("i32_"); null when the record is empty or holds anything else
-    // than exactly one of the typed members.
+    // The name of the typed member ("i32_"); null unless the record has exactly one member and it
+    // is a typed one.
     QString type() const;
 
     // The typed record for a bare scalar: text, truth value, whole number (i32_ where it fits,
@@ -31,12 +31,12 @@ public:
     static PlixValue fromScalar(const QVariant& scalar);
 
     // This typed record with its value replaced by `value`, a bare scalar or a typed record.
-    // Numbers convert between the numeric types when nothing is lost. False, with `result`
-    // untouched, when the value is of another type or would lose something.
+    // Numbers are converted between the numeric types if this loses no information. Otherwise, and
+    // for other types, false, and `result` is not changed.
     bool convert(const QVariant& value, PlixValue* result) const;
 };
 
-// The value as text: a string as it is, "true" or "false", decimal integers, the shortest form of
+// The value as text: a string unchanged, "true" or "false", decimal integers, the shortest form of
 // a real that reads back as the same number. Empty for an empty record.
 QString plixValueToQString(const PlixValue& value);
 

@@ -5,14 +5,14 @@
 
 namespace {
 
-// Sources that do not answer keep their connections until their time is over; they must not hold
-// up the others. Fetches beyond these wait, within their own time. Together with the fetches' size
-// limit this bounds the memory.
+// A source that does not answer occupies a connection until the time-out, and must not block other
+// fetches. Further fetches wait for a connection; the time counts towards their time-outs. Together
+// with the size limit of a fetch this limits the memory.
 constexpr int maximumConnections = 64;
 constexpr int maximumConnectionsPerSource = 8;
 
-// A connection is kept for the next fetch from the same source, but a device has no connections to
-// spare.
+// An idle connection is reused for the next fetch from the same source. The time is short, because
+// connections are limited.
 constexpr int idleSeconds = 5;
 
 } // namespace
@@ -34,7 +34,7 @@ HttpClient::HttpClient(QObject* parent, HttpVersion version, bool verifyCertific
 }
 
 HttpClient::~HttpClient() {
-    // While the session lives.
+    // Before the session is destroyed.
     qDeleteAll(findChildren<HttpFetch*>());
     soup_session_abort(m_session->soup.get());
 }

@@ -11,29 +11,28 @@
 #include <functional>
 #include <memory>
 
-// Fetches what "http" and "https" URLs name, and nothing else; other schemes fail.
+// Fetches "http" and "https" URLs; other schemes fail.
 //
-// A fetch is one request to that very source: no redirects are followed, no proxies and no cookies
-// are used, nothing is cached, and the body is asked for as it is: one that comes compressed all
-// the same, or whose end is missing, is a failed fetch. Its size is limited while it is read.
-// Fetches run side by side on the event loop.
+// A fetch is one request to the source itself: redirects are not followed, and proxies, cookies and
+// caches are not used. The request asks for an uncompressed body; the fetch fails if the body is
+// compressed or incomplete. The size is checked while the body is read. Fetches run concurrently on
+// the event loop.
 //
-// The client's end ends its fetches without calling back.
+// The destructor cancels all fetches; their callbacks are not called.
 class HttpClient : public QObject {
     Q_OBJECT
 
 public:
     enum HttpVersion { Http11 = 0, Http10 = 1 };
 
-    // What came of a fetch.
+    // The result of a fetch.
     class Result {
     public:
-        // The source's; 0 when the fetch failed, for whatever reason, even after the status had
-        // arrived.
+        // The status of the source; 0 when the fetch failed, even if a status had arrived.
         int statusCode() const { return m_statusCode; }
         const HttpClientHeaders& headers() const { return m_headers; }
         const QByteArray& body() const { return m_body; }
-        // Why the fetch failed, for the log; empty when it did not.
+        // The reason of a failure, for the log; empty on success.
         QString error() const { return m_error; }
 
     private:
@@ -45,13 +44,13 @@ public:
     };
     using Callback = std::function<void(const Result&)>;
 
-    // `verifyCertificates`: an HTTPS source whose certificate the system does not trust, or that is
-    // another host's, is a failed fetch.
+    // `verifyCertificates`: a fetch fails if the system does not trust the certificate, or if it is
+    // that of another host.
     HttpClient(QObject* parent, HttpVersion version, bool verifyCertificates);
     ~HttpClient() override;
 
-    // Calls back once, on a later turn of the event loop. The fetch ends without calling back when
-    // the context is deleted.
+    // Calls back once, in a later turn of the event loop. The deletion of the context cancels the
+    // fetch, without a call.
     void get(const PlixUrl& url, const HttpClientOptions& options, Callback callback);
     void get(const PlixUrl& url, const HttpClientOptions& options, QObject* context,
              Callback callback);

@@ -3,8 +3,8 @@
 #include <QHash>
 #include <QString>
 
-// The header fields of an answer. Names are the same in upper and lower case; the values of a
-// field that came more than once are joined by commas, except that the first Content-Type counts.
+// The header fields of a response. Names are case-insensitive. The values of repeated fields are
+// joined by commas; of Content-Type the first one is used.
 class HttpClientHeaders {
 public:
     bool contains(const QString& name) const { return m_fields.contains(name.toLower()); }
@@ -14,7 +14,7 @@ public:
     void add(const QString& name, const QString& value) {
         const QString key = name.toLower();
         QString& field = m_fields[key];
-        // It holds one type; two would be read as neither.
+        // Two types in one value would be invalid.
         if (key == QLatin1String("content-type") && !field.isNull())
             return;
         field = field.isNull() ? value : field + QStringLiteral(", ") + value;

@@ -3,11 +3,11 @@
 // The limits of one fetch.
 class HttpClientOptions {
 public:
-    // Bytes of the body; a source that sends more is cut off there and the fetch fails.
+    // The maximum size of the body in bytes. The fetch fails if the source sends more.
     int readSizeLimit() const { return m_readSizeLimit; }
     void setReadSizeLimit(int bytes) { m_readSizeLimit = bytes; }
 
-    // For everything from looking up the name to the last byte.
+    // From the name look-up to the last byte.
     int timeoutMs() const { return m_timeoutMs; }
     void setTimeoutMs(int milliseconds) { m_timeoutMs = milliseconds; }
 

@@ -7,16 +7,15 @@
 
 namespace {
 
-// What is asked for at a time; the source's own pace decides how much comes.
+// The size of the read buffer.
 constexpr gsize readSize = 65536;
 
-// A body as it is, not compressed.
+// The coding of an uncompressed body.
 const char identity[] = "identity";
 
 using GBytesPtr = std::unique_ptr<GBytes, GFree<g_bytes_unref>>;
 
-// The receiver of a GLib call that may end before the call does. Handed to the call, which hands it
-// back exactly once.
+// The user data of an asynchronous GLib call, which may outlive the fetch. The callback deletes it.
 using Receiver = QPointer<HttpFetch>;
 
 } // namespace
@@ -118,15 +117,16 @@ void HttpFetch::takeHeaders() {
         m_result.m_headers.add(QString::fromUtf8(name), QString::fromUtf8(value));
 }
 
-// Nobody asked for that. Unpacked it could be of any size, and packed it is not what its type says.
+// The request has asked for an uncompressed body. Decompressed, this one could have any size;
+// compressed, it does not have its content type.
 bool HttpFetch::isEncoded() const {
     const QString encoding = m_result.m_headers.value(QStringLiteral("Content-Encoding"));
     return !encoding.isEmpty() && encoding.compare(QLatin1String(identity), Qt::CaseInsensitive);
 }
 
-// libsoup takes the end of the connection between two chunks for the end of the body. Its stream
-// says at once that it has seen the last chunk; before that it asks the connection again, and a
-// cancelled call fails there.
+// libsoup treats a connection that is closed between two chunks as a complete body. After the last
+// chunk, a read of its stream returns 0 at once. Before it, the stream reads from the connection,
+// and that fails for a cancelled call.
 bool HttpFetch::hasWholeBody() {
     if (soup_message_headers_get_encoding(m_message.get()->response_headers) !=
             SOUP_ENCODING_CHUNKED ||
@@ -146,7 +146,7 @@ void HttpFetch::fail(const QString& error) {
     finish();
 }
 
-// Ends what is under way, and with it the connection, unless its answer has been read to the end.
+// Cancels the request. This closes the connection, unless the response has been read completely.
 void HttpFetch::abort() {
     g_cancellable_cancel(m_cancellable.get());
     if (m_message && !m_complete)
@@ -159,8 +159,8 @@ void HttpFetch::finish() {
     m_timeout.stop();
     abort();
     deleteLater();
-    // Once, even when what the cancelling brings comes before the deletion; and the callback may
-    // delete the context, and this with it.
+    // The callback is called once, even if the cancellation causes another result. It may delete
+    // the context, and this object with it.
     const HttpClient::Result result = m_result;
     if (const auto callback = std::exchange(m_callback, nullptr))
         callback(result);

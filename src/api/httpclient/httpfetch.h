@@ -7,8 +7,8 @@
 #include <QTimer>
 #include <libsoup/soup.h>
 
-// One fetch of an HttpClient, its child; deletes itself after its end. Deleted before, it ends
-// silently.
+// One fetch of an HttpClient, and its child. Deletes itself after its callback. Its destructor
+// cancels the fetch without a call.
 class HttpFetch : public QObject {
     Q_OBJECT
 

@@ -13,8 +13,8 @@ const log4cplus::Logger plixProcessHandlerLogger = log4cplus::Logger::getInstanc
 
 namespace {
 
-// How long a killed program may take to disappear. One that hangs in the kernel must not hold up
-// the event loop any longer.
+// How long to wait for the end of a killed program. One that hangs in the kernel must not block the
+// event loop longer.
 constexpr int killTimeoutMs = 1000;
 
 QString output(QProcess& process) {
@@ -52,7 +52,7 @@ int remainingMs(const QDeadlineTimer& deadline) {
     return static_cast<int>(deadline.remainingTime());
 }
 
-// A program that runs beside the event loop.
+// A program that runs while the event loop continues.
 class Run : public QObject {
 public:
     Run(QObject* context, PlixProcessHandler::Callback callback)
@@ -73,7 +73,7 @@ public:
                     [this] { report(ended(m_process)); });
         plixConnect(&m_process, &QProcess::errorOccurred, this,
                     [this](QProcess::ProcessError error) {
-                        // After every other error it also finishes.
+                        // Every other error is followed by finished().
                         if (error == QProcess::FailedToStart)
                             report(notStarted(m_process));
                     });

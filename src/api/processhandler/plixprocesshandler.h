@@ -7,16 +7,16 @@
 
 class QObject;
 
-// How a program ended that PlixProcessHandler ran.
+// The result of a program that PlixProcessHandler has run.
 class PlixProcessHandlerResult {
 public:
     PlixProcessHandlerResult(bool finishedOk, const QString& data)
         : m_finishedOk(finishedOk), m_data(data) {}
 
-    // The program could be started, ended by itself within the time-out, and reported success.
+    // Whether the program was started, ended within the time-out, and returned 0.
     bool finishedOk() const { return m_finishedOk; }
-    // Its output, standard output before standard error, decoded as UTF-8. When the program could
-    // not be started or was ended at the time-out, the reason in words stands there too.
+    // Standard output followed by standard error, decoded as UTF-8. If the program could not be
+    // started or was killed at the time-out, the text contains the reason.
     QString getData() const { return m_data; }
 
 private:
@@ -33,8 +33,8 @@ public:
                                               int timeoutMs);
 
     using Callback = std::function<void(const PlixProcessHandlerResult&)>;
-    // The same while the event loop goes on, from which the callback gets the result. When the
-    // context is destroyed before, the program is killed and nobody is told.
+    // The same without blocking. The callback is called from the event loop. If the context is
+    // deleted before, the program is killed and there is no call.
     static void start(const QString& program, const QStringList& arguments, int timeoutMs,
                       QObject* context, Callback callback);
 };

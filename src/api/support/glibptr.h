@@ -5,7 +5,7 @@
 #include <memory>
 #include <utility>
 
-// What GLib hands out, owned. Nothing else frees or unreferences.
+// Owning pointers for GLib's types. No other code calls a function that frees or unreferences.
 
 template <auto freeFunction>
 struct GFree {
@@ -20,7 +20,7 @@ using GChecksumPtr = std::unique_ptr<GChecksum, GFree<g_checksum_free>>;
 using GMainContextPtr = std::unique_ptr<GMainContext, GFree<g_main_context_unref>>;
 using GMappedFilePtr = std::unique_ptr<GMappedFile, GFree<g_mapped_file_unref>>;
 
-// A source that is taken out of its event loop when its owner lets it go.
+// Destroys a source: removes it from its main context and drops the reference.
 struct GSourceDestroy {
     void operator()(GSource* source) const {
         g_source_destroy(source);
@@ -87,7 +87,7 @@ public:
     GSignalConnection() = default;
     GSignalConnection(void* object, const char* signal, GCallback callback, void* data)
         : m_object(object), m_id(g_signal_connect(object, signal, callback, data)) {}
-    // By the signal's number, which saves finding it by name where every request connects.
+    // With the signal's identifier, which avoids a look-up by name for every request.
     GSignalConnection(void* object, guint signal, GCallback callback, void* data)
         : m_object(object),
           m_id(g_signal_connect_closure_by_id(object, signal, 0,

@@ -3,8 +3,8 @@
 #include "core/model/cmroles.h"
 #include "core/plixlooptask.h"
 
-// Each request is named with a path of its own: the caller's may go with whoever hears of the
-// answer.
+// Each function copies the path for its PlixLoopTask: a receiver of the reply may delete the
+// caller's.
 
 CMAbstractWorker::CMAbstractWorker(QObject* parent) : QObject(parent) {}
 

@@ -5,9 +5,9 @@
 
 #include <QObject>
 
-// What the data model is spoken to through: the root, which finds the worker that owns a path, and
-// every worker. All requests are asynchronous and end with the reply's finish() or fail(), never
-// without; a worker may finish the reply before the call returns.
+// The interface to the data model, of the root, which finds the worker that owns a path, and of
+// every worker. All requests are asynchronous and end with the reply's finish() or fail(). A worker
+// may finish the reply before the call returns.
 class CMAbstractWorker : public QObject {
     Q_OBJECT
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-// Small enough to cost nothing, large enough that a device at rest never looks.
+// More paths than a device without clients has, and few enough to be searched quickly.
 constexpr int firstSweepAt = 64;
 
 } // namespace
@@ -19,7 +19,7 @@ bool CMPathChanges::isWatched() const {
 }
 
 CMChangeNotifier::CMChangeNotifier() : m_sweepAt(firstSweepAt) {
-    // Queued connections given by their texts find the types by name.
+    // Queued connections with SIGNAL() and SLOT() look up the types by name.
     qRegisterMetaType<CMPath>();
     qRegisterMetaType<PlixValue>();
 }
@@ -51,8 +51,8 @@ bool CMChangeNotifier::disconnect(const CMPath& path, const char* signal, QObjec
     return true;
 }
 
-// Receivers that are deleted leave their entries behind. Looking for these at every doubling of
-// the index keeps it within twice what is watched, at a constant cost per subscription.
+// Deleted receivers leave entries without connections behind. They are removed when the index has
+// doubled, so that it has at most twice the necessary size, at an amortised constant cost.
 void CMChangeNotifier::dropUnwatched() {
     if (m_paths.size() < m_sweepAt)
         return;
@@ -61,8 +61,8 @@ void CMChangeNotifier::dropUnwatched() {
     m_sweepAt = std::max(firstSweepAt, 2 * m_paths.size());
 }
 
-// The copies of the entries keep the emitting objects alive whatever the receivers do; nothing of
-// the notifier is touched once a receiver has been called.
+// The copies of the entries keep the emitting objects alive. A receiver may delete the notifier, so
+// no member is used after a signal.
 
 void CMChangeNotifier::valueChanged(const CMPath& path, const PlixValue& value) {
     if (const QSharedPointer<CMPathChanges> changes = m_paths.value(path))

@@ -7,8 +7,8 @@
 #include <QObject>
 #include <QSharedPointer>
 
-// The subscriptions of one path: its signals are what receivers are connected to, so that Qt ends
-// a subscription with its receiver.
+// The subscriptions of one path. Receivers are connected to its signals, so that Qt removes a
+// subscription when its receiver is deleted.
 class CMPathChanges : public QObject {
     Q_OBJECT
 
@@ -21,8 +21,8 @@ public:
     bool isWatched() const;
 };
 
-// The index from path to change subscriptions: what a change costs depends on the receivers that
-// watch its path only.
+// The index of change subscriptions by path. The cost of a change depends only on the number of
+// receivers for its path.
 class CMChangeNotifier {
 public:
     CMChangeNotifier();
@@ -39,13 +39,13 @@ public:
     void dataChanged(const CMPath& path, const QString& role);
     void rowsChanged(const CMPath& path, const PlixList<PlixRowEvent>& events);
 
-    // The paths in the index, watched or not yet swept out.
+    // The number of paths in the index, including those without receivers that are not yet removed.
     int size() const { return m_paths.size(); }
 
 private:
     void dropUnwatched();
 
     QHash<CMPath, QSharedPointer<CMPathChanges>> m_paths;
-    // The size of the index at which entries without receivers are looked for next.
+    // The size of the index at which entries without receivers are removed next.
     int m_sweepAt;
 };

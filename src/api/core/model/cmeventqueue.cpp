@@ -24,7 +24,7 @@ void CMEventQueue::poll(CMEventQueueRequest* request, int timeout) {
         m_manager->scheduleExpiry(this);
     }
 
-    // What is called from here on may poll again or end this queue.
+    // A callee may poll again or delete this queue.
     const QPointer<CMEventQueue> self(this);
     if (earlier)
         earlier->eventsReady(this, {});
@@ -72,7 +72,7 @@ void CMEventQueue::answerPoll() {
 PlixList<PlixEvent> CMEventQueue::takeEvents() {
     PlixList<PlixEvent> events;
     for (const PathEvent& pending : m_pending) {
-        // What was done to its rows may have been undone.
+        // Its row events may have cancelled each other.
         if (!pending.event.isEmpty())
             events.append(pending.event.toEvent(pending.path));
     }

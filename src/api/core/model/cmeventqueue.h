@@ -13,8 +13,8 @@
 class CMEventQueue;
 class CMEventQueueManager;
 
-// The receiver of one poll. The queue owns it from poll() on, calls eventsReady() exactly once and
-// deletes it after that; when the queue ends first it is deleted without a call.
+// The receiver of one poll. poll() transfers it to the queue, which calls eventsReady() exactly
+// once and deletes it. If the queue is deleted first, it is deleted without a call.
 class CMEventQueueRequest {
 public:
     virtual ~CMEventQueueRequest() = default;
@@ -22,8 +22,7 @@ public:
     virtual void eventsReady(CMEventQueue* queue, const PlixList<PlixEvent>& events) = 0;
 };
 
-// The pending events of one client, and the poll that waits for them. Owned by its manager, which
-// fills it and ends it.
+// The pending events of one client, and the pending poll. Owned by its manager.
 class CMEventQueue : public QObject {
     Q_OBJECT
 
@@ -32,12 +31,12 @@ public:
 
     QUuid id() const { return m_id; }
 
-    // Hands the pending events to the request at once, or when the first event arrives, or an
-    // empty list when `timeout` seconds have passed (0: at once). An earlier request that still
-    // waits is answered with an empty list, so that no event goes to a client that has left.
+    // Passes the pending events to the request: at once if there are any, otherwise when the first
+    // event arrives, or an empty list after `timeout` seconds (0: at once). An earlier pending
+    // request gets an empty list, so that no event is lost with a client that has left.
     void poll(CMEventQueueRequest* request, int timeout);
-    // Takes a waiting request back, which is deleted without having been called; for a client
-    // that has gone. Nothing happens when the request is not the one waiting.
+    // Deletes a pending request without a call, because its client has left. Does nothing when the
+    // request is not pending.
     void cancel(CMEventQueueRequest* request);
 
 private:
@@ -51,24 +50,24 @@ private:
 
     bool hasWaitingPoll() const { return m_waiting != nullptr; }
     void append(const CMPath& path, const CMPendingEvent& event);
-    // Keeps the pending events of subscribed paths only.
+    // Drops the pending events of other paths.
     void setPaths(const QSet<CMPath>& paths);
-    // Answers the waiting poll, if any, with what is pending.
+    // Passes the pending events to the pending poll, if there is one.
     void answerPoll();
     PlixList<PlixEvent> takeEvents();
 
     const QUuid m_id;
-    // What the manager's shares know it by.
+    // The key in the manager's CMQueueShares.
     QString m_client;
     quint64 m_number = 0;
     CMEventQueueManager* const m_manager;
-    // While it waits, nothing is pending.
+    // The pending poll. While there is one, there are no pending events.
     std::unique_ptr<CMEventQueueRequest> m_waiting;
     QSet<CMPath> m_paths;
-    // In the order of their first occurrence, at most one of each path; the index has the
+    // In the order of their first occurrence, at most one for each path; the index maps paths to
     // positions.
     std::vector<PathEvent> m_pending;
     QHash<CMPath, std::size_t> m_pendingIndex;
-    // When the waiting poll ends, or without one the queue, by the manager's clock.
+    // By the manager's clock: the time-out of the pending poll, or without one of the queue.
     qint64 m_deadline = 0;
 };

@@ -14,7 +14,7 @@
 
 namespace {
 
-// The paths of the entries; false when one of them names none that can be watched.
+// Reads the paths of the entries. False when one of them is not a valid path.
 bool readPaths(const PlixList<PlixEventSubscribe>& entries, QSet<CMPath>* paths) {
     for (int position = 0; position < entries.size(); ++position) {
         const CMPath path = entries.record(position).path();
@@ -25,7 +25,7 @@ bool readPaths(const PlixList<PlixEventSubscribe>& entries, QSet<CMPath>* paths)
     return true;
 }
 
-// Whether an answer to a question for `roles`, the last of which is Internal, lets clients know.
+// Whether the node is not internal, by the reply for `roles`, the last of which is Internal.
 bool saysPublic(const CMReply<QList<QVariant>>& reply, const QStringList& roles) {
     const QList<QVariant> values = reply.value();
     return !reply.error() && values.size() == roles.size() &&
@@ -82,7 +82,7 @@ bool CMEventQueueManager::isWithinLimits(const Need& need) const {
 }
 
 bool CMEventQueueManager::makeRoom(const Need& need, const CMEventQueue* kept) {
-    // What takes nothing is always allowed, also where a limit is reached already.
+    // A request that adds nothing is allowed even when a limit is reached.
     while (need.queues > 0 || need.subscriptions > 0) {
         const bool isWithin = isWithinShare(need);
         if (isWithin && isWithinLimits(need))
@@ -160,8 +160,7 @@ void CMEventQueueManager::askInternal(const CMPath& path, const std::shared_ptr<
     watch->isAsking = true;
     watch->inQuestion = std::exchange(watch->gathered, {});
 
-    // The announcement has the value as a record, which is none of a list or a null. Clients hear
-    // what a read would tell them.
+    // The announced record is empty for lists and null. So the value is read, as a client would.
     QStringList roles{PlixRoles::Internal()};
     if (watch->inQuestion.isValueChanged())
         roles.prepend(PlixRolesType::Value());
@@ -186,8 +185,8 @@ void CMEventQueueManager::askInternal(const CMPath& path, const std::shared_ptr<
 
 void CMEventQueueManager::deliver(const CMPath& path, const Watch& watch,
                                   const CMPendingEvent& event) {
-    // All queues have the event before the first client is called, who may change queues, data
-    // and even end the manager.
+    // All queues get the event before the first poll is answered. The answer may change queues and
+    // data, and even delete the manager.
     std::vector<QPointer<CMEventQueue>> polled;
     for (CMEventQueue* queue : watch.queues) {
         queue->append(path, event);
@@ -211,8 +210,8 @@ void CMEventQueueManager::schedule(CMEventQueue* queue, qint64 milliseconds) {
     startTimer();
 }
 
-// A timer that is set for an earlier deadline is left as it is: to be woken once in vain is
-// cheaper than to set the timer at every poll.
+// A timer with an earlier deadline is not changed. One superfluous time-out is cheaper than setting
+// the timer at every poll.
 void CMEventQueueManager::startTimer() {
     if (m_deadlines.empty())
         return;

@@ -12,38 +12,37 @@
 #include <set>
 #include <utility>
 
-// The event queues of the clients, which it owns. Watches each subscribed path once, whatever the
-// number of queues, and hands a change to the queues that subscribed to its path only. Changes of
-// internal nodes, and of nodes whose Internal role cannot be read, are never delivered.
+// Owns the event queues of the clients. It subscribes to each path once, whatever the number of
+// queues, and adds a change to the queues that are subscribed to its path. Changes of internal
+// nodes, and of nodes whose role Internal cannot be read, are not delivered.
 class CMEventQueueManager : public QObject {
     Q_OBJECT
 
 public:
-    // A queue without a poll waiting or arriving for this long is dropped.
+    // A queue without a pending or new poll for this time is deleted.
     static constexpr int defaultExpiryMs = 60000;
-    // These bound what clients can make the device remember. The last one is for all queues
-    // together, at about a kilobyte for each path that nobody else watches, and a few more where
-    // rows change.
+    // These limit the memory that clients can use. The last one is for all queues together. A path
+    // takes about a kilobyte if no other queue is subscribed to it, and more when its rows change.
     static constexpr int maximumQueues = 20000;
     static constexpr int maximumPathsPerQueue = 4096;
     static constexpr int maximumPathLength = 1024;
     static constexpr int maximumSubscriptions = 65536;
-    // Of one client, so that it takes many to keep others from having any. Every browser without
-    // tabs that share has one queue per tab, and an address may stand for a whole network.
+    // Of one client, so that a single client cannot use up the limits. A browser may have a queue
+    // for each tab, and all clients behind a NAT have one address.
     static constexpr int maximumQueuesPerClient = 2000;
     static constexpr int maximumSubscriptionsPerClient = maximumSubscriptions / 4;
 
     explicit CMEventQueueManager(QObject* parent = nullptr);
     ~CMEventQueueManager() override;
 
-    // Holds for the queues that are created, polled or answered from now on.
+    // Applies to the queues that are created, polled or answered from now on.
     void setExpiry(int milliseconds) { m_expiryMs = milliseconds; }
 
-    // Adds and removes subscriptions of the queue, or of a new one when `queueId` names none. A
-    // path in both lists stays subscribed. A new queue counts towards the share of `client`, a text
-    // that tells clients apart, such as an address. Where a limit is reached, queues that were
-    // never polled are let go, the oldest first. Null, with the queue unchanged, when an entry
-    // names no path or that does not help.
+    // Adds and removes subscriptions of the queue, or of a new one when there is no queue of that
+    // identifier. A path in both lists stays subscribed. `client` identifies the client, for
+    // example by its address; a new queue counts towards its share. When a limit is reached, queues
+    // that were never polled are deleted, the oldest first. Null, with the queue unchanged, when
+    // an entry has no valid path or the limit is still exceeded.
     CMEventQueue* modifyQueue(const QString& queueId, PlixList<PlixEventSubscribe>& subscribe,
                               PlixList<PlixEventSubscribe>& unsubscribe,
                               const QString& client = QString());
@@ -61,9 +60,8 @@ private Q_SLOTS:
 private:
     friend class CMEventQueue;
 
-    // A subscribed path. Whether its node is internal is asked anew for every change; while an
-    // answer is awaited, later changes gather for the next question, so that none overtakes
-    // another.
+    // A subscribed path. The role Internal of its node is read for every change. Changes during a
+    // read are collected for the next one, so that their order is preserved.
     struct Watch {
         QSet<CMEventQueue*> queues;
         CMPendingEvent inQuestion;
@@ -78,7 +76,7 @@ private:
     void expire(CMEventQueue* queue);
 
     CMEventQueue* createQueue(const QString& client);
-    // What a request adds to what `client` has.
+    // What a request adds to the share of `client`.
     struct Need {
         QString client;
         int queues;
@@ -86,7 +84,7 @@ private:
     };
     bool isWithinShare(const Need& need) const;
     bool isWithinLimits(const Need& need) const;
-    // Lets queues go until there is room, but not `kept`. False when that does not help.
+    // Deletes queues, except `kept`, until the request is within the limits. False when it is not.
     bool makeRoom(const Need& need, const CMEventQueue* kept);
     void setPolled(CMEventQueue* queue);
     void setPaths(CMEventQueue* queue, const QSet<CMPath>& paths);

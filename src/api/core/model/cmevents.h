@@ -7,8 +7,8 @@ namespace PlixRowEventType {
 enum Enum { Inserted = 1, Removed = 2, Changed = 3, Moved = 4 };
 }
 
-// One change of a list: rows shift as the type says. A moved row leaves `index` and stands at
-// `toIndex` afterwards.
+// One change of a list, after which the other rows shift. A moved row is removed at `index` and is
+// at `toIndex` afterwards.
 class PlixRowEvent : public PlixHash {
 public:
     using PlixHash::PlixHash;
@@ -23,9 +23,9 @@ public:
     void setToIndex(int index) { setMember(QStringLiteral("toIndex"), index); }
 };
 
-// A change notification of one node: its new value when that changed, its row events
-// when rows changed. `rowsReset` in their place says that the rows changed more often than is
-// remembered: the receiver has to read the list again.
+// A change notification of one node: its new value if that changed, its row events if rows changed.
+// `rowsReset` replaces the row events when there were too many: the receiver has to read the list
+// again.
 class PlixEvent : public PlixHash {
 public:
     using PlixHash::PlixHash;
@@ -43,7 +43,7 @@ public:
     void setRowsReset() { setMember(QStringLiteral("rowsReset"), true); }
 };
 
-// One path to watch.
+// A path to subscribe to or to unsubscribe from.
 class PlixEventSubscribe : public PlixHash {
 public:
     using PlixHash::PlixHash;

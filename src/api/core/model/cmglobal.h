@@ -6,8 +6,7 @@
 
 namespace CMGlobal {
 
-// Maps each role to the value at the same position; surplus entries of the longer list are left
-// out.
+// Maps each role to the value at the same position. Surplus entries of the longer list are ignored.
 QHash<QString, QVariant> rolesValuesToHash(const QStringList& roles, const QList<QVariant>& values);
 
 } // namespace CMGlobal

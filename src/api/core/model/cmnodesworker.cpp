@@ -52,8 +52,7 @@ PlixRowsRoles pickRows(const QVector<QVariantHash>& rows, qint64 version, bool i
     return result;
 }
 
-// Null when no host is there to announce anything to. Asked for anew each time, because whoever
-// hears of a change may end the host.
+// Null without a host. Looked up each time, because a receiver of a change may delete the host.
 CMChangeNotifier* notifier() {
     CMWorkerRegistry* const registry = plixWorkerRegistry();
     return registry ? registry->changeNotifier() : nullptr;
@@ -89,8 +88,8 @@ bool sameRow(const QVariantHash& left, const QVariantHash& right) {
     return CMValues::same(left, right);
 }
 
-// The events that lead from one list to the other. Rows that both have at the start and at the end
-// are left alone, so that the usual small change is told as such.
+// The events that turn one list into the other. Common rows at the beginning and at the end are
+// skipped, so that a small change gives few events.
 PlixList<PlixRowEvent> difference(const QVector<QVariantHash>& from,
                                   const QVector<QVariantHash>& to) {
     const int shorter = std::min(from.size(), to.size());
@@ -114,8 +113,8 @@ PlixList<PlixRowEvent> difference(const QVector<QVariantHash>& from,
     return events;
 }
 
-// What other clients and the checks of writes rely on; and HTTP requests, which a plain node would
-// keep, with the address of the client that sent them, instead of answering them.
+// Whether clients must not write the role: because checks and other clients rely on it, or because
+// it is an HTTP request, which a plain node would store, with the client's address, and not answer.
 bool isGuard(const QString& role) {
     return role == PlixRoles::Internal() || role == PlixRoles::Modifiable() ||
            role == PlixRoles::Minimum() || role == PlixRoles::Maximum() ||
@@ -123,7 +122,7 @@ bool isGuard(const QString& role) {
 }
 
 CMError checkPermission(const QVariantHash& roles, const CMSetDataRequest& request) {
-    // A role that a node may get by being written. Only a node that has it can be activated.
+    // A write may add a known role to a node, except Activate.
     const bool mayHave =
         request.role != PlixRoles::Activate() && CMAllRoles().contains(request.role);
     const bool isKnown = roles.contains(request.role) || mayHave;
@@ -236,7 +235,7 @@ void CMNodesWorker::setDataRequest(const CMSetDataRequest& request) {
         return;
     }
 
-    // Whoever hears of the change may end this worker: nothing of it is touched afterwards.
+    // A receiver of the change may delete this worker, so no member is used afterwards.
     const CMReply<QVariant> reply = request.reply;
     const QString role = request.role;
     const bool isChange = store(path, role, value);

@@ -8,18 +8,18 @@
 #include <QVariantHash>
 #include <QVector>
 
-// A worker that keeps its nodes in memory. It enters itself into the host's registry under its
-// name and leaves it at its end. Change subscriptions go through the root, so that they outlive
-// the worker and may come before it.
+// A worker with its nodes in memory. The constructor adds it to the host's registry under its name,
+// the destructor removes it. The root holds the change subscriptions, so that these may exist
+// before the worker and outlive it.
 //
-// The configuration's member "nodes" (encoded path to an object of role name to value, with the
-// node's list as the member "rows") gives the nodes that the worker starts with; those of other
-// workers are skipped.
+// The member "nodes" of the configuration contains the initial nodes: it maps encoded paths to
+// objects of role names and values, with the rows of the node's list as the member "rows". Nodes of
+// other workers are ignored.
 class CMNodesWorker : public CMAbstractWorker {
     Q_OBJECT
 
 public:
-    // What a client may write to one role: far more than any text or list of settings takes.
+    // The limit on a value that a client writes: far more than any text or list of settings.
     static constexpr int maximumValueBytes = 65536;
 
     CMNodesWorker(const QVariantHash& config, const QString& name);
@@ -29,10 +29,10 @@ public:
 
     void getDataRequest(const CMGetDataRequest& request) override;
     void getRowsRequest(const CMGetRowsRequest& request) override;
-    // Plain storage, with the checks that the node's roles ask for (modifiable, minimum, maximum,
-    // type of the stored value), and of the size. The roles that these checks rest on, and roles
-    // that neither the node nor the platform knows, cannot be written. Workers override it for
-    // nodes that act.
+    // Stores the value after checks of the size and of what the node's roles require (modifiable,
+    // minimum, maximum, type of the stored value). The roles that these checks use, and roles that
+    // neither the node nor the platform knows, cannot be written. Workers override it for nodes
+    // with actions.
     void setDataRequest(const CMSetDataRequest& request) override;
 
     bool connectValueChange(const CMPath& path, QObject* receiver, const char* slot,
@@ -45,30 +45,31 @@ public:
                            Qt::ConnectionType type = Qt::AutoConnection) override;
     bool disconnectRowsChange(const CMPath& path, QObject* receiver, const char* slot) override;
 
-    // For the worker itself: no checks; what really changes is announced. Paths are encoded ones
-    // and include the worker's name. Setting anything of a missing node creates it.
+    // For the worker itself: without checks. Actual changes are announced. Paths are encoded and
+    // include the worker's name. Setting a role or rows of a missing node creates the node.
     bool hasNode(const QString& path) const { return m_nodes.contains(path); }
-    // Creates the node, or adds to and replaces roles of an existing one.
+    // Creates the node, or sets these roles of an existing one.
     void setNode(const QString& path, const QVariantHash& roles);
-    // Announced as a change to an empty value and of every role, and as the removal of its rows.
+    // Announced as a change of the value to an empty one and of every role, and as the removal of
+    // the rows.
     void removeNode(const QString& path);
     QVariant role(const QString& path, const QString& role) const;
     void setRole(const QString& path, const QString& role, const QVariant& value);
     void setValue(const QString& path, const PlixValue& value);
 
     // The node's list. Positions outside the list are programming errors (asserted). Every change
-    // gives the list a greater version, also across the node's removal.
+    // increases the version of the list; the version does not restart when the node is removed.
     int rowCount(const QString& path) const;
     QVariantHash row(const QString& path, int index) const;
     void setRows(const QString& path, const QVector<QVariantHash>& rows);
     void insertRow(const QString& path, int index, const QVariantHash& row);
     void removeRow(const QString& path, int index);
     void changeRow(const QString& path, int index, const QVariantHash& row);
-    // The row stands at `toIndex` afterwards.
+    // The row is at `toIndex` afterwards.
     void moveRow(const QString& path, int index, int toIndex);
 
 protected:
-    // The value of `role` was stored by a client's write; called before the change is announced.
+    // Called after a client's write has been stored, before the change is announced.
     virtual void stored(const QString& path, const QString& role, const QVariant& value);
 
 private:
@@ -85,7 +86,7 @@ private:
 
     QString m_name;
     QHash<QString, Node> m_nodes;
-    // The version that lists of new nodes start with: no list of a removed node had a greater one.
+    // The first version of the lists of new nodes, not less than that of any removed node.
     qint64 m_firstVersion = 0;
     CMRowsAnswers m_rowsAnswers;
 };

@@ -4,22 +4,23 @@
 
 #include <QVariant>
 
-// What changed at one node since it was last told: the newest value, and the row events in order.
+// The changes of one node that have not been delivered: the latest value, and the row events in
+// order.
 class CMPendingEvent {
 public:
-    // The value is to be set before the event is told.
+    // setValue() must be called before the event is delivered.
     static CMPendingEvent ofValue();
     static CMPendingEvent fromRowEvents(const QVariantList& events);
 
     bool isEmpty() const { return !m_valueChanged && m_rows.isEmpty(); }
     bool isValueChanged() const { return m_valueChanged; }
     void setValue(const QVariant& value) { m_value = value; }
-    // Adds what happened after this event.
+    // Adds a later event.
     void merge(const CMPendingEvent& later);
     PlixEvent toEvent(const CMPath& path) const;
 
 private:
-    // Which may be null: that a value is gone is told, too.
+    // May be null, when the node has no value any more.
     QVariant m_value;
     bool m_valueChanged = false;
     CMRowHistory m_rows;

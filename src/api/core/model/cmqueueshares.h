@@ -8,8 +8,8 @@
 
 class CMEventQueue;
 
-// How many queues and subscriptions each client has, and which queues were never polled, in the
-// order of their age. Owned by the manager of the queues, which tells it what becomes of them.
+// Counts the queues and subscriptions of each client, and lists the queues that were never polled
+// by age. Owned and updated by the manager of the queues.
 class CMQueueShares {
 public:
     struct Share {
@@ -17,9 +17,9 @@ public:
         int subscriptions = 0;
     };
 
-    // The number that the queue goes by from now on.
+    // Returns the number that identifies the queue in the other functions.
     quint64 add(const QString& client, CMEventQueue* queue);
-    // A queue without subscriptions ends.
+    // To be called when a queue without subscriptions is deleted.
     void remove(const QString& client, quint64 number);
     void setPolled(const QString& client, quint64 number);
     void addSubscriptions(const QString& client, int count);

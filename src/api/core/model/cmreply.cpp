@@ -105,7 +105,7 @@ void CMVoidReply::addWatcher(std::function<void(const CMVoidReply&)> callback,
 void CMVoidReply::finishWith(const CMError& error) const {
     if (!m_data)
         return;
-    // A watcher may drop the handle that this is called on.
+    // A watcher may delete this handle.
     const CMVoidReply self = *this;
     std::vector<CMReplyAbstractData::Watcher> watchers;
     {

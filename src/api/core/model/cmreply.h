@@ -16,9 +16,9 @@
 
 class CMVoidReply;
 
-// The state of one reply: whether it has finished, its error, its value, and who waits for it.
-// Shared by the handles below; filled by the worker that answers, which calls finish() or fail()
-// exactly once, on any thread. What a finished reply holds changes no more.
+// The state of a reply: whether it has finished, its error, its value, and its watchers. Shared by
+// the handles below. The worker that answers sets the value and calls finish() or fail() exactly
+// once, on any thread. A finished reply does not change.
 class CMReplyAbstractData {
 public:
     virtual ~CMReplyAbstractData() = default;
@@ -27,7 +27,7 @@ public:
 
     bool isFinished() const;
     CMError error() const;
-    // The value in its general form; invalid when the reply has none.
+    // The value; invalid when the reply has none.
     virtual QVariant variant() const = 0;
     // Blocks until finished or until the time has passed. True when finished.
     bool waitForFinished(unsigned long milliseconds = ULONG_MAX) const;
@@ -41,7 +41,8 @@ private:
     friend class CMVoidReply;
     using Watcher = std::function<void(const CMVoidReply&)>;
 
-    // Made by the first who waits: it allocates, and hardly any reply is waited for.
+    // Made at the first waitForFinished(), because it allocates memory and most replies do not need
+    // it.
     mutable std::unique_ptr<QWaitCondition> m_condition;
     CMError m_error;
     std::vector<Watcher> m_watchers;
@@ -75,7 +76,7 @@ public:
     CMVoidReply() = default;
     explicit CMVoidReply(const QSharedPointer<CMReplyAbstractData>& data) : m_data(data) {}
 
-    // The handle refers to no reply.
+    // Whether the handle refers to no reply.
     bool operator!() const { return !m_data; }
     const QSharedPointer<CMReplyAbstractData>& data() const { return m_data; }
     bool isFinished() const { return m_data && m_data->isFinished(); }
@@ -84,8 +85,8 @@ public:
         return m_data && m_data->waitForFinished(milliseconds);
     }
 
-    // Calls back once when the reply finishes, at once if it has already finished. A watcher whose
-    // receiver or context is gone by then is never called. `slot` is a SLOT() text of a slot that
+    // Calls back once when the reply finishes, at once if it has already finished. There is no call
+    // if the receiver or the context has been deleted. `slot` is a SLOT() text of a slot that
     // takes a CMVoidReply or nothing. With Qt::AutoConnection the call is direct when the reply
     // finishes on the receiver's thread; a receiver of another thread must not be deleted while
     // the reply finishes. False when the receiver has no such slot.
@@ -93,7 +94,7 @@ public:
                     Qt::ConnectionType type = Qt::AutoConnection) const;
     void addWatcher(QObject* context, std::function<void(const CMVoidReply&)> callback,
                     Qt::ConnectionType type = Qt::AutoConnection) const;
-    // Without a context the call comes on the thread that finishes the reply, whatever the type.
+    // Without a context the call is made on the thread that finishes the reply.
     void addWatcher(std::function<void(const CMVoidReply&)> callback,
                     Qt::ConnectionType type = Qt::DirectConnection) const;
 
@@ -113,14 +114,14 @@ class CMReply : public CMVoidReply {
 public:
     CMReply() : CMVoidReply(QSharedPointer<CMReplyData<T>>::create()) {}
     explicit CMReply(const QSharedPointer<CMReplyData<T>>& data) : CMVoidReply(data) {}
-    // A general handle seen as the typed one that it was made from.
+    // Converts a CMVoidReply back to the typed handle that it was made from.
     static CMReply from(const CMVoidReply& reply) {
         return CMReply(reply.data().template staticCast<CMReplyData<T>>());
     }
 
     T value() const { return typed()->value(); }
-    // The value itself instead of a copy that shares its parts, for the only one who waits for the
-    // reply: what is taken can be changed without being copied. The reply then holds an empty one.
+    // Moves the value out of the reply, so that it can be changed without a copy. For replies with
+    // one watcher. The reply's value is empty afterwards.
     T take() const { return typed()->take(); }
     // For the answering side.
     void setValue(const T& value) const { typed()->setValue(value); }

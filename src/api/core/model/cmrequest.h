@@ -15,7 +15,7 @@ public:
     using PlixHash::PlixHash;
 
     QVariant rows() const { return member(QStringLiteral("rows")); }
-    // The list itself; the record then has none.
+    // Moves the list out of the record.
     QVariantList takeRows() { return takeMember(QStringLiteral("rows")).toList(); }
     void setRows(const QVariant& rows) { setMember(QStringLiteral("rows"), rows); }
     int count() const { return member(QStringLiteral("count")).toInt(); }
@@ -43,8 +43,8 @@ struct CMGetRowsRequest {
     CMReply<PlixRowsRoles> reply;
 };
 
-// Writes one role. The reply's value is what the node answers; a plain node answers the value
-// that it now stores.
+// Writes one role. The reply's value is the node's answer; a plain node answers with the value that
+// it has stored.
 struct CMSetDataRequest {
     CMPath path;
     QString role;

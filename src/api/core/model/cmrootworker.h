@@ -10,9 +10,9 @@
 
 class CMChangeNotifier;
 
-// The root of a device whose workers live in one process: hands each request to the worker whose
-// name the path begins with, and keeps the change subscriptions. Installs itself as CMRoot() while
-// it lives. Owns no worker.
+// The root of a device whose workers are in one process. It passes each request to the worker whose
+// name the path begins with, and holds the change subscriptions. Installs itself as CMRoot() for
+// its lifetime. Does not own the workers.
 class CMRootWorker : public CMAbstractWorker, public CMWorkerRegistry {
     Q_OBJECT
 

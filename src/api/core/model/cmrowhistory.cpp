@@ -2,12 +2,12 @@
 
 namespace {
 
-// Where a row stands, or is inserted, in a list that misses the row at `missing`.
+// The position of a row, or of an insertion, in the list without the row at `missing`.
 int without(int missing, int row) {
     return row > missing ? row - 1 : row;
 }
 
-// The reverse: in a list that has one more row, at `added`.
+// The reverse: the position in the list with one more row, at `added`.
 int with(int added, int row) {
     return row >= added ? row + 1 : row;
 }
@@ -28,7 +28,7 @@ PlixList<PlixRowEvent> CMRowHistory::events() const {
 }
 
 void CMRowHistory::append(const QVariantList& events) {
-    // A worker that does not say what changed.
+    // The worker does not report which rows changed.
     if (events.isEmpty())
         lose();
     for (const QVariant& record : events) {
@@ -59,7 +59,7 @@ void CMRowHistory::append(const Event& event) {
         lose();
 }
 
-// Where the row stood before the event; -1 when the event inserted it.
+// The position of the row before the event; -1 when the event inserted it.
 int CMRowHistory::rowBefore(const Event& event, int row) {
     switch (event.type) {
     case PlixRowEventType::Inserted:
@@ -81,7 +81,7 @@ void CMRowHistory::appendChanged(int index) {
             return;
         row = rowBefore(*event, row);
     }
-    // The receiver reads an inserted row anyway.
+    // A change of an inserted row is dropped: the receiver reads the row because of the insertion.
     if (row >= 0)
         m_events.push_back({PlixRowEventType::Changed, index, 0});
 }
@@ -99,7 +99,7 @@ void CMRowHistory::appendRemoved(int index) {
     m_events.push_back({PlixRowEventType::Removed, index, 0});
 }
 
-// Takes the insertion at `position` out, and its row out of what happened since.
+// Removes the insertion at `position`, and its row from the later events.
 void CMRowHistory::dropInserted(std::size_t position) {
     int row = m_events[position].index;
     std::vector<Event> remaining(m_events.begin(), m_events.begin() + std::ptrdiff_t(position));

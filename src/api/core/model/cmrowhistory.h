@@ -4,17 +4,17 @@
 
 #include <vector>
 
-// The row events of one list in their order, without those that a receiver who reads the rows
-// afterwards does not need: a row that is changed again, or that is inserted and removed again.
+// The row events of one list in order, without events that a receiver does not need because it
+// reads the rows afterwards: a second change of a row, an insertion that is followed by the
+// removal.
 class CMRowHistory {
 public:
-    // Bounds what a list that changes fast makes a queue remember until the next poll. Beyond it
-    // reading the list again is cheaper for everyone than replaying its history. An event takes
-    // 12 bytes in each queue.
+    // Limits the memory of a queue between two polls. With more events it is cheaper to read the
+    // list again than to apply them. An event takes 12 bytes in each queue.
     static constexpr std::size_t maximumEvents = 64;
 
     bool isEmpty() const { return m_events.empty() && !m_isLost; }
-    // There were too many: the rows have to be read again.
+    // There were too many events; the receiver has to read the list again.
     bool isLost() const { return m_isLost; }
     PlixList<PlixRowEvent> events() const;
 

@@ -12,8 +12,8 @@
 // come twice for a path.
 class CMRowsAnswers {
 public:
-    // What answers the request about this version of the list: a record that shares its parts with
-    // the one given before, or what `pick` returns.
+    // The answer to the request for this version of the list: the cached record (implicitly
+    // shared), or the result of `pick`.
     PlixRowsRoles answer(const CMGetRowsRequest& request, qint64 version,
                          const std::function<PlixRowsRoles()>& pick);
 

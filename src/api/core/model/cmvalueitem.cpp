@@ -30,7 +30,7 @@ void CMValueItem::readPresentValue() {
     CMRoot()->getData(m_path, {PlixRolesType::Value()}, reply);
     reply.onFinished(this, [this](const CMReply<QList<QVariant>>& answer) {
         const QVariant value = answer.value().value(0);
-        // A change that came first is newer than this answer.
+        // A change that was delivered before this reply is newer.
         if (!m_delivered && !answer.error() && value.isValid())
             on_root_valueChanged(CMValues::record(value));
     });

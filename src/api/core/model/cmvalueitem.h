@@ -5,9 +5,9 @@
 
 #include <QObject>
 
-// Watches one node's value. Calls the slot (a SLOT() text of a slot that takes a PlixValue) with
+// Follows one node's value. Calls the slot (a SLOT() text of a slot that takes a PlixValue) with
 // the present value on the next turn of the event loop, if there is one, and then whenever the
-// value changes. Ends with its parent or its receiver, whichever goes first.
+// value changes. Deleted with its parent or its receiver, whichever is deleted first.
 class CMValueItem : public QObject {
     Q_OBJECT
 

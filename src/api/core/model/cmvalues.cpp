@@ -39,7 +39,7 @@ int orderIntegers(const QVariant& left, const QVariant& right) {
 }
 
 int orderIntegerReal(const QVariant& integer, double real) {
-    // Beyond these the conversion to an integer is not defined.
+    // Outside this range the conversion to an integer is undefined.
     if (real >= 0x1p64)
         return -1;
     if (real < -0x1p63)
@@ -117,7 +117,7 @@ bool CMValues::isWithin(const QVariant& value, const QVariant& minimum, const QV
 }
 
 qint64 CMValues::weight(const QVariant& value) {
-    // What the containers need for each of their elements.
+    // The overhead of a container for each element.
     constexpr qint64 elementBytes = 64;
     qint64 bytes = 0;
     switch (value.userType()) {

@@ -4,22 +4,22 @@
 
 #include <QVariant>
 
-// How the data model sees the values of its roles, which may be typed records or anything else.
+// Functions on the values of roles, which may be typed records or anything else.
 namespace CMValues {
 
 // The value within a typed record; any other value as it is.
 QVariant scalar(const QVariant& value);
-// The record that a value is announced as: a record as it is, a scalar as its typed record, empty
-// for anything else.
+// The record with which a change of the value is announced: a record unchanged, the typed record of
+// a scalar, an empty one for anything else.
 PlixValue record(const QVariant& value);
-// Equal in type and content. Unlike QVariant's comparison, which takes "1" for 1 and nearby reals
-// for the same; the width of an integer does not matter.
+// Equal in type and content; the width of an integer does not matter. QVariant's comparison, in
+// contrast, treats "1" and 1, and nearby reals, as equal.
 bool same(const QVariant& left, const QVariant& right);
 // Whether the number, if it is one, lies within the limits that are numbers; NaN does not. Exact
 // over all 64-bit integers. All three may be typed records.
 bool isWithin(const QVariant& value, const QVariant& minimum, const QVariant& maximum);
 
-// About how many bytes of memory the value takes.
+// An estimate of the memory of the value, in bytes.
 qint64 weight(const QVariant& value);
 
 } // namespace CMValues
