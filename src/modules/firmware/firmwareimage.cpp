@@ -20,7 +20,7 @@ bool FirmwareImage::write(const char* data, int size) {
 
 void FirmwareImage::removeRemains(const QString& fileName) {
     const QFileInfo file(fileName);
-    // The names that QSaveFile gives to files that are not complete yet.
+    // The names of QSaveFile's temporary files.
     const QStringList remains = file.dir().entryList({file.fileName() + QStringLiteral(".*")});
     for (const QString& name : remains)
         file.dir().remove(name);

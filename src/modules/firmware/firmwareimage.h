@@ -5,17 +5,17 @@
 #include <QSaveFile>
 #include <QString>
 
-// A firmware image while it is received: hashed on the way, and in its file only when it is
-// complete. Until commit() the image before it stays in place; without it nothing is left.
+// A firmware image that is being received. It is hashed while it is written to a temporary file,
+// which commit() renames over the previous image. Without commit() the temporary file is removed.
 class FirmwareImage {
 public:
     explicit FirmwareImage(const QString& fileName);
 
-    // False when the file cannot be written; errorString() tells why.
+    // False when the file cannot be written; see errorString().
     bool open();
     bool write(const char* data, int size);
-    // Puts the image in its place, on the disk and not only in memory, which may take seconds. Can
-    // be called on another thread when nothing else is called meanwhile.
+    // Synchronises the file to the disk and renames it, which may take seconds. May be called on
+    // another thread if no other function is called meanwhile.
     bool commit() { return m_file.commit(); }
 
     qint64 size() const { return m_size; }
@@ -23,7 +23,7 @@ public:
     QString sha256() const { return QString::fromLatin1(m_hash.result().toHex()); }
     QString errorString() const { return m_file.errorString(); }
 
-    // Removes what images left behind that a crash has cut off.
+    // Removes the temporary files that a crash has left.
     static void removeRemains(const QString& fileName);
 
 private:

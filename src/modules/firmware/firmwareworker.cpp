@@ -22,12 +22,11 @@ namespace {
 
 const QString updatePath = QStringLiteral("firmware:update");
 
-// A FIFO's capacity, and how many of them are taken before others have their turn on the event
-// loop.
+// The usual capacity of a FIFO, and the number of reads in one turn of the event loop.
 constexpr int readSize = 64 * 1024;
 constexpr int readsPerTurn = 4;
 
-// Somebody holds the reading end of the FIFO.
+// Whether the FIFO has a reader.
 bool hasReader(const QByteArray& path) {
     const int descriptor = ::open(path.constData(), O_WRONLY | O_NONBLOCK | O_CLOEXEC);
     if (descriptor >= 0)
@@ -61,7 +60,7 @@ FirmwareWorker::~FirmwareWorker() {
         m_commit.wait();
 }
 
-// One that a crash has left behind would be in the way; one that another updater reads is its own.
+// Removes the FIFO that a crash has left. A FIFO with a reader belongs to another updater.
 void FirmwareWorker::removeStalePipe() {
     const QByteArray path = QFile::encodeName(PlixFirmwareUpdateDataPipe());
     struct stat status;
@@ -83,8 +82,8 @@ bool FirmwareWorker::createPipe() {
 }
 
 void FirmwareWorker::openPipe() {
-    // Opened anew for each image: a descriptor that has seen the end of one stays at its end until
-    // the next writer comes, and keeps the event loop busy meanwhile.
+    // Opened for each image: a descriptor at the end of file stays readable until there is another
+    // writer, and would keep the event loop busy.
     m_pipe->close();
     if (!m_pipe->open(false)) {
         dbglog_error("No firmware updates: " << m_pipe->name() << ": " << std::strerror(errno));
@@ -106,7 +105,7 @@ void FirmwareWorker::on_readNotifier_activated(int) {
         if (size < 0)
             return fail(QString::fromLocal8Bit(std::strerror(errno)));
         receive(buffer.data(), static_cast<int>(size));
-        // It has failed, and the FIFO is another one.
+        // It has failed, and the FIFO has been replaced.
         if (!m_image)
             return;
     }
@@ -136,7 +135,7 @@ void FirmwareWorker::endImage() {
         return fail(QStringLiteral("an upload without a single byte"));
     }
     m_progressTimer.stop();
-    // Before the reading end is closed: the writer waits for that.
+    // Before the reading end is closed, because the writer removes the notice after that.
     const QString objection = objectionTo(m_pipe->name(), m_image->size(), m_image->sha256());
     removeNotice(m_pipe->name());
     if (!objection.isNull()) {
@@ -144,7 +143,7 @@ void FirmwareWorker::endImage() {
         return openPipe();
     }
     report(QStringLiteral("receiving"));
-    // What the next upload writes meanwhile waits in the FIFO.
+    // The next upload can write into the FIFO meanwhile.
     openPipe();
     if (m_pipe->readNotifier())
         m_pipe->readNotifier()->setEnabled(false);
@@ -167,7 +166,7 @@ void FirmwareWorker::on_image_committed(bool ok) {
         m_pipe->readNotifier()->setEnabled(true);
 }
 
-// The image before stays.
+// The previous image is not changed.
 void FirmwareWorker::discard(const QString& reason) {
     dbglog_warning("Firmware image failed: " << reason);
     m_progressTimer.stop();
@@ -177,8 +176,8 @@ void FirmwareWorker::discard(const QString& reason) {
 
 void FirmwareWorker::fail(const QString& reason) {
     discard(reason);
-    // A new FIFO, so that the writer of this image learns that nobody reads it, and its remaining
-    // bytes are not taken for the beginning of the next.
+    // A new FIFO: the writer of this image gets EPIPE, and its remaining bytes are not taken for
+    // the beginning of the next image.
     m_pipe.reset();
     if (createPipe())
         openPipe();

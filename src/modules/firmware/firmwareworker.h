@@ -10,14 +10,14 @@
 
 class FirmwareImage;
 
-// The firmware updater at the far end of the updater's FIFO: takes one image after the other, from
-// the first byte to the end of file, and keeps the last complete one as "firmware/image" below the
-// state directory.
+// A simulated firmware updater. It reads one image after the other from the updater's FIFO, each up
+// to the end of file, and stores the last complete one as "firmware/image" below the state
+// directory.
 //
-// The node "firmware:update" tells how it goes: {"state": "idle|receiving|received|failed",
-// "bytes": N, "sha256": hexadecimal digits of a received image}. A FIFO carries no length and no
-// verdict; those are in a file beside it, see firmwarenotice.h. An image that broke off, or is not
-// the one that was announced, has "failed", and the one before stays.
+// The node "firmware:update" shows the progress: {"state": "idle|receiving|received|failed",
+// "bytes": N, "sha256": hexadecimal digits of a received image}. Length, digest and completeness
+// are in a file beside the FIFO, see firmwarenotice.h. An image that is incomplete or not as
+// announced has the state "failed", and the previous image is not changed.
 //
 // Configuration: "nodes"; "stateDir", the state directory.
 class FirmwareWorker : public CMNodesWorker {
@@ -52,6 +52,6 @@ private:
     qint64 m_bytes = 0;
     qint64 m_reportedBytes = 0;
     QTimer m_progressTimer;
-    // Of the image that is being put in its place; waited for at the worker's end.
+    // The running commit() of an image. The destructor waits for it.
     std::future<void> m_commit;
 };

@@ -23,12 +23,12 @@ LiveSource::LiveSource(QObject* parent)
     m_nextRead.setInterval(readIntervalMs);
     connect(&m_nextRead, &QTimer::timeout, this, &QIODevice::readyRead);
     m_clock.start();
-    // Without the device's own buffer, which would be filled ahead of the clock's second.
+    // Without QIODevice's buffer, which would be filled ahead of time.
     open(ReadOnly | Unbuffered);
 }
 
 qint64 LiveSource::readData(char* data, qint64 length) {
-    // Only a reader that comes back for more is told of more.
+    // readyRead() is emitted only after a read.
     m_nextRead.start();
     if (!m_header.isEmpty())
         return readHeader(data, length);

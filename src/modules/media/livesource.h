@@ -6,9 +6,9 @@
 #include <QIODevice>
 #include <QTimer>
 
-// An endless WAV that is to be read as fast as it would be heard: reading gives six seconds at
-// once, then what the clock says is due, and readyRead() says that there is more. A reader may fall
-// a second behind; what a slower one misses is left out.
+// An endless WAV stream in real time. Six seconds can be read at once, then as much as the clock
+// allows; readyRead() is emitted when there is more. A reader may be up to a second late; for a
+// slower one, samples are skipped.
 class LiveSource : public QIODevice {
     Q_OBJECT
 

@@ -5,7 +5,7 @@
 
 // The folder that the media worker offers: audio files directly inside it, and pictures in its
 // folder "covers", where NAME.svg (or .png, .jpg, .jpeg) is the cover of NAME.wav. Hidden files,
-// links that lead out of the folder and anything else in it are not there for anybody.
+// links that lead out of the folder and other files are ignored.
 class MediaFolder {
 public:
     struct Track {
@@ -16,7 +16,7 @@ public:
         qint64 durationMs = 0; // 0 when unknown
     };
 
-    // A folder with more is cut off: its list is built in one go.
+    // Further tracks are ignored, because the list is built in one turn of the event loop.
     static constexpr int maximumTracks = 5000;
 
     explicit MediaFolder(const QString& path = {}) : m_path(path) {}
@@ -24,8 +24,8 @@ public:
     const QString& path() const { return m_path; }
     // In the order of the file names.
     QVector<Track> tracks() const;
-    // The absolute path of the file that a client names "NAME" or "covers/NAME"; null when there is
-    // no such file.
+    // The absolute path of the file with the client's name "NAME" or "covers/NAME"; null when there
+    // is no such file.
     QString find(const QString& name) const;
 
 private:

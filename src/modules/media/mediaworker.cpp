@@ -93,7 +93,7 @@ MediaWorker::MediaWorker(const QVariantHash& config)
 
 MediaWorker::~MediaWorker() = default;
 
-// Roles that the configuration has given stay as they are.
+// Does not change roles that the configuration has set.
 void MediaWorker::provide(const QString& path, const QVariantHash& roles) {
     QVariantHash missing;
     for (auto entry = roles.begin(); entry != roles.end(); ++entry) {
@@ -206,7 +206,7 @@ QVariantHash MediaWorker::answerThroughPipe(const PlixHttpRequest& request,
         dbglog_warning("Cannot write to " << request.pipe() << ": " << strerror(errno));
         return statusOnly(503);
     }
-    // It ends by itself, at the latest with this worker.
+    // It deletes itself, at the latest with this worker.
     static_cast<void>(writer.release());
     PlixHttpRequestReply reply;
     reply.setStatus(200);

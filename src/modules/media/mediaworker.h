@@ -19,8 +19,8 @@ class TrackGenerator;
 //   media:/covers/NAME a cover
 //   media:/live        an endless tune
 //
-// All but the list answer HTTP requests, a file by its local name or, with "via=pipe" in the query,
-// through the pipe. A name that does not exist is answered with status 404.
+// All nodes but the list answer HTTP requests: with the local name of a file or, with "via=pipe" in
+// the query, through the pipe. A name that does not exist is answered with status 404.
 //
 // Configuration: "nodes"; "stateDir", the state directory.
 class MediaWorker : public CMNodesWorker {

@@ -41,7 +41,7 @@ qint16 Melody::sample(qint64 position) const {
     const quint32 step = m_steps.at(int(position / m_noteSamples % m_steps.size()));
     const int at = int(position % m_noteSamples);
     const quint32 phase = step * quint32(at);
-    // Each note swells quickly and dies away, so that it begins and ends without a click.
+    // Each note has a short attack and decays, so that it begins and ends without a click.
     const float decay = 1 - float(at) / float(m_noteSamples);
     const float swell = std::min(1.0F, float(at) / float(attackSamples));
     return qint16(loudness * swell * decay * wave()[phase >> (32 - tableBits)]);

@@ -3,8 +3,7 @@
 #include <QVector>
 #include <QtGlobal>
 
-// A simple tune, as 16-bit samples that are computed where they are asked for. Repeats itself for
-// ever.
+// A simple tune that repeats itself, as 16-bit samples that are computed when they are read.
 class Melody {
 public:
     static constexpr int sampleRate = 16000;
@@ -19,7 +18,7 @@ public:
     qint16 sample(qint64 position) const;
 
 private:
-    // Per note: what the phase advances with each sample, in 2^32ths of a period; 0 for a rest.
+    // The phase increment of each note for a sample, in units of 2^-32 periods; 0 for a rest.
     QVector<quint32> m_steps;
     int m_noteSamples;
 };

@@ -12,7 +12,7 @@
 
 namespace {
 
-// What an empty FIFO takes at once.
+// The usual capacity of a FIFO.
 constexpr int chunkBytes = 64 * 1024;
 
 } // namespace
@@ -42,7 +42,7 @@ void PipeWriter::on_writeNotifier_activated(int) {
 }
 
 void PipeWriter::on_source_readyRead() {
-    // What is pending waits for the reader, and the source with it.
+    // While bytes are pending, the source is not read.
     if (m_pending.isEmpty())
         copy();
 }
@@ -59,7 +59,7 @@ void PipeWriter::copy() {
         if (length == 0)
             return;
     }
-    // One chunk per turn of the event loop: a fast reader is not all that the device has to serve.
+    // One chunk in a turn of the event loop, so that a fast reader does not block other clients.
     if (flush())
         m_pipe->writeNotifier()->setEnabled(true);
 }

@@ -8,17 +8,17 @@
 class PlixNamedPipe;
 class QIODevice;
 
-// Copies a device into a FIFO that somebody reads, as fast as that reader takes it, without holding
-// up the event loop. Deletes itself when the source ends, the reader leaves or something fails.
+// Copies a device into a FIFO at the speed of its reader, without blocking the event loop. Deletes
+// itself at the end of the source, when the reader closes the FIFO, and after an error.
 class PipeWriter : public QObject {
     Q_OBJECT
 
 public:
-    // Takes the source over, which is open for reading.
+    // Takes ownership of the source, which is open for reading.
     PipeWriter(const QString& pipe, std::unique_ptr<QIODevice> source, QObject* parent);
     ~PipeWriter() override;
 
-    // False, with errno set, when nobody reads the FIFO or it cannot be opened.
+    // False, with errno set, when the FIFO has no reader or cannot be opened.
     bool start();
 
 private Q_SLOTS:
@@ -26,7 +26,7 @@ private Q_SLOTS:
     void on_source_readyRead();
 
 private:
-    // Moves what source and reader are ready for.
+    // Copies as much as the source has and the FIFO accepts.
     void copy();
     bool flush();
     void end();

@@ -92,7 +92,7 @@ QByteArray wav(const Track& track) {
     return WavFormat::header(Melody::sampleRate, quint32(body.size()), info) + body;
 }
 
-// A sky, a disc that stands as high as the tune's first note, and its notes as hills.
+// A picture of a sky, a disc at the height of the tune's first note, and its notes as hills.
 QByteArray cover(const Track& track) {
     QString hills;
     int x = 0;

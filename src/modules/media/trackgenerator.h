@@ -4,15 +4,15 @@
 #include <QString>
 
 // Fills a folder with the tracks and covers that come with the device: NAME.wav and
-// covers/NAME.svg. One track is made per turn of the event loop, each file appears whole or not at
-// all, and files that exist are left alone.
+// covers/NAME.svg. It makes one track in a turn of the event loop, writes each file atomically, and
+// does not change existing files.
 class TrackGenerator : public QObject {
     Q_OBJECT
 
 public:
     TrackGenerator(const QString& folder, QObject* parent);
 
-    // Emits finished(), at once when there is nothing to do.
+    // Emits finished() at the end, at once when there is nothing to do.
     void start();
 
 Q_SIGNALS:

@@ -11,7 +11,7 @@ namespace {
 constexpr int bytesPerSample = 2;
 constexpr int riffHeaderBytes = 12;
 constexpr int chunkHeaderBytes = 8;
-// More than any real file has; a damaged one must not keep the device busy.
+// More than any real file has. Limits the time that a damaged file takes.
 constexpr int maximumChunks = 64;
 constexpr quint32 maximumInfoBytes = 4096;
 

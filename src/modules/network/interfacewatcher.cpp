@@ -17,7 +17,7 @@ namespace {
 constexpr int settleMs = 250;
 constexpr int pollMs = 10000;
 
-// -1 with errno set when the kernel gives no notices.
+// Opens a netlink socket for notifications. -1 with errno set on failure.
 int openNoticeSocket() {
     const int descriptor =
         socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC | SOCK_NONBLOCK, NETLINK_ROUTE);
@@ -57,8 +57,8 @@ InterfaceWatcher::~InterfaceWatcher() {
         close(m_socket);
 }
 
-// What the notices say is not read: the state they lead to is. Notices that the kernel dropped
-// (ENOBUFS) are notices all the same.
+// The content of the notifications is ignored, because the whole state is read afterwards. That the
+// kernel has dropped notifications (ENOBUFS) counts as a notification.
 void InterfaceWatcher::on_notices_arrived() {
     std::array<char, 8192> buffer;
     while (recv(m_socket, buffer.data(), buffer.size(), 0) > 0 || errno == EINTR ||

@@ -7,8 +7,8 @@
 
 class QSocketNotifier;
 
-// Tells when the machine's network interfaces or their addresses may have changed. The kernel says
-// so; where it cannot be asked, the signal comes at fixed intervals.
+// Emits a signal when the network interfaces or their addresses may have changed: after a netlink
+// notification, or at fixed intervals if netlink is not available.
 class InterfaceWatcher : public QObject {
     Q_OBJECT
 
@@ -17,7 +17,7 @@ public:
     ~InterfaceWatcher() override;
 
 Q_SIGNALS:
-    // One interface that comes up causes a row of notices; the signal follows the last of them.
+    // Once after several notifications that follow each other, as when an interface comes up.
     void changed();
 
 private:

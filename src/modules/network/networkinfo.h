@@ -15,7 +15,7 @@ struct Interface {
 };
 
 // The record of the interfaces; addresses without their scope, because they go into certificates.
-// Access points are not told from other wireless interfaces.
+// Access points are listed like other wireless interfaces.
 QVariantHash record(const QVector<Interface>& interfaces);
 
 // The machine's interfaces that are up, loopback included.

@@ -12,7 +12,7 @@ NetworkWorker::NetworkWorker(const QVariantHash& config)
     : CMNodesWorker(config, QStringLiteral("network")) {
     const QString path = PlixNetworkInfoPath().toEncoded();
     if (role(path, PlixRolesType::Value()).isValid()) {
-        // The device's certificate is made for these addresses: they are not for clients to write.
+        // Clients must not write the addresses, because the device certificate is made for them.
         if (!role(path, PlixRoles::Modifiable()).isValid())
             setRole(path, PlixRoles::Modifiable(), false);
         return;

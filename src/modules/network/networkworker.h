@@ -2,8 +2,8 @@
 
 #include "core/model/cmnodesworker.h"
 
-// The device's addresses, in one node. Taken from the machine's interfaces and followed, unless the
-// configuration's "nodes" give the node a value.
+// Provides the device's addresses in one node. They follow the interfaces of the machine, unless
+// the configuration's "nodes" contain a value for the node.
 class NetworkWorker : public CMNodesWorker {
     Q_OBJECT
 

@@ -2,13 +2,13 @@
 
 #include <QElapsedTimer>
 
-// How far a track has been played, in milliseconds. Runs and stands still.
+// The position in a track, in milliseconds. It can run and be stopped.
 class PlaybackClock {
 public:
     qint64 position() const { return m_position + (m_isRunning ? m_elapsed.elapsed() : 0); }
     bool isRunning() const { return m_isRunning; }
 
-    // Keeps running, or standing still.
+    // Does not start or stop the clock.
     void setPosition(qint64 position) {
         m_position = position;
         m_elapsed.start();

@@ -28,7 +28,7 @@ std::optional<qint64> PlayerArguments::integer(const QVariant& value) {
     case QMetaType::LongLong:
         return scalar.toLongLong();
     case QMetaType::ULongLong:
-        // Beyond everything that is counted here.
+        // Greater than every valid value.
         return std::numeric_limits<qint64>::max();
     default:
         return std::nullopt;

@@ -6,12 +6,12 @@
 
 #include <optional>
 
-// What clients write to the player's nodes, as JSON values or typed records.
+// Parses the values that clients write to the player's nodes: JSON values or typed records.
 namespace PlayerArguments {
 
-// Nothing in particular: null, true, or an empty object.
+// Whether the argument is null, true or an empty object.
 bool isBare(const QVariant& argument);
-// The member of an object; invalid when the argument is none or does not have it.
+// The member of an object; invalid when the argument is no object or has no such member.
 QVariant member(const QVariant& argument, const QString& name);
 // Empty when the value is no text.
 std::optional<QString> text(const QVariant& value);

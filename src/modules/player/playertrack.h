@@ -3,17 +3,18 @@
 #include <QStringList>
 #include <QVariant>
 
-// One entry of the queue, as the worker that owns its path describes it.
+// One entry of the queue, with the roles of the node at its path.
 struct PlayerTrack {
     QString path;
     QString title;
     QString artist;
     QString cover;         // a path; empty without one
     qint64 durationMs = 0; // 0: unknown or endless
-    // Not to be shown on the network, and so not to be copied into what is.
+    // Internal nodes must not be shown on the network, so their roles are not copied to public
+    // nodes.
     bool isInternal = false;
 
-    // The roles that describe a track, in the order that fromValues() takes their values in:
+    // The roles of a track, in the order of the values for fromValues():
     // value (its path), title, description (the artist), icon (the cover's path), maximum (the
     // duration in milliseconds) and internal.
     static QStringList roles();
@@ -21,7 +22,6 @@ struct PlayerTrack {
 
     // The row of the queue.
     QVariantHash row() const;
-    // The value of the node that shows what is being played; of an internal track, without what
-    // describes it.
+    // The value of the node for the current track; empty fields for an internal track.
     QVariantHash record() const;
 };

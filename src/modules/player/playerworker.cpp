@@ -13,7 +13,7 @@ namespace {
 
 constexpr int tickMs = 250;
 constexpr qint64 restartAfterMs = 3000;
-// In a track whose end is not known: a year.
+// The limit of a position in a track of unknown length: a year.
 constexpr qint64 maximumPositionMs = 366LL * 24 * 3600 * 1000;
 
 const QString statePath = QStringLiteral("player:player/state");
@@ -48,7 +48,7 @@ CMError outOfRange(const char* message) {
     return CMError::fromName(CMErrorNames::outOfRange(), QString::fromLatin1(message));
 }
 
-// The volume that the device's settings ask for.
+// The volume of the device's settings.
 int volumeAtStart() {
     constexpr int otherwise = 30;
     const PlixValue setting(
@@ -98,7 +98,7 @@ void PlayerWorker::provideNodes() {
             {{title, QStringLiteral("Duration")}, {PlixRoles::Description(), milliseconds}});
     provide(trackPath, {{title, QStringLiteral("Track")}});
     provide(queuePath, {{title, QStringLiteral("Queue")}});
-    // Theirs is what the player does, not what anybody writes.
+    // Clients cannot write these nodes, which show the player's state.
     for (const QString& path : {statePath, positionPath, durationPath, trackPath, queuePath})
         setRole(path, PlixRoles::Modifiable(), false);
     for (auto action = actions().begin(); action != actions().end(); ++action) {
@@ -110,7 +110,7 @@ void PlayerWorker::provideNodes() {
     }
 }
 
-// Roles that the configuration has given stay as they are.
+// Does not change roles that the configuration has set.
 void PlayerWorker::provide(const QString& path, const QVariantHash& roles) {
     QVariantHash missing;
     for (auto entry = roles.begin(); entry != roles.end(); ++entry) {
@@ -136,7 +136,7 @@ void PlayerWorker::readConfiguredQueue() {
 void PlayerWorker::getDataRequest(const CMGetDataRequest& request) {
     if (request.path.toEncoded() != positionPath)
         return CMNodesWorker::getDataRequest(request);
-    // As exact as the clock, without announcing a change to those who do not ask.
+    // A read returns the exact position, without announcing a change.
     QVariantList values;
     for (const QString& name : request.roles)
         values.append(name == PlixRolesType::Value() ? positionValue().__variant()
@@ -329,7 +329,7 @@ void PlayerWorker::fillQueue(const QVector<PlayerTrack>& tracks) {
     select(0, State::Stopped);
 }
 
-// Rows that the configuration gave name their tracks, but need not say how long these are.
+// Rows of the configuration may lack the durations of their tracks.
 void PlayerWorker::learnDurations(const QVector<PlayerTrack>& tracks) {
     QHash<QString, qint64> durations;
     for (const PlayerTrack& track : tracks)
@@ -448,7 +448,7 @@ void PlayerWorker::endTrack() {
 }
 
 void PlayerWorker::on_trackEnd_timeout() {
-    // A timer reaches less far than a long track, and may be a moment early.
+    // The interval of the timer is limited, and the timer may fire early.
     if (m_clock.position() < currentDuration())
         armEndTimer();
     else

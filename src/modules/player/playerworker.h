@@ -8,16 +8,16 @@
 
 #include <functional>
 
-// Plays the tracks of the media worker against the clock, without making a sound.
+// A simulated player: it plays the tracks of the media worker by the clock, without sound.
 //
 //   player:player/state     "stopped", "playing", "paused"
-//   player:player/volume    0 to 100; mute: a truth value; both are kept, nothing more
+//   player:player/volume    0 to 100; mute: a boolean; both are only stored
 //   player:player/position  milliseconds; exact when it is read, announced four times a second
 //   player:player/duration  milliseconds; 0 when unknown or endless
 //   player:player/track     {title, artist, path, cover, duration} of the current track
 //   player:queue            rows: the queue, with the roles of its tracks
 //
-// Nodes that act when their role `activate` is written, and answer with the state:
+// Nodes that perform an action when their role `activate` is written, and answer with the state:
 //
 //   player:player/play      nothing, true or {}: resumes, or starts at the current row;
 //                           {"path": PATH} or a text: that track now, which joins the end of the
@@ -40,7 +40,7 @@ class PlayerWorker : public CMNodesWorker {
     Q_OBJECT
 
 public:
-    // What clients can make the device remember.
+    // Limits the memory that clients can use.
     static constexpr int maximumQueueRows = 10000;
 
     explicit PlayerWorker(const QVariantHash& config);
@@ -76,14 +76,14 @@ private:
     void fillQueue(const QVector<PlayerTrack>& tracks);
     void learnDurations(const QVector<PlayerTrack>& tracks);
 
-    // Asks the path's worker for the track; fails the reply when there is none.
+    // Reads the track from the worker of the path; fails the reply when there is none.
     void findTrack(const QString& path, const Reply& reply,
                    const std::function<void(const PlayerTrack&)>& found);
     void playTrack(const PlayerTrack& track, const Reply& reply);
     bool insertTrack(int index, const PlayerTrack& track, const Reply& reply);
     void removeTrack(int index);
 
-    // Makes the row current, from its beginning; stops for -1, which is none.
+    // Makes the row current and starts at its beginning; stops for -1, which means no row.
     void select(int index, State state);
     void showTrack();
     void setState(State state);
@@ -102,6 +102,6 @@ private:
     PlaybackClock m_clock;
     QTimer m_tick;
     QTimer m_trackEnd;
-    // The queue is still to be filled with what the media worker has.
+    // Whether the queue is to be filled with the tracks of the media worker.
     bool m_awaitsMedia = true;
 };

@@ -10,12 +10,12 @@
 
 namespace {
 
-// Far more than the programs take on a slow device; the start waits for them.
+// Far more than openssl takes on a slow device. The start of the device waits for it.
 constexpr int timeoutMs = 10000;
 
 const QString openssl = QStringLiteral("openssl");
 
-// All that the certificate is made of, so that the machine's own openssl configuration has no say.
+// A complete configuration, so that openssl does not use that of the machine.
 constexpr char requestConfig[] = "[req]\n"
                                  "prompt = no\n"
                                  "distinguished_name = subject\n"
@@ -30,7 +30,8 @@ constexpr char requestConfig[] = "[req]\n"
                                  "subjectKeyIdentifier = hash\n";
 
 const QString validityDays = QStringLiteral("3650");
-// Replaced this long before it expires, in seconds: a device is not restarted every day.
+// A certificate that expires within this time, in seconds, is replaced: a device may not be
+// restarted for weeks.
 const QString renewalSeconds = QString::number(30 * 24 * 3600);
 
 bool readText(const QString& fileName, QString* text) {
@@ -46,7 +47,7 @@ bool writeFile(const QString& fileName, const char* text) {
     return file.open(QIODevice::WriteOnly) && file.write(text) >= 0 && file.flush();
 }
 
-// The PEM block of a public key in what openssl printed.
+// The PEM block of a public key in the output of openssl.
 QString publicKey(const QString& output) {
     const QString end = QStringLiteral("-----END PUBLIC KEY-----");
     const int first = output.indexOf(QLatin1String("-----BEGIN PUBLIC KEY-----"));
@@ -72,8 +73,8 @@ bool DevelopmentCa::prepare() {
 bool DevelopmentCa::isUsable() const {
     if (!QFileInfo::exists(m_certificateFile) || !QFileInfo::exists(m_privateKeyFile))
         return false;
-    // Every start waits for this, and without the variable mostly for openssl's reading of all
-    // authorities that the machine trusts.
+    // Every start waits for this. Without the variable openssl would read all authorities that the
+    // machine trusts, which takes most of the time.
     const PlixProcessHandlerResult certificate = PlixProcessHandler::startSync(
         QStringLiteral("env"),
         {QStringLiteral("SSL_CERT_FILE=/dev/null"), openssl, QStringLiteral("x509"),

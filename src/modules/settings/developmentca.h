@@ -3,16 +3,16 @@
 #include <QByteArray>
 #include <QString>
 
-// A certificate authority for a device that has none configured: made with `openssl` at the first
-// start, kept under the state directory and used from then on, so that who trusts it once need not
-// do so again. Certificate and key are for the owner's eyes only.
+// A certificate authority for a device without a configured one. It is made with `openssl` at the
+// first start and stored below the state directory, so that users have to trust it only once. The
+// files are readable for their owner only.
 class DevelopmentCa {
 public:
     explicit DevelopmentCa(const QString& folder);
 
-    // Loads the authority, or makes it when there is none, or when what is there is damaged, does
-    // not belong together or is about to expire. False, with the reason in the log, when `openssl`
-    // is missing or fails or the folder cannot be written.
+    // Loads the authority, or makes one when there is none, the files are damaged or do not match,
+    // or the certificate expires soon. False, with the reason in the log, when `openssl` is missing
+    // or fails or the folder cannot be written.
     bool prepare();
 
     // PEM texts.

@@ -9,7 +9,7 @@
 
 namespace {
 
-// Writes that follow each other closely, as those of a slider, cost the flash memory one.
+// Joins writes that follow each other, as those of a slider, to save the flash memory.
 constexpr int saveDelayMs = 100;
 
 QString stateFile(const QVariantHash& config, const char* name) {
@@ -17,8 +17,8 @@ QString stateFile(const QVariantHash& config, const char* name) {
            QLatin1String(name);
 }
 
-// The nodes that decide what of the device can be seen from outside. They are nobody's business on
-// the network, whatever a device file says, and change with a device file only.
+// Whether the node configures what clients can access. Such nodes are always internal, and only a
+// device file can set them.
 bool isDeviceNode(const QString& path) {
     return path.startsWith(QLatin1String("settings:/webserver/")) ||
            path == QLatin1String("settings:/media/directory");
@@ -43,7 +43,7 @@ SettingsWorker::~SettingsWorker() {
         save();
 }
 
-// Of other roles nothing would be left after the next start.
+// Other roles are not stored, so they cannot be written.
 void SettingsWorker::setDataRequest(const CMSetDataRequest& request) {
     const QString path = request.path.toEncoded();
     if (!hasNode(path) || request.role == PlixRolesType::Value())
@@ -77,7 +77,7 @@ void SettingsWorker::restore(const QStringList& overrides) {
     }
 }
 
-// Under the same checks as a client's write: the device files may have changed in between.
+// With the checks of a client's write, because the device files may have changed meanwhile.
 void SettingsWorker::restoreValue(const QString& path, const QVariant& value) {
     const CMReply<QVariant> reply;
     SettingsWorker::setDataRequest(

@@ -5,12 +5,12 @@
 
 #include <QTimer>
 
-// The device's settings. Values that clients write are kept in the state directory and come back
-// at the next start, over those of the device files. No other role can be written.
+// The device's settings. Values that clients write are stored in the state directory; at the next
+// start they replace those of the device files. No other role can be written.
 //
-// Configuration: "nodes"; "stateDir", the state directory; "overrides", the paths whose given
-// values win over stored ones; "developmentCa", true for an authority of the device's own when no
-// HTTPS certificate is given.
+// Configuration: "nodes"; "stateDir", the state directory; "overrides", the paths whose configured
+// values have precedence over stored ones; "developmentCa", true for a development authority when
+// no HTTPS certificate is configured.
 class SettingsWorker : public CMNodesWorker {
     Q_OBJECT
 
