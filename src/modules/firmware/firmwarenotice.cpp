@@ -15,7 +15,7 @@ QString noticeOf(const QString& fifo) {
 QString objectionTo(const QString& fifo, qint64 size, const QString& sha256) {
     QFile file(noticeOf(fifo));
     if (!file.open(QIODevice::ReadOnly))
-        return QStringLiteral("nobody says that it is complete");
+        return QStringLiteral("there is no notice that it is complete");
     const QJsonObject notice = QJsonDocument::fromJson(file.readAll()).object();
     if (!notice.value(QLatin1String("complete")).toBool())
         return QStringLiteral("the upload broke off");

@@ -42,7 +42,7 @@ FirmwareWorker::FirmwareWorker(const QVariantHash& config)
         config.value(QStringLiteral("stateDir")).toString() + QStringLiteral("/firmware");
     m_imageFile = folder + QStringLiteral("/image");
     if (!QDir().mkpath(folder))
-        dbglog_error("Firmware images cannot be kept: " << folder << " cannot be made");
+        dbglog_error("Firmware images cannot be stored: cannot create " << folder);
     FirmwareImage::removeRemains(m_imageFile);
 
     setNode(updatePath, {{PlixRoles::Title(), QStringLiteral("Firmware update")},

@@ -40,7 +40,7 @@ InterfaceWatcher::InterfaceWatcher(QObject* parent)
     : QObject(parent), m_socket(openNoticeSocket()) {
     plixConnect(&m_timer, &QTimer::timeout, this, &InterfaceWatcher::changed);
     if (m_socket < 0) {
-        dbglog_warning("No notices of network changes: " << std::strerror(errno));
+        dbglog_warning("No notifications of network changes: " << std::strerror(errno));
         m_timer.start(pollMs);
         return;
     }

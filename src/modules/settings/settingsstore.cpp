@@ -42,5 +42,5 @@ void SettingsStore::putAside(const QString& reason) const {
     QFile::remove(aside);
     const bool moved = QFile::rename(m_fileName, aside);
     dbglog_warning("Settings ignored: " << m_fileName << ": " << reason
-                                        << (moved ? ", kept as " + aside : QString()));
+                                        << (moved ? ", renamed to " + aside : QString()));
 }

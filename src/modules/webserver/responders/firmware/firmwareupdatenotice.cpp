@@ -75,6 +75,6 @@ void FirmwareUpdateNotice::write(bool complete) const {
     if (isWritten)
         file.setAutoRemove(false);
     else
-        dbglog_warning("The updater cannot be told whether its image is complete: "
-                       << m_fileName << ": " << file.errorString());
+        dbglog_warning("Cannot write the notice for the firmware updater: " << m_fileName << ": "
+                                                                            << file.errorString());
 }

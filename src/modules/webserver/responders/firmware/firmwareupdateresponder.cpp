@@ -165,7 +165,7 @@ void FirmwareUpdateResponder::on_minimumTimer_timeout() {
     m_wasPaused = m_paused;
     if (!isTooSlow)
         return;
-    dbglog_warning("A firmware upload is too slow; the updater is for others");
+    dbglog_warning("A firmware upload is too slow and is cancelled");
     giveUp(408, slowText);
 }
 

@@ -16,7 +16,7 @@ ReaderCloseNotifier::ReaderCloseNotifier(const QString& fifo)
     : m_descriptor(inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
     if (m_descriptor < 0 || inotify_add_watch(m_descriptor, QFile::encodeName(fifo).constData(),
                                               IN_CLOSE_NOWRITE) < 0) {
-        dbglog_warning(fifo << " cannot be watched: " << std::strerror(errno));
+        dbglog_warning(fifo << " cannot be monitored: " << std::strerror(errno));
         return;
     }
     auto* notifier = new QSocketNotifier(m_descriptor, QSocketNotifier::Read, this);

@@ -46,6 +46,6 @@ void removeStalePipes() {
         const QByteArray path = QFile::encodeName(folder.filePath(name));
         // The name cannot be that of another FIFO by now, because a new FIFO needs a free name.
         if (isOldFifo(path) && !hasReader(path) && ::unlink(path.constData()) == 0)
-            dbglog_info("Removed a pipe that was left: " << name);
+            dbglog_info("Removed a stale pipe: " << name);
     }
 }
