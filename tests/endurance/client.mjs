@@ -124,7 +124,7 @@ export class Client {
         await within(this.#patience, this.ended || once(this.#socket.resume(), 'close'), 'waiting for the end');
     }
 
-    /** With a farewell or without one, as clients do. */
+    /** Closes or resets the connection. */
     leave() {
         Math.random() < 0.5 || this.#socket.encrypted ? this.#socket.destroy() : this.#socket.resetAndDestroy();
     }

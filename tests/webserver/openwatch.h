@@ -5,7 +5,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-// Whether a file is opened, or answered from what was kept of it.
+// Tells whether a file was opened, or its contents came from a cache.
 class OpenWatch {
 public:
     explicit OpenWatch(const QString& fileName)

@@ -31,7 +31,7 @@ public:
     void makeSlow();
     // Ends the sending direction (plain connections only).
     void halfClose();
-    // Drops the connection without a farewell, as a program does that ends.
+    // Drops the connection without close_notify, like a program that ends.
     void abort() { m_socket.abort(); }
     // The same with a reset, as the system does when somebody unplugs the client (plain
     // connections only).

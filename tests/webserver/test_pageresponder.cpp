@@ -119,12 +119,12 @@ private Q_SLOTS:
         const auto answer = [&] {
             watch.wasOpened();
             const QByteArray body = RawClient::get(pages.server.port(), "/p.fcgi").body;
-            return body + (watch.wasOpened() ? ", opened" : ", kept");
+            return body + (watch.wasOpened() ? ", opened" : ", cached");
         };
         // What has just been written may be written again within the same tick of the clock.
         for (int i = 0; i < 2; ++i)
             QCOMPARE(answer(), QByteArray("one, opened"));
-        QTRY_COMPARE_WITH_TIMEOUT(answer(), QByteArray("one, kept"), 10000);
+        QTRY_COMPARE_WITH_TIMEOUT(answer(), QByteArray("one, cached"), 10000);
         write("two");
         QCOMPARE(answer(), QByteArray("two, opened"));
     }

@@ -30,10 +30,10 @@ CROWD_ADDRESSES = range(2, 18)
 # A hostile client that was thrown out comes back after so long.
 RETURN_SECONDS = 1
 
-# Name, limit of the median in seconds, visits per second, TLS, kept connection.
+# Name, limit of the median in seconds, visits per second, TLS, persistent connection.
 VISITS = [
     ("getData, new connections", 0.1, 20, False, False),
-    ("getData, kept connection", 0.1, 20, False, True),
+    ("getData, persistent connection", 0.1, 20, False, True),
     ("getData, new TLS connections", 1.0, 2, True, False),
 ]
 
@@ -143,9 +143,9 @@ def crowd(device, clients, control):
 class Visitors:
     """Well-behaved clients that come at fixed times, however long the ones before them wait."""
 
-    def __init__(self, device, title, goal, rate, tls, kept):
+    def __init__(self, device, title, goal, rate, tls, persistent):
         self.device, self.title, self.goal, self.rate, self.tls = device, title, goal, rate, tls
-        self.kept = kept
+        self.persistent = persistent
         self.client = None
         self.seconds = []
         self.faults = []
@@ -161,7 +161,7 @@ class Visitors:
             client.send(self.device.kinds["value"].request())
             if client.answer(self.device.kinds["value"]).status != 200:
                 raise Wrong("no value")
-            if self.kept:
+            if self.persistent:
                 self.client = client
             else:
                 client.sock.close()
@@ -173,7 +173,7 @@ class Visitors:
 
     def run(self):
         self.begin = time.monotonic()
-        with ThreadPoolExecutor(1 if self.kept else 64) as pool:
+        with ThreadPoolExecutor(1 if self.persistent else 64) as pool:
             for number in range(MEASURE_SECONDS * self.rate):
                 time.sleep(max(0, self.begin + number / self.rate - time.monotonic()))
                 if self.device.process.poll() is not None:

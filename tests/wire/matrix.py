@@ -17,7 +17,7 @@ from wire import SEED, Client, Device, Line, Wrong, isolate
 
 READERS = ("slow", "late", "bytes", "fast")
 SERVERS = ("plain", "TLS")
-WAYS = ("HTTP/1.0", "kept", "pipelined")
+WAYS = ("HTTP/1.0", "persistent", "pipelined")
 # What the bytes of an answer come from, in `Device.bytes`.
 ORIGINALS = {"static": "large", "file": "large", "track": "large", "pipe": "large", "proxy": "fetched",
              "small-static": "small", "small-file": "small"}
