@@ -5,8 +5,13 @@
 #include "testdevice.h"
 
 #include <QElapsedTimer>
+#include <QScopeGuard>
 #include <QTest>
 #include <QTimer>
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
@@ -135,6 +140,31 @@ private Q_SLOTS:
         QTRY_COMPARE(begun, 3);
         QVERIFY(first.waitForClose());
         QVERIFY(second.isConnected());
+    }
+
+    void someDescriptorsAreHeldBack() {
+        constexpr int limit = 256;
+        TestServer server;
+        server.add("/", new Handler(QString(), nullptr));
+        std::vector<int> taken;
+        rlimit usual{};
+        getrlimit(RLIMIT_NOFILE, &usual);
+        const auto restore = qScopeGuard([&] {
+            std::for_each(taken.begin(), taken.end(), ::close);
+            setrlimit(RLIMIT_NOFILE, &usual);
+        });
+        RawClient idle(server.port());
+        idle.send(get);
+        QCOMPARE(idle.readReply().status, 404);
+        const rlimit few{limit, usual.rlim_max};
+        QCOMPARE(setrlimit(RLIMIT_NOFILE, &few), 0);
+        // What is left is less than the server holds back, though enough for another client.
+        while (taken.empty() || taken.back() < limit - limit / 8)
+            taken.push_back(::open("/dev/null", O_RDONLY | O_CLOEXEC));
+        RawClient next(server.port());
+        QVERIFY(idle.waitForClose());
+        next.send(get);
+        QCOMPARE(next.readReply().status, 404);
     }
 
     void slowReaderIsKept() {

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/resource.h>
 #include <sys/socket.h>
@@ -31,6 +32,11 @@ int descriptorLimit() {
     rlimit limit{};
     getrlimit(RLIMIT_NOFILE, &limit);
     return static_cast<int>(std::min<rlim_t>(limit.rlim_cur, INT_MAX));
+}
+
+bool isClientWaiting(int listening) {
+    pollfd socket{listening, POLLIN, 0};
+    return poll(&socket, 1, 0) > 0;
 }
 
 } // namespace
@@ -100,8 +106,13 @@ void Listener::pause() {
 
 void Listener::accept(int listening) {
     for (int count = 0; count < acceptedPerTurn; ++count) {
-        if (!hasRoom(listening) && !makeRoom())
-            return pause();
+        if (!hasRoom(listening)) {
+            // Nobody has to go for a client that is not there.
+            if (!isClientWaiting(listening))
+                return;
+            if (!makeRoom())
+                return pause();
+        }
         sockaddr_storage remote{};
         socklen_t length = sizeof remote;
         const int descriptor = accept4(listening, reinterpret_cast<sockaddr*>(&remote), &length,
