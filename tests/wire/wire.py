@@ -1,4 +1,4 @@
-"""What the tests of connections share: a line, a device on it with a site, and a strict HTTP client."""
+"""What speaks to the device over a line: the line, a device on it with a site, and a strict HTTP client."""
 
 import base64
 import json
@@ -16,8 +16,8 @@ import time
 from dataclasses import dataclass, replace
 from http.server import BaseHTTPRequestHandler, ThreadingHTTPServer
 
-PROGRAM = os.environ.get("PLIXHOST") or os.path.join(os.path.dirname(__file__), "../../build/bin/plixhost")
-SEED = 20240607
+FOLDER = os.path.dirname(os.path.abspath(__file__))
+PROGRAM = os.environ.get("PLIXHOST") or f"{FOLDER}/../../build/bin/plixhost"
 # A guard against hanging; no case that passes comes near it.
 PATIENCE = 60
 SLOW_BYTES_PER_SECOND = 100_000
@@ -29,17 +29,16 @@ class Wrong(Exception):
 
 def isolate():
     """
-    Starts this program again in namespaces of its own, which end with it and all that is in them, and
-    says whether it has a network of its own. With `--loopback` it keeps the machine's.
+    Starts this program again in namespaces and with a /tmp of its own, which end with it and all that is
+    in them, and says whether it has a network of its own. With `--loopback` it keeps the machine's.
     """
     if kinds := os.environ.get("WIRE_NAMESPACES"):
-        subprocess.run(["mount", "-t", "tmpfs", "tmpfs", "/tmp"], check=True)
         return "n" in kinds
     for kinds in ("mpf",) if "--loopback" in sys.argv else ("mnpf", "mpf"):
         command = ["unshare", f"-r{kinds}", "--mount-proc", "--kill-child"]
         if subprocess.run([*command, "true"], stderr=subprocess.DEVNULL).returncode == 0:
             os.environ["WIRE_NAMESPACES"] = kinds
-            os.execvp(command[0], [*command, sys.executable, *sys.argv])
+            os.execvp(command[0], [*command, f"{FOLDER}/../owntmp", sys.executable, *sys.argv])
     print("no namespaces: /tmp is the machine's, which may have another device")
     return False
 
@@ -71,7 +70,7 @@ class Line:
             ip link set far addrgenmode none up"""], check=True)
         return enter
 
-    def client(self, number):
+    def client(self, number=0):
         return f"{self.net}.{2 + number % 18}"
 
     def connect(self, port, tls=False, number=0, room=None, timeout=PATIENCE):
@@ -99,19 +98,19 @@ TLS.verify_mode = ssl.CERT_NONE
 
 @dataclass(frozen=True)
 class Kind:
-    """A request, and the status of its answer. `small` is the target for slow readers."""
+    """A request, and the status of its answer."""
     name: str
     target: str
-    small: str = ""
+    small: str = ""  # the target for slow readers, where it is another one
     status: int = 200
     method: str = "GET"
     fields: str = ""
     body: bytes = b""
     servers: str = "plain TLS"
+    original: str = ""  # what the answer's bytes come from, see SIZES; slow readers get "medium"
     count: int = 0  # of the bytes to read of an endless answer
-
-    def for_slow(self):
-        return replace(self, target=self.small or self.target)
+    takes_updater: bool = False  # of which there is one
+    takes_queue: bool = False  # one of its own: of two polls of one queue, the second would end the first
 
     def request(self, version="1.1", more=""):
         if self.body and CHUNKED not in self.fields:
@@ -122,9 +121,9 @@ class Kind:
 
 CHUNKED = "Transfer-Encoding: chunked\r\n"
 FORM = "Content-Type: application/x-www-form-urlencoded\r\n"
-MULTIPART = "Content-Type: multipart/form-data; boundary=B\r\n"
 SETTING = b"path=wire%3Atext&role=value&value=seven"
 SETTING_IN_CHUNKS = b"10;x=y\r\n%s\r\n17\r\n%s\r\n0\r\n\r\n" % (SETTING[:16], SETTING[16:])
+MULTIPART = "Content-Type: multipart/form-data; boundary=B\r\n"
 IMAGE = b'--B\r\nContent-Disposition: form-data; name="file"\r\n\r\n' + b"image" * 2000 + b"\r\n--B--\r\n"
 SIZES = {"large": 5_000_000, "medium": 300_000, "small": 1024, "fetched": 2_000_000}
 
@@ -146,13 +145,12 @@ class Device:
         self.port, self.tls_port = (probe.getsockname()[1] for probe in probes)
         for probe in probes:
             probe.close()
+        settings = (f"port={self.port}", f"httpsPort={self.tls_port}", *settings)
         self.log = open(f"{self.folder}/log", "w+")
         self.process = subprocess.Popen(
-            [*wrapper, *line.enter, PROGRAM, "--state", f"{self.folder}/state",
-             "--device", f"{self.folder}/device.json",
-             "--set", f"settings:/webserver/port={self.port}",
-             "--set", f"settings:/webserver/httpsPort={self.tls_port}",
-             *(word for setting in settings for word in ("--set", setting))],
+            [*wrapper, *line.enter, PROGRAM, "--state", f"{self.folder}/state", "--device",
+             f"{self.folder}/device.json",
+             *(word for setting in settings for word in ("--set", f"settings:/webserver/{setting}"))],
             stdout=subprocess.PIPE, stderr=self.log)
         if not self.process.stdout.readline().startswith(b"ready "):
             raise Wrong(f"the device did not start: {self.logged()}")
@@ -161,13 +159,12 @@ class Device:
         self.kinds = {kind.name: kind for kind in self.make_kinds()}
 
     def make_site(self):
-        rng = random.Random(SEED)
+        rng = random.Random(1)
         instruction = '<?plix getData path="wire:text" roles="value" escape="html"?>'
         self.bytes = {name: rng.randbytes(size) for name, size in SIZES.items()}
         for name, data in self.bytes.items():
-            self.write(f"files/{name}.bin", data)
-            self.write(f"web/{name}.bin", data)
-            self.write(f"media/{name}.wav", data)
+            for file in (f"files/{name}.bin", f"web/{name}.bin", f"media/{name}.wav"):
+                self.write(file, data)
             self.write(f"web/{name}.fcgi", (instruction + "-" * 200 + "\n").encode() * (len(data) // 1000))
         rows = [{"title": f"Row {n}", "description": rng.randbytes(480).hex()} for n in range(3000)]
         value = lambda text: {"value": {"string_": text}}
@@ -196,17 +193,17 @@ class Device:
             def log_message(self, *arguments):
                 pass
 
-        source = ThreadingHTTPServer((self.line.client(0), 0), Source)
+        source = ThreadingHTTPServer((self.line.client(), 0), Source)
         threading.Thread(target=source.serve_forever, daemon=True).start()
         return source
 
     def make_kinds(self):
         proxy = lambda name: "/proxy/" + base64.b64encode(
-            b"http://%s:%d/%s" % (self.line.client(0).encode(), self.source.server_port, name)).decode()
+            f"http://{self.line.client()}:{self.source.server_port}/{name}".encode()).decode()
         files = f"/file/stream/{self.folder}/files"
         rows = "/api/getRows?path=wire:list&roles=title,description&from=0&to="
         track, small_track = "/api/stream/media:/large.wav", "/api/stream/media:/medium.wav"
-        upload = {"method": "POST", "fields": MULTIPART, "body": IMAGE}
+        upload = {"method": "POST", "fields": MULTIPART, "body": IMAGE, "takes_updater": True}
         return [
             Kind("value", "/api/getData?path=wire:text&roles=value"),
             Kind("set", "/api/setData", method="POST", fields=FORM, body=SETTING),
@@ -214,18 +211,18 @@ class Device:
             Kind("rows", f"{rows}2999", f"{rows}299"),
             Kind("page", "/large.fcgi", "/medium.fcgi", servers="TLS"),
             Kind("small-page", "/small.fcgi", servers="TLS"),
-            Kind("static", "/large.bin", "/medium.bin", servers="TLS"),
-            Kind("small-static", "/small.bin", servers="TLS"),
-            Kind("file", f"{files}/large.bin", f"{files}/medium.bin"),
-            Kind("small-file", f"{files}/small.bin"),
+            Kind("static", "/large.bin", "/medium.bin", servers="TLS", original="large"),
+            Kind("small-static", "/small.bin", servers="TLS", original="small"),
+            Kind("file", f"{files}/large.bin", f"{files}/medium.bin", original="large"),
+            Kind("small-file", f"{files}/small.bin", original="small"),
             Kind("range", f"{files}/medium.bin", status=206, fields="Range: bytes=1000-299998\r\n"),
             Kind("head", f"{files}/large.bin", method="HEAD"),
-            Kind("track", track, small_track),
-            Kind("pipe", f"{track}?via=pipe", f"{small_track}?via=pipe"),
+            Kind("track", track, small_track, original="large"),
+            Kind("pipe", f"{track}?via=pipe", f"{small_track}?via=pipe", original="large"),
             Kind("live", "/api/stream/media:/live", count=40_000),
-            Kind("proxy", proxy(b"fetched"), proxy(b"medium")),
+            Kind("proxy", proxy("fetched"), proxy("medium"), original="fetched"),
             Kind("missing", f"{files}/nothing", status=404),
-            Kind("poll", "/api/event/pollQueue?timeout=1&queueId="),
+            Kind("poll", "/api/event/pollQueue?timeout=1&queueId=", takes_queue=True),
             Kind("upload", "/medium.fcgi?firmwareupdate=1", servers="TLS", **upload),
             Kind("upload-no-page", "/?firmwareupdate=1", status=404, servers="plain", **upload),
         ]
@@ -253,15 +250,14 @@ class Device:
             return client.answer(kind)
 
     def prepared(self, kind):
-        """A poll has a queue of its own: of two polls of one queue, the second would end the first."""
-        if kind.name != "poll":
+        if not kind.takes_queue:
             return kind
         queue = json.loads(self.fetch(Kind("queue", "/api/event/modifyQueue?subscribe=[]")).body)
         return replace(kind, target=kind.target + queue)
 
     def logged(self):
         self.log.seek(0)
-        return self.log.read()[-4000:]
+        return "".join(line for line in self.log if not is_usual_turn(line))[-4000:]
 
     def stop(self):
         """Returns what was wrong with its end, and what it has logged."""
@@ -272,7 +268,7 @@ class Device:
         except subprocess.TimeoutExpired:
             self.process.kill()
             status = f"none, {self.process.wait()} when killed"
-        log = "".join(line for line in self.logged().splitlines(True) if not is_usual_turn(line))
+        log = self.logged()
         shutil.rmtree(self.folder)
         return [f"the device ended with status {status}"] if status else [], log
 
@@ -286,8 +282,9 @@ class Answer:
 
 class Client:
     """
-    A connection that reads as its reader says: "fast", "late" (after a pause), "slow", or "bytes" (its
-    first ones each by itself). Late and slow readers have little room, so that answers wait in the device.
+    A connection that takes nothing but what HTTP allows, as its reader says: "fast", "late" (after a
+    pause), "slow", or "bytes" (its first ones each by itself). Late and slow readers have little room, so
+    that answers wait in the device.
     """
 
     def __init__(self, device, tls=False, reader="fast", patience=PATIENCE):

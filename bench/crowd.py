@@ -16,6 +16,7 @@ import time
 from concurrent.futures import ThreadPoolExecutor
 from statistics import median
 
+sys.path.append(os.path.join(os.path.dirname(__file__), "../tests/wire"))
 from wire import CHUNKED, FORM, IMAGE, MULTIPART, TLS, Client, Device, Line, Wrong, isolate
 
 CLIENTS = 1000
@@ -235,7 +236,7 @@ def possessions(device):
 def warm_up(device):
     """Every kind some times, some at a time: what is taken once is taken then."""
     jobs = [(kind, tls) for _ in range(5) for tls in (False, True) for kind in device.kinds.values()
-            if ("TLS" if tls else "plain") in kind.servers and not kind.name.startswith("upload")]
+            if ("TLS" if tls else "plain") in kind.servers and not kind.takes_updater]
     with ThreadPoolExecutor(8) as pool:
         list(pool.map(lambda job: device.fetch(device.prepared(job[0]), job[1]), jobs))
     device.fetch(device.kinds["upload"], tls=True)
