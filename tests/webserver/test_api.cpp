@@ -141,6 +141,7 @@ private Q_SLOTS:
                 };
                 QCOMPARE(rows("from=0&to=1"), "[[\"" + QByteArray(title) + "\"],[\"Last\"]]");
                 QCOMPARE(rows("from=1&to=1"), QByteArray("[[\"Last\"]]"));
+                QVERIFY(!rows("from=1&to=1&type=structure").contains("[["));
             }
         }
     }

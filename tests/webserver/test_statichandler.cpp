@@ -30,6 +30,7 @@ no foreign frame  |HEAD|/ten.txt||200||X-Frame-Options: SAMEORIGIN
 no foreign referrer|GET|/%251.txt||404|404|Referrer-Policy: same-origin
 range of one byte |GET |/ten.txt|Range: Bytes=, 0-00 ,|206|0|Content-Range: bytes 0-0/10
 last bytes        |GET |/ten.txt|Range: bytes=-3|206|789|Content-Range: bytes 7-9/10
+suffix beyond it  |GET |/ten.txt|Range: bytes=-11|206|TEN|Content-Range: bytes 0-9/10
 end beyond 64 bits|GET |/ten.txt|Range: bytes=8-18446744073709551617|206|89|Content-Length: 2
 huge start        |GET |/ten.txt|Range:bytes=18446744073709551616-|416|404|Content-Range: bytes */10
 several ranges    |GET |/ten.txt|Range: bytes=0-4,3-9|200|TEN|Content-Range
@@ -38,6 +39,8 @@ invalid range     |GET |/ten.txt|Range: bytes=4-3|200|TEN|Content-Range
 If-Range          |GET |/ten.txt|Range: bytes=9-;If-Range: TAG|206|9|Content-Length: 1
 stale If-Range    |GET |/ten.txt|Range: bytes=99-;If-Range: x|200|TEN|Content-Range
 not modified      |GET |/ten.txt|If-None-Match: x;If-None-Match: W/"TAG"|304||Content-Length: 10
+If-Match          |POST|/ten.txt|If-Match: x;If-Match: "TAG"|200|TEN|ETag: TAG
+other If-Match    |GET |/ten.txt|If-Match: "x"|412||Content-Range
 missing           |GET |/%251.txt||404|404|Content-Type: text/plain
 slash after a file|GET |/ten.txt/||404|404|ETag
 NUL               |GET |/ten.txt%00.png||404|404|ETag

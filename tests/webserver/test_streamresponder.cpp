@@ -161,6 +161,7 @@ negative length                     |1500   |65536|-5
             {"GET", with("X-Evil: 1 X-Track", "1"), 200, "X-Evil", {}},
             {"GET", with("", "X-Evil: 1"), 200, "", {}},
             {"GET", with("content-LENGTH", "1"), 200, "Content-Length", "0"},
+            {"GET", with("Transfer-Encoding", "chunked"), 200, "Transfer-Encoding", {}},
             {"GET", {{"status", 204}}, 204, "Content-Length", {}},
             {"HEAD", {{"status", 200}}, 200, "Content-Type", "application/octet-stream"},
             {"GET", {{"status", 100}}, 502, "Content-Type", {}},
