@@ -39,13 +39,11 @@ private Q_SLOTS:
     void endsWithItsContext() {
         auto context = std::make_unique<QObject>();
         bool isCalled = false;
-        PlixProcessHandler::start("sleep", {"60"}, 60000, context.get(),
+        PlixProcessHandler::start("sleep", {"1000"}, 1000000, context.get(),
                                   [&isCalled](const auto&) { isCalled = true; });
-        QElapsedTimer time;
-        time.start();
         context.reset();
         QCoreApplication::processEvents();
-        QVERIFY(!isCalled && time.elapsed() < 30000);
+        QVERIFY(!isCalled);
     }
 };
 

@@ -5,7 +5,7 @@
 #include <sys/inotify.h>
 #include <unistd.h>
 
-// Tells whether a file was opened, or its contents came from a cache.
+// Counts how often a file is opened, or what lies in a folder.
 class OpenWatch {
 public:
     explicit OpenWatch(const QString& fileName)
@@ -14,13 +14,16 @@ public:
     }
     ~OpenWatch() { close(m_descriptor); }
 
-    // Since the last time.
-    bool wasOpened() {
-        char events[4096];
-        bool result = false;
-        while (read(m_descriptor, events, sizeof events) > 0)
-            result = true;
-        return result;
+    // Since the last call.
+    int count() {
+        alignas(inotify_event) char events[4096];
+        int opened = 0;
+        for (ssize_t size; (size = read(m_descriptor, events, sizeof events)) > 0;) {
+            for (ssize_t at = 0; at < size; ++opened)
+                at += ssize_t(sizeof(inotify_event)) +
+                      reinterpret_cast<const inotify_event*>(events + at)->len;
+        }
+        return opened;
     }
 
 private:

@@ -1,7 +1,6 @@
 #include "hangupwatch.h"
 #include "message.h"
 #include "rawclient.h"
-#include "table.h"
 #include "testdevice.h"
 
 #include <QElapsedTimer>
@@ -41,7 +40,8 @@ struct WaitingServer : TestServer {
 
 const QByteArray get = RawClient::requestBytes("GET", "/");
 const QByteArray upload = "POST / HTTP/1.1\r\nHost: localhost\r\nContent-Length: 10000\r\n\r\n";
-constexpr int promptMs = 2500;
+// Longer than a client may owe something in these tests, and than the server waits beyond that.
+constexpr int beyondPatienceMs = 2500;
 
 } // namespace
 
@@ -64,7 +64,7 @@ private Q_SLOTS:
                 leaves.reset();
             else
                 leaves.abort();
-            QTRY_COMPARE_WITH_TIMEOUT(server.count(), 1, promptMs);
+            QTRY_COMPARE(server.count(), 1);
             server.answer("still here");
             QCOMPARE(stays.readReply().body, QByteArray("still here"));
         }
@@ -178,7 +178,7 @@ private Q_SLOTS:
         QTest::qWait(500);
         QCOMPARE(server.count(), 1);
         server.answer(body);
-        QTest::qWait(promptMs);
+        QTest::qWait(beyondPatienceMs);
         client.socket().setReadBufferSize(0);
         QCOMPARE(client.readReply().body.size(), body.size());
     }
@@ -197,19 +197,19 @@ private Q_SLOTS:
     }
 
     void unfinishedHandshakeLeavesNothing_data() {
-        QTest::addColumn<int>("patienceMs");
-        QTest::newRow("when the server stops") << 30000;
-        QTest::newRow("when the client takes too long") << 400;
+        QTest::addColumn<bool>("stops");
+        QTest::newRow("when the server stops") << true;
+        QTest::newRow("when the client takes too long") << false;
     }
     void unfinishedHandshakeLeavesNothing() {
-        QFETCH(int, patienceMs);
-        TestServer server(true, patience(patienceMs));
+        QFETCH(bool, stops);
+        TestServer server(true, stops ? ConnectionLimits() : patience(400));
         RawClient silent(server.port());
         silent.send("x");
         RawClient begun(server.port());
         begun.send(QByteArray("\x16\x03\x01\x02\x00\x01\x00\x01\xfc\x03\x03", 11));
         QTest::qWait(50);
-        if (patienceMs > promptMs)
+        if (stops)
             server.server().stop();
         QVERIFY(silent.waitForClose());
         QVERIFY(begun.waitForClose());
@@ -217,29 +217,30 @@ private Q_SLOTS:
     }
 
     void silentClientIsDropped_data() {
-        // What is sent at once, and then again and again.
-        addRows(R"(
-nothing            |       |
-a byte, over TLS   |x      |
-head, byte by byte |GET /  | x
-half a body        |UPLOAD |
-body, byte by byte |UPLOAD | x
-after a request    |REQUEST|
-)");
+        QTest::addColumn<bool>("tls");
+        QTest::addColumn<QByteArray>("first");
+        QTest::addColumn<QByteArray>("again");
+        QTest::newRow("nothing") << false << QByteArray() << QByteArray();
+        QTest::newRow("a byte of a handshake") << true << QByteArray("x") << QByteArray();
+        QTest::newRow("head, byte by byte") << false << QByteArray("GET /") << QByteArray("x");
+        QTest::newRow("half a body") << false << upload << QByteArray();
+        QTest::newRow("body, byte by byte") << false << upload << QByteArray("x");
+        QTest::newRow("after a request") << false << get << QByteArray();
     }
     void silentClientIsDropped() {
-        QFETCH(QByteArrayList, fields);
-        TestServer server(QByteArray(QTest::currentDataTag()).endsWith("TLS"), patience(400));
+        QFETCH(bool, tls);
+        QFETCH(QByteArray, first);
+        QFETCH(QByteArray, again);
+        TestServer server(tls, patience(400));
         RawClient client(server.port()); // without a handshake
-        client.send(fields[0].replace("UPLOAD", upload).replace("REQUEST", get));
+        client.send(first);
         QTimer timer;
-        timer.callOnTimeout([&] { client.send(fields[1]); });
+        timer.callOnTimeout([&] { client.send(again); });
         timer.start(50);
         QElapsedTimer elapsed;
         elapsed.start();
         QVERIFY(client.waitForClose());
-        QVERIFY2(elapsed.elapsed() > 300 && elapsed.elapsed() < promptMs,
-                 qPrintable(QString::number(elapsed.elapsed())));
+        QVERIFY2(elapsed.elapsed() > 300, qPrintable(QString::number(elapsed.elapsed())));
     }
 
     void slowSenderIsKept() {

@@ -69,13 +69,13 @@ a foreign player        |GET |/api/stream/|10.0.0.1     |http://evil.example    
         server.add("/", unwanted);
         server.addEarly("/", new FunctionHandler(unwanted));
         server.add("/api/", unwanted);
-        for (const char* target : {"/upload", "/api/set%44ata"}) {
+        // Where no early handler takes the body, it is read first.
+        for (const auto& [target, body] :
+             {std::pair("/upload", 0), std::pair("/api/set%44ata", 100000)}) {
             RawClient client(server.port());
             client.send(RawClient::requestBytes(
                 "POST", target, "Origin: http://evil.example\r\nContent-Length: 100000\r\n"));
-            if (QByteArray(target) !=
-                "/upload") // Without an early handler the body is taken first.
-                client.send(QByteArray(100000, 'x'));
+            client.send(QByteArray(body, 'x'));
             QCOMPARE(client.readReply().status, 403);
         }
         QCOMPARE(RawClient::get(server.port(), "/api/set%44ata", "Sec-Fetch-Site: cross-site\r\n")

@@ -51,8 +51,9 @@ public:
         const QMutexLocker lock(&m_mutex);
         return m_notices;
     }
+    QString folder() const { return m_folder.path(); }
     // Nothing but the FIFO is there.
-    bool isTidy() const { return QDir(m_folder.path()).entryList(QDir::Files) == QStringList(); }
+    bool isTidy() const { return QDir(folder()).entryList(QDir::Files) == QStringList(); }
     // Bytes of all images, also of those that have not ended.
     qint64 bytes() const { return m_bytes; }
 
