@@ -14,8 +14,6 @@ const [seconds, descriptorLimit] = process.argv.slice(2, 4).map(Number);
 // A program that watches the device's memory makes it slow, and has its memory counted in.
 const checker = process.argv[4];
 const patience = checker ? 120_000 : 30_000;
-// How long a client may owe the server something.
-const serverPatience = 30_000;
 // What the allocator may keep between pieces that are in use, and what the certificate of the moment
 // or a log line takes; a leak of 64 bytes in each of the short form's requests would be more.
 const memoryToleranceKiB = 4096;
@@ -218,26 +216,6 @@ async function runTraffic(ms) {
     await Promise.all(loops);
 }
 
-/** Clients that are silent, or stop in the middle of a request, are dropped; slow readers are not. */
-async function tryPatience() {
-    const start = Date.now();
-    const silent = await open();
-    const half = await open();
-    half.send('POST /api/getData HTTP/1.1\r\nHost: localhost\r\nContent-Length: 9\r\n\r\n{');
-    const reader = await open();
-    reader.request(`/file/stream/${readable}big`);
-    await reader.head();
-    await sleep(serverPatience * 0.8);
-    if (silent.ended || half.ended)
-        throw new Error('a client was dropped early');
-    await sleep(serverPatience * 0.5);
-    if (!silent.ended || !half.ended)
-        throw new Error(`silent clients are still there after ${Date.now() - start} ms`);
-    for (let left = big.length; left > 0;)
-        left -= (await reader.part()).length;
-    reader.leave();
-}
-
 /**
  * More clients than the device can have: as many as it can are answered, the others wait and have
  * their turn when some of the first have left.
@@ -331,9 +309,7 @@ await attempt(flood);
 ++floods;
 await settled();
 const before = possessions();
-const patient = seconds >= 60 && !checker ? attempt(tryPatience) : null;
 await runTraffic(seconds * 800);
-await patient;
 await attempt(flood);
 ++floods;
 await compare(before);

@@ -13,9 +13,6 @@
 
 #include <cstdlib>
 #include <fcntl.h>
-#include <netinet/in.h>
-#include <netinet/tcp.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/time.h>
 
@@ -124,35 +121,6 @@ private Q_SLOTS:
         const int port = device.httpsPort();
         QVERIFY(RawClient::get(port, "/index.html", {}, true).body.contains("HTTPS ?"));
         QCOMPARE(servedCertificate(port).subjectDisplayName(), QString("Test authority"));
-    }
-
-    // The system holds back the last packet of a corked socket for 200 ms.
-    void answersLeaveTheConnectionUncorked() {
-        const TestDevice device(TestDevice::httpsNodes());
-        device.writeFile("page.html", "page");
-        device.writeFile("page.fcgi", "page");
-        device.writeFile("large", QByteArray(1 << 20, 'x'));
-        plixSetPlatformPaths(device.root() + '/', QString());
-        const QByteArray file = "/file/stream/" + device.root().toUtf8();
-        const std::tuple<QByteArray, QByteArray, QByteArray, int> rows[] = {
-            {"GET", "/api/getData?path=network:info&roles=value", {}, 200},
-            {"GET", "/api/getData", {}, 500},
-            {"GET", file + "/page.html", {}, 200},
-            {"GET", file + "/large", "Range: bytes=9-999999\r\n", 206},
-            {"HEAD", file + "/large", {}, 200},
-            {"GET", file + "/none", {}, 404},
-            {"GET", "/page.html", {}, 200},
-            {"GET", "/page.html", "If-None-Match: *\r\n", 304},
-            {"GET", "/page.fcgi", {}, 200}};
-        for (const bool tls : {false, true}) {
-            RawClient client(tls ? device.httpsPort() : device.port(), tls);
-            for (const auto& [method, target, headers, status] : rows) {
-                client.send(RawClient::requestBytes(method, target, headers));
-                // Plain HTTP has no pages.
-                QCOMPARE(client.readReply(method == "HEAD").status,
-                         tls || !target.startsWith("/page") ? status : 404);
-            }
-        }
     }
 
     // To a client that makes room slowly, so that writes end anywhere in a header or in a body.
