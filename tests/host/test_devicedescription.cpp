@@ -17,7 +17,8 @@ const QPair<const char*, const char*> refusals[] = {
     {R"({"workers": [{"library": "a"}, {"library": "a"}]})", "listed twice"},
     {R"({"workers": [{"library": "a", "config": []}]})", R"("config" of)"},
     {R"({"nodes": {"/a:b": {}}})", "names no worker"},
-    {R"({"nodes": {"a:b": 1}})", R"(node "a:b" is not an object)"},
+    {R"({"platform": {"readPathPrefix": "/b/"}, "workers": [], "nodes": {"a:b": 1}})",
+     R"(node "a:b" is not an object)"},
     {R"({"nodes": {"a:b": {"rows": [1]}}})", R"(a row of node "a:b")"}};
 
 const QPair<const char*, const char*> overrides[] = {
@@ -38,9 +39,12 @@ private Q_SLOTS:
         for (const auto& [file, reason] : refusals) {
             DeviceDescription description;
             QString error;
+            QVERIFY(description.merge(R"({"workers": [{"library": "a"}]})", &error));
             QVERIFY2(!description.merge(file, &error), file);
             QVERIFY2(error.contains(reason), qPrintable(error));
-            QVERIFY(description.nodes().isEmpty() && description.workers().isEmpty());
+            // Nothing of it was taken over.
+            QVERIFY(description.nodes().isEmpty() && description.workers().size() == 1);
+            QVERIFY(description.readPathPrefix() != "/b/");
         }
     }
 
