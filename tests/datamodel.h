@@ -37,6 +37,24 @@ inline QVariantList rowsOf(const QString& path, const QStringList& roles) {
     return reply.value().rows().toList();
 }
 
+// Carries out the events of a list on a client's copy of its rows, and then reads the new and the
+// changed ones from what the list is now.
+inline void carryOut(const QVariantList& events, const QVariantList& now, QVariantList* rows) {
+    for (const QVariant& record : events) {
+        const PlixRowEvent event(record.toHash());
+        if (event.type() == PlixRowEventType::Inserted)
+            rows->insert(event.index(), QVariant());
+        else if (event.type() == PlixRowEventType::Removed)
+            rows->removeAt(event.index());
+        else if (event.type() == PlixRowEventType::Moved)
+            rows->move(event.index(), event.toIndex());
+        else
+            (*rows)[event.index()] = QVariant();
+    }
+    for (int row = 0; row < rows->size(); ++row)
+        (*rows)[row] = rows->at(row).isValid() ? rows->at(row) : now.value(row);
+}
+
 inline QStringList titlesOf(const QString& path) {
     QStringList titles;
     for (const QVariant& row : rowsOf(path, {"title"}))

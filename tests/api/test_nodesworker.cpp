@@ -102,14 +102,14 @@ unknown role                  |volume|invented|1               |notModifiable
             for (const QChar title : titles)
                 rows.append(row(title));
             m_worker->setRows(list, rows);
-            QCOMPARE(m_mirror.join(""), titles);
+            QCOMPARE(QVariant(m_mirror).toStringList().join(""), titles);
         }
         m_worker->insertRow(list, 3, row('d'));
         m_worker->moveRow(list, 0, 2);
         m_worker->moveRow(list, 3, 1);
         m_worker->changeRow(list, 2, row('x'));
         m_worker->removeRow(list, 3);
-        QCOMPARE(m_mirror.join(""), QStringLiteral("bdx"));
+        QCOMPARE(QVariant(m_mirror).toStringList().join(""), QStringLiteral("bdx"));
         m_worker->removeNode(list);
         QVERIFY(m_mirror.isEmpty());
     }
@@ -132,24 +132,13 @@ unknown role                  |volume|invented|1               |notModifiable
 public Q_SLOTS:
     // Keeps a copy of the list's titles by carrying out its row events.
     void on_rows_changed(const QVariantList& changes) {
-        for (const QVariant& change : changes) {
-            const PlixRowEvent event(change.toHash());
-            const int index = event.index();
-            if (event.type() == PlixRowEventType::Removed)
-                m_mirror.removeAt(index);
-            else if (event.type() == PlixRowEventType::Moved)
-                m_mirror.move(index, event.toIndex());
-            else if (event.type() == PlixRowEventType::Changed)
-                m_mirror[index] = titlesOf(list)[index];
-            else
-                m_mirror.insert(index, titlesOf(list)[index]);
-        }
+        carryOut(changes, QVariant(titlesOf(list)).toList(), &m_mirror);
     }
 
 private:
     std::unique_ptr<CMRootWorker> m_root;
     std::unique_ptr<CMNodesWorker> m_worker;
-    QStringList m_mirror;
+    QVariantList m_mirror;
 };
 
 QTEST_GUILESS_MAIN(TestNodesWorker)
