@@ -35,7 +35,8 @@ function(plix_install)
         ${PROJECT_BINARY_DIR}/plixConfig.cmake ${PROJECT_BINARY_DIR}/plixConfigVersion.cmake
         DESTINATION ${package_folder} COMPONENT dev)
     install(EXPORT plixTargets NAMESPACE plix:: DESTINATION ${package_folder} COMPONENT dev)
-    install(FILES CHANGELOG.md docs/architecture.md docs/porting.md docs/security.md
+    install(FILES CHANGELOG.md docs/architecture.md docs/http-api.md docs/openapi.yaml
+        docs/porting.md docs/security.md
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
     install(DIRECTORY examples
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)

@@ -7,7 +7,10 @@ build_packages=(
     qtbase5-dev libsoup2.4-dev libglib2.0-dev liblog4cplus-dev rapidjson-dev
     glib-networking libssl-dev openssl
 )
-test_packages=(curl dpkg-dev file iproute2 python3 valgrind)
+test_packages=(
+    curl dpkg-dev esbuild file iproute2 mypy node-typescript python3 python3-jsonschema
+    python3-setuptools python3-yaml valgrind
+)
 # Tests take these from elsewhere too, if they are there.
 command -v chromium >/dev/null || test_packages+=(chromium)
 command -v node >/dev/null || test_packages+=(nodejs)
