@@ -36,7 +36,7 @@ function(plix_install)
         DESTINATION ${package_folder} COMPONENT dev)
     install(EXPORT plixTargets NAMESPACE plix:: DESTINATION ${package_folder} COMPONENT dev)
     install(FILES CHANGELOG.md docs/architecture.md docs/http-api.md docs/openapi.yaml
-        docs/porting.md docs/security.md
+        docs/porting.md docs/security.md docs/settings.md
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
     install(DIRECTORY examples
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
