@@ -38,6 +38,8 @@ function(plix_install)
     install(FILES CHANGELOG.md docs/architecture.md docs/http-api.md docs/openapi.yaml
         docs/porting.md docs/security.md docs/settings.md
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
+    install(PROGRAMS tools/porting-check
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev/tools COMPONENT dev)
     install(DIRECTORY examples
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
 

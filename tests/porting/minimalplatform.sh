@@ -24,4 +24,10 @@ ask 'getRows?path=lamp:brightness&roles=value&from=0&to=9' '"rows":[]'
 ask 'getData?path=lamp:colour&roles=value' 'nodeNotFound'
 ask 'getData?path=settings:/webserver/port&roles=value' 'Node is internal'
 
+# What holds is seen, and what does not.
+check() { /usr/bin/python3 "$tests/../tools/porting-check" --node "$1" "http://localhost:$http_port"; }
+printed=$(check lamp:brightness) || fail "$printed"
+[ "$(grep -c ^holds <<<"$printed")" -eq 5 ] || fail "$printed"
+! printed=$(check lamp:colour) || fail "$printed"
+
 stop_device
