@@ -26,7 +26,7 @@
   <h1>Update</h1>
   <div class="card">
     <p>The image has gone through to the updater.</p>
-    <p class="outcome" id="outcome" role="status"></p>
+    <p class="outcome" id="updater" role="status"></p>
     <div class="field" id="hashField" hidden>
       <span class="label">SHA-256</span>
       <code class="hash" id="hash"></code>

@@ -2,25 +2,34 @@
 
 import { $, bytesText } from './ui.js';
 
-/**
- * Shows the state of `firmware:update` that an upload ended in.
- * @param {{state: string, bytes: number, sha256: string}} update
- * @param {string} note what else is known about it
- */
-export function showOutcome({ state, bytes, sha256 }, note = '') {
-    if (state === 'received')
-        tell(`The updater has the whole image, ${bytesText(bytes)}. ${note}`.trim());
-    else if (state === 'failed')
-        tell(`The updater did not get the whole image: it stopped after ${bytesText(bytes)}. Send it again.`, true);
-    else if (state === 'receiving')
-        tell(`The updater is still receiving, ${bytesText(bytes)} so far.`);
-    else
-        tell('The updater has received nothing. Is it running?', true);
-    $('hashField').hidden = state !== 'received' || !sha256;
-    $('hash').textContent = sha256 ?? '';
+function sentence({ state, bytes = 0 }) {
+    switch (state) {
+    case 'idle':
+        return 'No image has been sent since the device started.';
+    case 'receiving':
+        return `The updater is receiving an image, ${bytesText(bytes)} so far.`;
+    case 'received':
+        return `The updater has the whole image, ${bytesText(bytes)}.`;
+    case 'failed':
+        return `The updater did not get the whole image: it stopped after ${bytesText(bytes)}.`;
+    default:
+        return state ? `The updater says: ${state}.` : 'The device has no updater.';
+    }
 }
 
-export function tell(text, isError = false) {
-    $('outcome').textContent = text;
-    $('outcome').classList.toggle('error', isError);
+/**
+ * Shows the state of `firmware:update`, and nothing that it does not say.
+ * @param {{state?: string, bytes?: number, sha256?: string}} update
+ */
+export function showUpdater(update) {
+    $('updater').textContent = sentence(update);
+    $('updater').classList.toggle('error', update.state === 'failed');
+    $('hashField').hidden = update.state !== 'received' || !update.sha256;
+    $('hash').textContent = update.sha256 ?? '';
+}
+
+/** The updater cannot be asked. */
+export function showNoUpdater(error) {
+    $('updater').textContent = `The updater's state cannot be read: ${error.message}`;
+    $('updater').classList.add('error');
 }

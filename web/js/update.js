@@ -1,23 +1,29 @@
-/** Firmware upload: choose or drop, two progress bars, the hash at the end, cancel. */
+/** Firmware upload: choose or drop, two progress bars, cancel, and what the updater made of it. */
 
 import { $, bytesText, device, startPage } from './ui.js';
-import { showOutcome, tell } from './firmware.js';
+import { showNoUpdater, showUpdater } from './firmware.js';
 
 /** The updater may still be writing when the last byte has been sent. */
 const CONFIRM_MS = 20_000;
 /** Larger images are sent with their length only: hashing takes all of the bytes at once. */
 const LARGEST_LOCAL_HASH = 256 * 1024 ** 2;
+const BUSY = 'Another image is being sent to this device. Send yours when the updater has finished with it.';
 
 let image = null;
-/** The upload under way; null when there is none. */
+/** The last upload of this page: {file, request, sha256, sending, cancelled, reported, judged}. */
 let upload = null;
+/** The state of `firmware:update`. */
 let update = {};
+
+function tell(text, isError = false) {
+    $('outcome').textContent = text;
+    $('outcome').classList.toggle('error', isError);
+}
 
 function choose(file) {
     image = file ?? null;
     $('chosen').textContent = image ? bytesText(image.size) : '';
     tell('');
-    $('hashField').hidden = true;
     if (image && !image.size) {
         image = null;
         tell('This file is empty.', true);
@@ -37,36 +43,20 @@ function setBusy(busy) {
 }
 
 /** Sends the form as the browser would; resolves when the device has answered. */
-function post(current) {
+function post({ file, request, sha256 }) {
     const form = new FormData();
-    const { file, request, sha256 } = current;
     form.append('image', file, file.name);
     return new Promise((resolve, reject) => {
         request.upload.onprogress = event => {
             showMeter('sent', Math.max(0, event.loaded - event.total + file.size), file.size);
         };
-        request.onload = () => request.status < 400 ? resolve()
-            : reject(new Error(`The device refused the image (status ${request.status}).`));
+        request.onload = () => request.status < 400 ? resolve() : reject(new Error(
+            request.status === 503 ? BUSY : `The device refused the image (status ${request.status}).`));
         request.onerror = () => reject(new Error('The connection to the device broke off. The image was not sent completely.'));
-        request.onabort = () => reject(new Error('Cancelled. The device keeps its present firmware.'));
+        request.onabort = () => reject(new Error('You stopped sending.'));
         // The updater keeps no other image than this.
         request.open('POST', `${$('update').getAttribute('action')}&length=${file.size}${sha256 && '&sha256='}${sha256}`);
         request.send(form);
-    });
-}
-
-/** Resolves when the updater has finished with this upload, or says nothing for too long. */
-function confirmed(current) {
-    return new Promise(resolve => {
-        const done = () => ['received', 'failed'].includes(update.state) && current.reported;
-        const timer = setTimeout(finish, CONFIRM_MS);
-        function finish() {
-            clearTimeout(timer);
-            current.reportChanged = () => {};
-            resolve();
-        }
-        current.reportChanged = () => done() && finish();
-        current.reportChanged();
     });
 }
 
@@ -79,39 +69,61 @@ async function localHash(file) {
 
 async function send(event) {
     event.preventDefault();
-    if (!image || upload)
+    if (!image || upload?.sending)
         return;
-    const current = { file: image, request: new XMLHttpRequest(), reported: false, reportChanged() {} };
-    upload = current;
-    tell('Reading …');
-    $('hashField').hidden = true;
+    if (update.state === 'receiving') {
+        tell(BUSY, true);
+        return;
+    }
+    const current = upload = { file: image, request: new XMLHttpRequest(), sending: true, reported: false };
     $('sending').hidden = $('receiving').hidden = false;
     showMeter('sent', 0, image.size);
     showMeter('received', 0, image.size);
+    setBusy(true);
     try {
+        tell('Reading …');
         current.sha256 = await localHash(current.file);
-        setBusy(true);
+        if (current.cancelled)
+            throw new Error('You stopped before anything was sent.');
         tell('Sending …');
         await post(current);
         showMeter('sent', current.file.size, current.file.size);
         tell('Sent. Waiting for the updater …');
-        await confirmed(current);
-        conclude(current);
+        setTimeout(() => judge(current, true), CONFIRM_MS);
+        current.sending = false;
+        judge(current);
     } catch (error) {
+        // What the updater says from here on is not about this file as a whole.
+        upload = null;
+        $('sending').hidden = $('receiving').hidden = true;
         tell(error.message, true);
     } finally {
-        upload = null;
         setBusy(false);
     }
 }
 
-function conclude(current) {
-    if (!current.reported)
-        throw new Error('The device took the file, but its updater did not receive it. Is the updater running?');
+function cancel() {
+    upload.cancelled = true;
+    upload.request.abort();
+}
+
+/** What the updater's state says of an upload that has been sent as a whole. */
+function judge(current, isLast = false) {
+    if (current !== upload || current.sending || current.judged)
+        return;
+    const isOver = current.reported && ['received', 'failed'].includes(update.state);
+    if (!isOver && !isLast)
+        return;
+    current.judged = true;
     const { file, sha256 } = current;
-    if (update.state === 'received' && (update.bytes !== file.size || (sha256 && sha256 !== update.sha256)))
-        throw new Error('The updater has another image than the one you sent. Send it again.');
-    showOutcome(update, sha256 ? 'It is the file you chose, byte for byte.' : '');
+    if (!current.reported)
+        tell('The device took the file, but its updater did not receive it. Is the updater running?', true);
+    else if (update.state !== 'received')
+        tell(isOver ? 'Send it again.' : 'The updater has not said yet whether it has the image.', true);
+    else if (update.bytes !== file.size || (sha256 && sha256 !== update.sha256))
+        tell('The updater has another image than the one you sent. Send it again.', true);
+    else
+        tell(sha256 ? 'It is the file you chose, byte for byte.' : 'It has the size of the file you chose.');
     $('send').focus();
 }
 
@@ -124,7 +136,7 @@ function startDrop() {
     drop.ondragleave = () => drop.classList.remove('over');
     drop.ondrop = event => {
         drop.classList.remove('over');
-        if (upload || !event.dataTransfer.files.length)
+        if (upload?.sending || !event.dataTransfer.files.length)
             return;
         $('image').files = event.dataTransfer.files;
         choose(event.dataTransfer.files[0]);
@@ -132,26 +144,37 @@ function startDrop() {
 }
 
 function followUpdater() {
+    let events = 0;
     device.subscribe('firmware:update', {
-        event: ({ value }) => reported(value),
-        // After a lost connection only the state tells what happened.
+        event: ({ value }) => {
+            events++;
+            // The answer to this page's own upload, or to one that goes before it.
+            if (upload)
+                upload.reported = true;
+            show(value);
+        },
+        // Also after a lost connection only the state tells what happened.
         ready: async () => {
-            const now = await device.get('firmware:update').catch(() => null);
-            if (now && upload?.reported)
-                reported(now);
+            const before = events;
+            try {
+                const now = await device.get('firmware:update');
+                if (events === before)
+                    show(now);
+            } catch (error) {
+                showNoUpdater(error);
+            }
         },
     });
 }
 
-function reported(value) {
-    if (!value)
-        return;
-    update = value;
+function show(value) {
+    update = value ?? {};
+    showUpdater(update);
     if (!upload)
         return;
-    upload.reported = true;
-    showMeter('received', update.bytes ?? 0, upload.file.size);
-    upload.reportChanged();
+    if (upload.reported)
+        showMeter('received', update.bytes ?? 0, upload.file.size);
+    judge(upload);
 }
 
 startPage();
@@ -159,6 +182,6 @@ startDrop();
 followUpdater();
 $('image').onchange = () => choose($('image').files[0]);
 $('update').onsubmit = send;
-$('cancel').onclick = () => upload?.request.abort();
-addEventListener('beforeunload', event => upload && event.preventDefault());
+$('cancel').onclick = cancel;
+addEventListener('beforeunload', event => upload?.sending && event.preventDefault());
 choose($('image').files[0]);

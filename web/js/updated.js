@@ -1,7 +1,7 @@
 /** The page that answers an upload made by a plain form. */
 
 import { device, startPage } from './ui.js';
-import { showOutcome } from './firmware.js';
+import { showNoUpdater, showUpdater } from './firmware.js';
 
 startPage();
-device.watch('firmware:update', update => showOutcome(update ?? {}));
+device.watch('firmware:update', update => showUpdater(update ?? {}), showNoUpdater);
