@@ -35,6 +35,16 @@ std::optional<qint64> PlayerArguments::integer(const QVariant& value) {
     }
 }
 
+std::optional<QString> PlayerArguments::name(const QVariant& argument, const QString& name,
+                                             CMError* error) {
+    const std::optional<QString> value = text(member(argument, name));
+    if (value && !value->isEmpty())
+        return value;
+    *error = CMError::fromName(CMErrorNames::typeMismatch(),
+                               QStringLiteral("\"%1\" is to be a text").arg(name));
+    return std::nullopt;
+}
+
 std::optional<int> PlayerArguments::index(const QVariant& argument, const QString& name, int size,
                                           CMError* error) {
     const std::optional<qint64> index = integer(member(argument, name));

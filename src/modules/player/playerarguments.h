@@ -17,6 +17,8 @@ QVariant member(const QVariant& argument, const QString& name);
 std::optional<QString> text(const QVariant& value);
 // Empty when the value is no whole number.
 std::optional<qint64> integer(const QVariant& value);
+// The member as a text that is not empty. Empty, with the error set, when it is none.
+std::optional<QString> name(const QVariant& argument, const QString& name, CMError* error);
 // The member as a position in a list of `size` rows. Empty, with the error set, when it is no whole
 // number or lies outside.
 std::optional<int> index(const QVariant& argument, const QString& name, int size, CMError* error);

@@ -20,10 +20,15 @@ PlayerTrack PlayerTrack::fromValues(const QVariantList& values) {
     return track;
 }
 
+QString PlayerTrack::idRole() {
+    return QStringLiteral("id");
+}
+
 QVariantHash PlayerTrack::row() const {
     PlixValue value;
     value.setString_(path);
     QVariantHash roles{
+        {idRole(), id},
         {PlixRoles::Title(), title},
         {PlixRoles::Type(), QStringLiteral("audio")},
         {PlixRoles::Description(), artist},
@@ -42,6 +47,6 @@ QVariantHash PlayerTrack::record() const {
     return {
         {QStringLiteral("title"), title},         {QStringLiteral("artist"), artist},
         {QStringLiteral("path"), path},           {QStringLiteral("cover"), cover},
-        {QStringLiteral("duration"), durationMs},
+        {QStringLiteral("duration"), durationMs}, {idRole(), id},
     };
 }

@@ -5,6 +5,7 @@
 
 // One entry of the queue, with the roles of the node at its path.
 struct PlayerTrack {
+    QString id; // the row's own, which no other row of the queue ever has; empty outside of it
     QString path;
     QString title;
     QString artist;
@@ -20,6 +21,8 @@ struct PlayerTrack {
     static QStringList roles();
     static PlayerTrack fromValues(const QVariantList& values);
 
+    // The name of the role that a row of the queue has its id under.
+    static QString idRole();
     // The row of the queue.
     QVariantHash row() const;
     // The value of the node for the current track; empty fields for an internal track.

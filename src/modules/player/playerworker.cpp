@@ -6,6 +6,8 @@
 #include "core/plixconnect.h"
 #include "playerarguments.h"
 
+#include <QDateTime>
+
 #include <algorithm>
 #include <climits>
 
@@ -22,6 +24,7 @@ const QString mutePath = QStringLiteral("player:player/mute");
 const QString positionPath = QStringLiteral("player:player/position");
 const QString durationPath = QStringLiteral("player:player/duration");
 const QString trackPath = QStringLiteral("player:player/track");
+const QString afterName = QStringLiteral("after");
 const QString queuePath = QStringLiteral("player:queue");
 
 CMPath mediaPath() {
@@ -61,7 +64,8 @@ int volumeAtStart() {
 } // namespace
 
 PlayerWorker::PlayerWorker(const QVariantHash& config)
-    : CMNodesWorker(config, QStringLiteral("player")) {
+    : CMNodesWorker(config, QStringLiteral("player")),
+      m_idPrefix(QString::number(QDateTime::currentMSecsSinceEpoch(), 36) + '-') {
     m_tick.setInterval(tickMs);
     m_tick.setTimerType(Qt::PreciseTimer);
     plixConnect(&m_tick, &QTimer::timeout, this, &PlayerWorker::publishPosition);
@@ -126,7 +130,12 @@ void PlayerWorker::readConfiguredQueue() {
         QVariantList values;
         for (const QString& name : roles)
             values.append(row(queuePath, i).value(name));
-        m_queue.append(PlayerTrack::fromValues(values));
+        PlayerTrack track = PlayerTrack::fromValues(values);
+        track.id = newId();
+        QVariantHash named = row(queuePath, i);
+        named.insert(PlayerTrack::idRole(), track.id);
+        changeRow(queuePath, i, named);
+        m_queue.append(track);
     }
     m_awaitsMedia = m_queue.isEmpty();
 }
@@ -165,6 +174,7 @@ const QHash<QString, PlayerWorker::Action>& PlayerWorker::actions() {
         {QStringLiteral("player:queue/remove"), &PlayerWorker::remove},
         {QStringLiteral("player:queue/move"), &PlayerWorker::move},
         {QStringLiteral("player:queue/clear"), &PlayerWorker::clear},
+        {QStringLiteral("player:queue/restore"), &PlayerWorker::restore},
     };
     return table;
 }
@@ -188,8 +198,7 @@ void PlayerWorker::play(const QVariant& argument, const Reply& reply) {
         return findTrack(*wanted, reply,
                          [this, reply](const PlayerTrack& track) { playTrack(track, reply); });
     CMError error;
-    const auto index =
-        PlayerArguments::index(argument, QStringLiteral("index"), m_queue.size(), &error);
+    const auto index = rowNamed(argument, &error);
     if (!index)
         return reply.fail(error);
     select(*index, State::Playing);
@@ -238,39 +247,32 @@ void PlayerWorker::insert(const QVariant& argument, const Reply& reply) {
     if (!path)
         return reply.fail(typeMismatch("\"path\" is to be a text"));
     findTrack(*path, reply, [this, argument, reply](const PlayerTrack& track) {
-        const QString name = QStringLiteral("index");
-        int index = m_queue.size();
-        if (PlayerArguments::member(argument, name).isValid()) {
-            CMError error;
-            const auto given = PlayerArguments::index(argument, name, index + 1, &error);
-            if (!given)
-                return reply.fail(error);
-            index = *given;
-        }
-        if (insertTrack(index, track, reply))
+        CMError error;
+        const auto index = placeNamed(argument, &error);
+        if (!index)
+            return reply.fail(error);
+        if (insertTrack(*index, track, reply))
             succeed(reply);
     });
 }
 
 void PlayerWorker::remove(const QVariant& argument, const Reply& reply) {
     CMError error;
-    const auto index =
-        PlayerArguments::index(argument, QStringLiteral("index"), m_queue.size(), &error);
+    const auto index = rowNamed(argument, &error);
     if (!index)
         return reply.fail(error);
     m_awaitsMedia = false;
+    remember(*index, {m_queue.at(*index)});
     removeTrack(*index);
     succeed(reply);
 }
 
 void PlayerWorker::move(const QVariant& argument, const Reply& reply) {
     CMError error;
-    const auto from =
-        PlayerArguments::index(argument, QStringLiteral("index"), m_queue.size(), &error);
+    const auto from = rowNamed(argument, &error);
     if (!from)
         return reply.fail(error);
-    const auto to =
-        PlayerArguments::index(argument, QStringLiteral("toIndex"), m_queue.size(), &error);
+    const auto to = targetNamed(argument, *from, &error);
     if (!to)
         return reply.fail(error);
     m_awaitsMedia = false;
@@ -287,13 +289,126 @@ void PlayerWorker::move(const QVariant& argument, const Reply& reply) {
 
 void PlayerWorker::clear(const QVariant&, const Reply& reply) {
     m_awaitsMedia = false;
+    if (!m_queue.isEmpty())
+        remember(0, m_queue);
     m_queue.clear();
     select(-1, State::Stopped);
     setRows(queuePath, {});
     succeed(reply);
 }
 
+void PlayerWorker::restore(const QVariant& argument, const Reply& reply) {
+    CMError error;
+    const auto id = PlayerArguments::name(argument, PlayerTrack::idRole(), &error);
+    if (!id)
+        return reply.fail(error);
+    const auto removal =
+        std::find_if(m_removals.begin(), m_removals.end(), [&](const Removal& one) {
+            return std::any_of(one.tracks.begin(), one.tracks.end(),
+                               [&](const PlayerTrack& track) { return track.id == *id; });
+        });
+    if (removal == m_removals.end())
+        return reply.fail(outOfRange("Nothing that could be restored has this id"));
+    if (m_queue.size() + removal->tracks.size() > maximumQueueRows)
+        return reply.fail(outOfRange("The queue is full"));
+    const Removal restored = *removal;
+    m_removals.erase(removal);
+    putBack(restored);
+    succeed(reply);
+}
+
+std::optional<int> PlayerWorker::rowNamed(const QVariant& argument, CMError* error) const {
+    if (!isForThisVersion(argument, error))
+        return std::nullopt;
+    const QString name = PlayerTrack::idRole();
+    if (!PlayerArguments::member(argument, name).isValid())
+        return PlayerArguments::index(argument, QStringLiteral("index"), m_queue.size(), error);
+    const auto id = PlayerArguments::name(argument, name, error);
+    const int index = id ? indexOf(*id) : -1;
+    if (id && index < 0)
+        *error = outOfRange("The queue has no row with this id");
+    return index < 0 ? std::nullopt : std::optional(index);
+}
+
+bool PlayerWorker::isForThisVersion(const QVariant& argument, CMError* error) const {
+    const QVariant version = PlayerArguments::member(argument, QStringLiteral("version"));
+    if (!version.isValid() || PlayerArguments::integer(version) == rowsVersion(queuePath))
+        return true;
+    *error =
+        CMError::fromName(CMErrorNames::versionMismatch(),
+                          QStringLiteral("The list has version %1").arg(rowsVersion(queuePath)));
+    return false;
+}
+
+std::optional<int> PlayerWorker::placeBehind(const QVariant& id, CMError* error) const {
+    const auto name = PlayerArguments::text(id);
+    if (name && name->isEmpty())
+        return 0;
+    const int index = name ? indexOf(*name) : -1;
+    if (index >= 0)
+        return index + 1;
+    *error = name ? outOfRange("The queue has no row with the id \"after\"")
+                  : typeMismatch("\"after\" is to be a text");
+    return std::nullopt;
+}
+
+std::optional<int> PlayerWorker::placeNamed(const QVariant& argument, CMError* error) const {
+    if (!isForThisVersion(argument, error))
+        return std::nullopt;
+    const QVariant after = PlayerArguments::member(argument, afterName);
+    if (after.isValid())
+        return placeBehind(after, error);
+    const QString name = QStringLiteral("index");
+    if (!PlayerArguments::member(argument, name).isValid())
+        return m_queue.size();
+    return PlayerArguments::index(argument, name, m_queue.size() + 1, error);
+}
+
+std::optional<int> PlayerWorker::targetNamed(const QVariant& argument, int from,
+                                             CMError* error) const {
+    const QVariant after = PlayerArguments::member(argument, afterName);
+    if (!after.isValid())
+        return PlayerArguments::index(argument, QStringLiteral("toIndex"), m_queue.size(), error);
+    auto place = placeBehind(after, error);
+    // The row itself leaves its place.
+    if (place && *place > from)
+        --*place;
+    return place;
+}
+
 // The queue.
+
+int PlayerWorker::indexOf(const QString& id) const {
+    const auto found = std::find_if(m_queue.begin(), m_queue.end(),
+                                    [&](const PlayerTrack& track) { return track.id == id; });
+    return found == m_queue.end() ? -1 : int(found - m_queue.begin());
+}
+
+QString PlayerWorker::newId() {
+    return m_idPrefix + QString::number(++m_lastId);
+}
+
+void PlayerWorker::remember(int index, const QVector<PlayerTrack>& tracks) {
+    m_removals.append({index, tracks, m_current});
+    if (m_removals.size() > maximumRemovals)
+        m_removals.removeFirst();
+}
+
+void PlayerWorker::putBack(const Removal& removal) {
+    const int index = std::min(removal.index, m_queue.size());
+    QVector<QVariantHash> rows;
+    for (int i = 0; i < m_queue.size(); ++i)
+        rows.append(row(queuePath, i));
+    for (int i = 0; i < removal.tracks.size(); ++i) {
+        m_queue.insert(index + i, removal.tracks.at(i));
+        rows.insert(index + i, removal.tracks.at(i).row());
+    }
+    if (index <= m_current)
+        m_current += removal.tracks.size();
+    setRows(queuePath, rows);
+    if (m_current < 0)
+        select(removal.current - removal.index, State::Stopped);
+}
 
 void PlayerWorker::on_mediaRows_changed() {
     if (!CMRoot())
@@ -323,8 +438,10 @@ void PlayerWorker::fillQueue(const QVector<PlayerTrack>& tracks) {
     m_awaitsMedia = false;
     m_queue = tracks;
     QVector<QVariantHash> rows;
-    for (const PlayerTrack& track : tracks)
+    for (PlayerTrack& track : m_queue) {
+        track.id = newId();
         rows.append(track.row());
+    }
     setRows(queuePath, rows);
     select(0, State::Stopped);
 }
@@ -383,10 +500,12 @@ bool PlayerWorker::insertTrack(int index, const PlayerTrack& track, const Reply&
         return false;
     }
     m_awaitsMedia = false;
-    m_queue.insert(index, track);
+    PlayerTrack inserted = track;
+    inserted.id = newId();
+    m_queue.insert(index, inserted);
     if (index <= m_current)
         ++m_current;
-    insertRow(queuePath, index, track.row());
+    insertRow(queuePath, index, inserted.row());
     if (m_current < 0)
         select(index, State::Stopped);
     return true;

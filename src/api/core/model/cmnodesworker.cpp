@@ -349,6 +349,10 @@ QVariantHash CMNodesWorker::row(const QString& path, int index) const {
     return m_nodes.value(path).rows.at(index);
 }
 
+qint64 CMNodesWorker::rowsVersion(const QString& path) const {
+    return m_nodes.value(path).version;
+}
+
 void CMNodesWorker::setRows(const QString& path, const QVector<QVariantHash>& rows) {
     Node& owner = node(path);
     const PlixList<PlixRowEvent> events = difference(owner.rows, rows);

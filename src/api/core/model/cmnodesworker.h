@@ -61,6 +61,7 @@ public:
     // increases the version of the list; the version does not restart when the node is removed.
     int rowCount(const QString& path) const;
     QVariantHash row(const QString& path, int index) const;
+    qint64 rowsVersion(const QString& path) const;
     void setRows(const QString& path, const QVector<QVariantHash>& rows);
     void insertRow(const QString& path, int index, const QVariantHash& row);
     void removeRow(const QString& path, int index);
