@@ -1,6 +1,7 @@
 import assert from 'node:assert/strict';
-import { beforeEach, test } from 'node:test';
+import { beforeEach, describe, test } from 'node:test';
 import axe from 'axe-core';
+import { plain } from '../../web/plix.js';
 import { desktop, open, phone } from './browser.mjs';
 import { until } from './device.mjs';
 import { device, newProfile } from './fixture.mjs';
@@ -86,34 +87,73 @@ test('the keyboard seeks and sets the volume', async () => {
     await until(async () => await player('volume') === 1, 'volume 1');
 });
 
-test('queue rows are moved by keyboard and by dragging, removed and added', async () => {
-    const names = () => page.locator('#queue .name').allTextContents();
-    const [first, second, third, ...rest] = await until(names, 'the queue');
+describe('the queue', () => {
+    let first, second, third, rest;
+
     const inQueue = expected => until(async () => {
-        assert.deepEqual(await names(), expected);
-        assert.deepEqual(await device.list('player:queue', ['title']), expected.map(title => ({ title })));
+        assert.deepEqual(await page.locator('#queue .name').allTextContents(), expected);
+        assert.deepEqual((await device.list('player:queue', ['title'])).map(({ title }) => title), expected);
         return true;
     }, `the queue ${expected}`);
+    const idAt = async index => (await device.list('player:queue', ['id']))[index].id;
 
-    await page.getByRole('button', { name: `Move ${first} down` }).press('Enter');
-    await inQueue([second, first, third, ...rest]);
-    // The focus went with the row: pressing on moves it on.
-    await page.locator(`:focus[title="Move ${first} down"]`).waitFor();
-    await page.keyboard.press('Enter');
-    await inQueue([second, third, first, ...rest]);
+    beforeEach(async () => {
+        await device.activate('player:queue/clear');
+        for (const { value } of await device.list('media:/'))
+            await device.activate('player:queue/insert', { path: plain(value) });
+        const titles = (await device.list('player:queue')).map(({ title }) => title);
+        await inQueue(titles);
+        [first, second, third, ...rest] = titles;
+    });
 
-    const grip = await page.locator('#queue .grip').nth(2).boundingBox();
-    const row = await page.locator('#queue li').nth(2).boundingBox();
-    await page.mouse.move(grip.x + 8, grip.y + 20);
-    await page.mouse.down();
-    await page.mouse.move(grip.x + 8, grip.y + 20 - 2 * row.height, { steps: 5 });
-    await page.mouse.up();
-    await inQueue([first, second, third, ...rest]);
+    test('quick presses move a row as far, and remove one only', async () => {
+        const down = page.getByRole('button', { name: `Move ${first} down` });
+        await down.focus();
+        await down.evaluate(button => [1, 2, 3].forEach(() => button.click()));
+        await inQueue([second, third, rest[0], first, ...rest.slice(1)]);
+        await page.locator(`:focus[title="Move ${first} down"]`).waitFor();
+        await page.getByRole('button', { name: `Remove ${second}` }).click({ clickCount: 4 });
+        await inQueue([third, rest[0], first, ...rest.slice(1)]);
+        await page.getByRole('button', { name: `Remove ${third}` }).focus();
+        for (let press = 0; press < 4; press++)
+            await page.keyboard.press('Enter');
+        await inQueue([rest[0], first, ...rest.slice(1)]);
+        await page.locator('#queue li:first-child:focus').waitFor();
+    });
 
-    await page.getByRole('button', { name: `Remove ${second}` }).click();
-    await inQueue([first, third, ...rest]);
-    await page.getByRole('button', { name: `Add ${second}` }).click();
-    await inQueue([first, third, ...rest, second]);
+    test('the row that is dragged stays the one, whatever others do', async () => {
+        const { x, y, height } = await page.locator('#queue li').nth(2).boundingBox();
+        await page.mouse.move(x + 20, y + height / 2);
+        await page.mouse.down();
+        await page.mouse.move(x + 20, y + 10, { steps: 3 });
+        await device.activate('player:queue/remove', { id: await idAt(0) });
+        await until(async () => await page.locator('#queue .name').count() === rest.length + 2, 'the removal');
+        await page.mouse.move(x + 20, y + 5 - 2 * height, { steps: 5 });
+        await page.mouse.up();
+        await inQueue([third, second, ...rest]);
+    });
+
+    test('what the device refuses is shown at once and taken back', async () => {
+        const removed = await idAt(1);
+        await page.route('**/api/setData', async route => {
+            await page.locator(`#queue li:first-child:has-text("${second}")`).waitFor();
+            await device.activate('player:queue/remove', { id: removed });
+            await route.continue();
+        });
+        await page.getByRole('button', { name: `Move ${first} down` }).click();
+        await page.getByText('That did not work').waitFor();
+        await inQueue([first, third, ...rest]);
+    });
+
+    test('of a track that is queued twice the row that plays is marked', async () => {
+        const { value } = (await device.list('player:queue'))[0];
+        await device.activate('player:queue/insert', { path: plain(value) });
+        await page.locator('#queue .open').last().click();
+        await page.locator('#queue li:last-child.current').waitFor();
+        assert.equal(await page.locator('.current').count(), 1);
+        await page.getByRole('button', { name: `Add ${second}` }).click();
+        await inQueue([first, second, third, ...rest, first, second]);
+    });
 });
 
 test('one poll serves all tabs, and none while all are hidden', async () => {

@@ -1,6 +1,6 @@
 /** Cover, title, position, transport and volume. */
 
-import { $, attempt, clock, device, setIcon, sharedRange, showCover } from './ui.js';
+import { $, act, clock, device, setIcon, sharedRange, showCover } from './ui.js';
 import { playback } from './playback.js';
 
 const TICK_MS = 250;
@@ -30,7 +30,7 @@ function showState() {
 function startPosition() {
     const refresh = sharedRange($('seek'), {
         read: () => playback.position,
-        write: position => attempt(device.activate('player:player/seek', position)),
+        write: position => act($('seek'), () => device.activate('player:player/seek', position)),
         show: position => {
             const text = clock(position);
             $('seek').setAttribute('aria-valuetext', `${text} of ${clock(playback.duration)}`);
@@ -44,18 +44,18 @@ function startPosition() {
 }
 
 function startTransport() {
-    const toggle = () => attempt(device.activate(`player:player/${playback.playing ? 'pause' : 'play'}`));
-    $('play').onclick = toggle;
-    $('miniPlay').onclick = toggle;
+    const activate = (button, action) => act(button, () => device.activate(`player:player/${action}`));
+    for (const id of ['play', 'miniPlay'])
+        $(id).onclick = () => activate($(id), playback.playing ? 'pause' : 'play');
     for (const action of ['previous', 'next'])
-        $(action).onclick = () => attempt(device.activate(`player:player/${action}`));
+        $(action).onclick = () => activate($(action), action);
 }
 
 function startVolume() {
     let volume = 0;
     const refresh = sharedRange($('volume'), {
         read: () => volume,
-        write: value => attempt(device.set('player:player/volume', { i32_: value })),
+        write: value => act($('volume'), () => device.set('player:player/volume', { i32_: value })),
         show: value => { $('volumeText').textContent = value; },
         eager: true,
     });
@@ -72,7 +72,7 @@ function startMute() {
         setIcon(mute.firstElementChild, muted ? 'muted' : 'volume');
         document.body.classList.toggle('muted', Boolean(muted));
     });
-    mute.onclick = () => attempt(device.set('player:player/mute',
+    mute.onclick = () => act(mute, () => device.set('player:player/mute',
         { bool_: mute.getAttribute('aria-pressed') !== 'true' }));
 }
 

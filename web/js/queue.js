@@ -1,57 +1,28 @@
 /** The queue: play, move (by dragging, or with the arrows), remove. */
 
-import { plain } from '../plix.js';
-import { $, attempt, device, element, icon, iconButton } from './ui.js';
+import { $, act, device, element, icon, iconButton } from './ui.js';
+import { LiveList } from './livelist.js';
 import { playback } from './playback.js';
 import { TRACK_ROLES, trackRow } from './trackrow.js';
 
-let rows = [];
-let dragging = false;
-/** Row and control that get the focus when the list has been drawn again. */
-let focusNext = null;
+/** Dragging this near to the screen's edge scrolls. */
+const EDGE_PX = 80;
+const SCROLL_PX = 12;
 
-function show(newRows) {
-    rows = newRows;
-    if (!dragging)
-        draw();
-}
+let queue;
 
-function draw() {
-    const held = focusNext ?? heldFocus();
-    focusNext = null;
-    $('queue').replaceChildren(...rows.map(queueRow));
-    $('queueCount').textContent = rows.length || '';
-    $('queueEmpty').hidden = rows.length > 0;
-    $('clear').hidden = !rows.length;
-    markCurrent();
-    if (held)
-        focusControl(held);
-}
-
-/** Drawing the list again must not throw the keyboard back to the top of the page. */
-function heldFocus() {
-    const item = document.activeElement?.closest('#queue li');
-    return item && { index: [...$('queue').children].indexOf(item), control: document.activeElement.dataset.control };
-}
-
-function focusControl({ index, control }) {
-    const item = $('queue').children[Math.min(index, rows.length - 1)];
-    const wanted = item?.querySelector(`[data-control=${control}]:not(:disabled)`);
-    (wanted ?? item?.querySelector('.open') ?? $('queueHeading')).focus();
-}
-
-function queueRow(row, index) {
+function queueRow(row) {
+    const { id, title } = row;
     const grip = element('span', { className: 'grip', 'aria-hidden': 'true' }, icon('grip'));
-    const up = control('up', iconButton(`Move ${row.title} up`, 'up', () => move(index, index - 1, 'up'), 'step'));
-    const down = control('down', iconButton(`Move ${row.title} down`, 'down', () => move(index, index + 1, 'down'), 'step'));
-    up.disabled = index === 0;
-    down.disabled = index === rows.length - 1;
-    const remove = control('remove', iconButton(`Remove ${row.title} from the queue`, 'remove', () => drop(index)));
-    const item = trackRow(row, 'Play', () => attempt(device.activate('player:player/play', { index })),
-        [element('span', { className: 'steps' }, up, down), remove]);
-    control('open', item.querySelector('.open'));
+    grip.onpointerdown = event => startDrag(event, id);
+    const up = control('up', iconButton(`Move ${title} up`, 'up', () => step(row, -1), 'step'));
+    const down = control('down', iconButton(`Move ${title} down`, 'down', () => step(row, 1), 'step'));
+    const remove = control('remove', iconButton(`Remove ${title} from the queue`, 'remove',
+        event => drop(event, row)));
+    const item = trackRow(row, 'Play', event =>
+        act(event.currentTarget, () => device.activate('player:player/play', { id })),
+    [element('span', { className: 'steps' }, up, down), remove]);
     item.prepend(grip);
-    grip.onpointerdown = event => startDrag(event, item, index);
     return item;
 }
 
@@ -60,63 +31,114 @@ function control(name, button) {
     return button;
 }
 
-function move(from, to, controlName) {
-    focusNext = { index: to, control: controlName };
-    return attempt(device.activate('player:queue/move', { index: from, toIndex: to }),
-        `${rows[from].title} is now number ${to + 1}`);
+function placed(item, { id }, index) {
+    // Not disabled: a button that is loses the focus.
+    item.querySelector('[data-control=up]')?.setAttribute('aria-disabled', index === 0);
+    item.querySelector('[data-control=down]')?.setAttribute('aria-disabled', index === queue.count - 1);
+    mark(item, id);
 }
 
-function drop(index) {
-    focusNext = { index, control: 'remove' };
-    return attempt(device.activate('player:queue/remove', { index }), `Removed ${rows[index].title}`);
+function mark(item, id) {
+    const isCurrent = id === playback.track.id;
+    item.classList.toggle('current', isCurrent);
+    const open = item.querySelector('.open');
+    if (open)
+        open.ariaCurrent = isCurrent ? 'true' : null;
 }
 
-/** The item follows the pointer, the others make room; the device is asked once, at the end. */
-function startDrag(start, item, index) {
+function step({ id, title }, by) {
+    const to = queue.indexOf(id) + by;
+    if (to < 0 || to >= queue.count)
+        return;
+    move(id, queue.keyAt(by < 0 ? to - 1 : to) ?? '', `${title} is now number ${to + 1}`);
+}
+
+function move(id, after, done) {
+    queue.change({ key: id, after }, () =>
+        act(queue.item(id), () => device.activate('player:queue/move', { id, after }), done));
+}
+
+function drop(event, { id, title }) {
+    // The further taps of a quick series hit the row that has taken the place.
+    if (event.detail > 1)
+        return;
+    queue.change({ key: id, gone: true }, () =>
+        act(null, () => device.activate('player:queue/remove', { id }), `Removed ${title}`));
+}
+
+/** The row follows the pointer, the others make room; the device is asked once, at the end. */
+function startDrag(start, id) {
     if (start.button !== 0)
         return;
     start.preventDefault();
-    const grip = start.currentTarget;
-    const items = [...$('queue').children];
-    const height = item.offsetHeight;
-    let target = index;
-    dragging = true;
-    grip.setPointerCapture(start.pointerId);
-    item.classList.add('dragged');
+    const listeners = new AbortController();
+    const offset = start.clientY - queue.item(id).getBoundingClientRect().top;
+    let y = start.clientY;
+    let target = queue.indexOf(id);
+    let frame = 0;
 
-    const startY = start.clientY + scrollY;
-    grip.onpointermove = event => {
-        const moved = event.clientY + scrollY - startY;
-        target = Math.max(0, Math.min(items.length - 1, index + Math.round(moved / height)));
-        item.style.translate = `0 ${moved}px`;
-        items.forEach((other, at) => {
-            if (other === item)
-                return;
-            const room = at > index && at <= target ? -height : at < index && at >= target ? height : 0;
-            other.style.translate = room ? `0 ${room}px` : '';
-        });
+    const follow = () => {
+        const item = queue.item(id);
+        if (!item || queue.indexOf(id) < 0)
+            return end(false);
+        const top = y - offset - $('queue').getBoundingClientRect().top;
+        target = Math.max(0, Math.min(queue.count - 1, Math.round(top / queue.rowHeight)));
+        queue.preview({ key: id, after: afterAt(target, id) });
+        item.classList.add('dragged');
+        item.style.transform = `translateY(${top}px)`;
     };
-    const end = async commit => {
-        grip.onpointermove = grip.onpointerup = grip.onpointercancel = null;
-        if (commit && target !== index)
-            await attempt(device.activate('player:queue/move', { index, toIndex: target }));
-        dragging = false;
-        draw();
+    const scroll = () => {
+        frame = requestAnimationFrame(scroll);
+        const by = y < EDGE_PX ? -SCROLL_PX : y > innerHeight - EDGE_PX ? SCROLL_PX : 0;
+        if (by) {
+            scrollBy(0, by);
+            follow();
+        }
     };
-    grip.onpointerup = () => end(true);
-    grip.onpointercancel = () => end(false);
+    const end = commit => {
+        cancelAnimationFrame(frame);
+        listeners.abort();
+        queue.item(id)?.classList.remove('dragged');
+        const after = afterAt(target, id);
+        const isMove = commit && queue.indexOf(id) >= 0;
+        queue.preview(null);
+        if (isMove && after !== (queue.keyAt(queue.indexOf(id) - 1) ?? ''))
+            move(id, after);
+    };
+    // On the document: the row is put elsewhere in it meanwhile, and would lose them.
+    const on = (type, listener) => document.addEventListener(type, listener, listeners);
+    on('pointermove', event => {
+        y = event.clientY;
+        follow();
+    });
+    on('pointerup', () => end(true));
+    on('pointercancel', () => end(false));
+    scroll();
 }
 
-function markCurrent() {
-    const current = rows.findIndex(row => plain(row.value) && plain(row.value) === playback.track.path);
-    [...$('queue').children].forEach((item, index) => {
-        item.classList.toggle('current', index === current);
-        item.querySelector('.open').ariaCurrent = index === current ? 'true' : null;
-    });
+/** The row before the position, not counting the one that goes there. */
+function afterAt(target, id) {
+    const at = queue.indexOf(id);
+    return queue.keyAt(target <= at ? target - 1 : target) ?? '';
+}
+
+function changed() {
+    $('queueCount').textContent = queue.count || '';
+    $('queueEmpty').hidden = queue.count > 0;
+    $('clear').hidden = !queue.count;
 }
 
 export function startQueue() {
-    device.watchList('player:queue', TRACK_ROLES, show);
-    playback.addEventListener('change', markCurrent);
-    $('clear').onclick = () => attempt(device.activate('player:queue/clear'), 'Queue cleared');
+    queue = new LiveList($('queue'), {
+        path: 'player:queue',
+        roles: [...TRACK_ROLES, 'id'],
+        key: ({ id }, index) => id ?? `#${index}`,
+        make: queueRow,
+        placed,
+        changed,
+        failed: () => {},
+    });
+    playback.addEventListener('change', () => queue.items.forEach(([item, id]) => mark(item, id)));
+    $('clear').onclick = event =>
+        act(event.currentTarget, () => device.activate('player:queue/clear'), 'Queue cleared');
 }

@@ -1,5 +1,6 @@
 /** A row of the queue or the library. */
 
+import { plain } from '../plix.js';
 import { element, icon, showCover } from './ui.js';
 
 export const TRACK_ROLES = ['title', 'description', 'icon', 'value'];
@@ -11,15 +12,19 @@ export const TRACK_ROLES = ['title', 'description', 'icon', 'value'];
  * @param {Element[]} controls further buttons
  */
 export function trackRow(row, action, onclick, controls) {
+    if (!plain(row.value))
+        return element('li', { tabIndex: -1, className: 'withheld', textContent: 'Not shown here' });
     const image = element('img', { alt: '', loading: 'lazy' });
     const art = element('span', { className: 'art' }, icon('note'), image);
     showCover(image, row.icon);
     // All that is seen, because people who speak to the device say what they see.
-    const label = [action, row.title, row.description].filter(Boolean).join(' ');
+    const label = `${action} ${[row.title, row.description].filter(Boolean).join(', ')}`;
     const open = element('button', { type: 'button', className: 'open', 'aria-label': label, onclick },
         art,
         element('span', { className: 'names' },
-            element('span', { className: 'name', textContent: row.title ?? '' }),
-            element('span', { className: 'by', textContent: row.description ?? '' })));
-    return element('li', {}, open, ...controls);
+            element('span', { className: 'name', dir: 'auto', textContent: row.title ?? '' }),
+            element('span', { className: 'by', dir: 'auto', textContent: row.description ?? '' })));
+    open.dataset.control = 'open';
+    open.title = [row.title, row.description].filter(Boolean).join('\n');
+    return element('li', { tabIndex: -1 }, open, ...controls);
 }

@@ -6,6 +6,10 @@ export const device = new Plix();
 
 /** The worst that a moment without connection may last before it is shown. */
 const CONNECTING_GRACE_MS = 400;
+/** An answer that takes longer than this is shown as pending on the control that asked. */
+const PENDING_MS = 300;
+/** A device that has not answered for this long may be gone. */
+const SILENT_MS = 4000;
 const TOAST_MS = 4000;
 /** The echo of one's own change takes this long at most; a control follows the device again after it. */
 const SETTLE_MS = 300;
@@ -89,17 +93,37 @@ export function toast(text, isError = false) {
     setTimeout(() => shown.remove(), TOAST_MS);
 }
 
-/** Runs a request that the person asked for; a failure is told, not thrown. */
-export async function attempt(request, done = '') {
+/**
+ * Carries out what the person asked for. While the device has not answered, the control says so; at
+ * the end it is done, or said to have failed.
+ * @param {?Element} control
+ * @param {() => Promise} request
+ * @param {string} [done] what to say after a success
+ * @returns {Promise<boolean>} whether it was done
+ */
+export async function act(control, request, done = '') {
+    const wait = {};
+    const timers = [
+        setTimeout(() => control?.setAttribute('aria-busy', 'true'), PENDING_MS),
+        setTimeout(() => {
+            unanswered.add(wait);
+            showConnection();
+        }, SILENT_MS),
+    ];
     try {
-        const answer = await request;
+        await request();
         if (done)
             toast(done);
-        return answer;
+        return true;
     } catch (error) {
         toast(error.name === 'offline' ? 'The device does not answer. Try again in a moment.'
                                        : `That did not work: ${error.message}`, true);
-        return undefined;
+        return false;
+    } finally {
+        timers.forEach(clearTimeout);
+        control?.removeAttribute('aria-busy');
+        unanswered.delete(wait);
+        showConnection();
     }
 }
 
@@ -175,23 +199,23 @@ function fillRange(range) {
     range.style.setProperty('--fill', `${share * 100}%`);
 }
 
+/** Actions that the device has not answered for a long time. */
+const unanswered = new Set();
+let connectionTimer;
+
 function showConnection() {
-    let timer;
-    const show = () => {
-        clearTimeout(timer);
-        const lost = device.connection === 'connecting';
-        timer = setTimeout(() => {
-            document.body.classList.toggle('connecting', lost);
-            $('connection').textContent = lost ? 'Connecting …' : '';
-        }, lost ? CONNECTING_GRACE_MS : 0);
-    };
-    device.addEventListener('connection', show);
-    show();
+    clearTimeout(connectionTimer);
+    const isLost = device.connection === 'connecting' || unanswered.size > 0;
+    connectionTimer = setTimeout(() => {
+        document.body.classList.toggle('connecting', isLost);
+        $('connection').textContent = isLost ? 'Connecting …' : '';
+    }, isLost ? CONNECTING_GRACE_MS : 0);
 }
 
 /** Starts what every page has: the connection notice and the device's name. */
 export function startPage() {
     document.body.append(element('div', { id: 'toasts', 'role': 'status', 'aria-live': 'polite' }));
+    device.addEventListener('connection', showConnection);
     showConnection();
     device.watch('settings:/device/name', name => {
         $('deviceName').textContent = name || 'Plix';
