@@ -13,7 +13,7 @@
 <body>
 <a class="skip" href="#main">Skip to the content</a>
 <header class="bar">
-  <span class="brand"><img src="favicon.svg" alt="" width="28" height="28"><span id="deviceName"><?plix getData path="settings:/device/name" roles="value" escape="html" onError="Plix"?></span></span>
+  <span class="brand"><img src="favicon.svg" alt="" width="28" height="28"><span id="deviceName" dir="auto"><?plix getData path="settings:/device/name" roles="value" escape="html" onError="Plix"?></span></span>
   <span id="connection" role="status"></span>
 </header>
 <nav class="dock" aria-label="Pages">
@@ -31,7 +31,7 @@
     <div class="field">
       <label for="name">Device name</label>
       <p class="outcome" role="status"><?plix setData path="settings:/device/name" role="value" type="PlixValue:string$typed" value="$name" onSuccess="Device name saved" onError="Device name not saved" escape="html"?></p>
-      <input id="name" name="name" required maxlength="60" autocomplete="off"
+      <input id="name" name="name" dir="auto" required maxlength="60" autocomplete="off"
         value="<?plix getData path="settings:/device/name" roles="value" escape="html" onError=""?>">
     </div>
     <div class="field">

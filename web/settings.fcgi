@@ -13,7 +13,7 @@
 <body>
 <a class="skip" href="#main">Skip to the content</a>
 <header class="bar">
-  <span class="brand"><img src="favicon.svg" alt="" width="28" height="28"><span id="deviceName"><?plix getData path="settings:/device/name" roles="value" escape="html" onError="Plix"?></span></span>
+  <span class="brand"><img src="favicon.svg" alt="" width="28" height="28"><span id="deviceName" dir="auto"><?plix getData path="settings:/device/name" roles="value" escape="html" onError="Plix"?></span></span>
   <span id="connection" role="status"></span>
 </header>
 <nav class="dock" aria-label="Pages">
@@ -28,7 +28,7 @@
     <input type="hidden" name="typed" value="_">
     <div class="field">
       <label for="name">Device name</label>
-      <input id="name" name="name" required maxlength="60" autocomplete="off" aria-describedby="nameHint"
+      <input id="name" name="name" dir="auto" required maxlength="60" autocomplete="off" aria-describedby="nameHint"
         value="<?plix getData path="settings:/device/name" roles="value" escape="html" onError=""?>">
       <p class="hint" id="nameHint">How this device is called on your network and at the top of these pages.</p>
     </div>

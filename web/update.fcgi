@@ -13,7 +13,7 @@
 <body>
 <a class="skip" href="#main">Skip to the content</a>
 <header class="bar">
-  <span class="brand"><img src="favicon.svg" alt="" width="28" height="28"><span id="deviceName"><?plix getData path="settings:/device/name" roles="value" escape="html" onError="Plix"?></span></span>
+  <span class="brand"><img src="favicon.svg" alt="" width="28" height="28"><span id="deviceName" dir="auto"><?plix getData path="settings:/device/name" roles="value" escape="html" onError="Plix"?></span></span>
   <span id="connection" role="status"></span>
 </header>
 <nav class="dock" aria-label="Pages">

@@ -36,3 +36,10 @@ export async function open(context, path = '/index.html') {
     await page.goto(path);
     return page;
 }
+
+/** A page that has its live connection to the device. */
+export async function openOnline(context, path) {
+    const page = await open(context, path);
+    await page.waitForFunction(async () => (await import('/js/ui.js')).device.connection === 'online');
+    return page;
+}

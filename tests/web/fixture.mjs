@@ -6,9 +6,11 @@ import { launch, profile } from './browser.mjs';
 import { Device } from './device.mjs';
 
 export let device, browser;
+/** Of the device; a test file may add its own before its first test runs. */
+export const nodes = {};
 
 before(async () => {
-    device = await Device.start();
+    device = await Device.start(nodes);
     browser = await launch();
 });
 after(async () => {

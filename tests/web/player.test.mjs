@@ -1,16 +1,12 @@
 import assert from 'node:assert/strict';
 import { beforeEach, describe, test } from 'node:test';
-import axe from 'axe-core';
 import { plain } from '../../web/plix.js';
-import { desktop, open, phone } from './browser.mjs';
+import { open, openOnline, phone } from './browser.mjs';
 import { until } from './device.mjs';
 import { device, newProfile } from './fixture.mjs';
 
 // Far below the 20 seconds after which a browser asks again: what takes longer was not told.
 const TOLD_MS = 2500;
-// Names, contrast, sizes for fingers and the like.
-const RULES = ['wcag2a', 'wcag2aa', 'wcag22aa'];
-const PAGES = ['/index.html', '/settings.fcgi', '/update.html', '/data.html#player:queue'];
 
 let context, page;
 
@@ -20,13 +16,6 @@ beforeEach(async () => {
     page = await openOnline(context, '/');
     await page.locator('#library .open').first().waitFor();
 });
-
-async function openOnline(context, path) {
-    const tab = await open(context, path);
-    await until(() => tab.evaluate(async () =>
-        (await import('/js/ui.js')).device.connection === 'online'), 'the live connection');
-    return tab;
-}
 
 const player = name => device.get(`player:player/${name}`);
 const showsVolume = (tab, volume) =>
@@ -196,21 +185,3 @@ test('pages survive a restart of the device', async () => {
     await device.set('player:player/volume', 12);
     await showsVolume(page, 12);
 });
-
-for (const [name, size] of Object.entries({ phone, desktop })) {
-    for (const colorScheme of ['light', 'dark']) {
-        test(`pages fit and can be read on a ${colorScheme} ${name}`, async () => {
-            const sized = await newProfile({ ...size, colorScheme });
-            for (const path of PAGES) {
-                const tab = await openOnline(sized, path);
-                await tab.evaluate(axe.source);
-                const [spills, { violations }] = await tab.evaluate(async runOnly =>
-                    [document.documentElement.scrollWidth > innerWidth, await axe.run({ runOnly })],
-                RULES);
-                assert.ok(!spills, path);
-                assert.deepEqual(violations.flatMap(({ id, nodes }) =>
-                    nodes.map(({ html }) => `${id}: ${html}`)), [], path);
-            }
-        });
-    }
-}

@@ -38,7 +38,7 @@ function writeCommand() {
 
 /** A value as text, or as a link when it is the path of another node. */
 function valueCell(value) {
-    const cell = element('td', { className: 'mono' });
+    const cell = element('td', { className: 'mono', dir: 'auto' });
     const inner = plain(value);
     if (typeof inner === 'string' && PATH.test(inner))
         cell.append(element('button', { type: 'button', textContent: inner, onclick: () => open(inner) }));
@@ -84,8 +84,8 @@ async function readRows() {
     $('rowsOn').disabled = firstRow + ROWS_PER_PAGE >= answer.count;
     $('rows').tBodies[0].replaceChildren(...answer.rows.map((row, index) => element('tr', {},
         element('th', { scope: 'row', textContent: firstRow + index }),
-        element('td', { textContent: row.title ?? '' }),
-        element('td', { textContent: row.description ?? '' }),
+        element('td', { dir: 'auto', textContent: row.title ?? '' }),
+        element('td', { dir: 'auto', textContent: row.description ?? '' }),
         valueCell(row.value))));
 }
 

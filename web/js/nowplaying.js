@@ -11,9 +11,22 @@ function showTrack() {
     $('title').textContent = name || 'Nothing playing';
     $('artist').textContent = name ? artist ?? '' : 'Choose something from the library';
     $('miniTitle').textContent = name || 'Nothing playing';
+    setWhole(false);
     document.title = name ? `${name} – Now playing` : 'Now playing';
     for (const id of ['cover', 'glow', 'miniCover'])
         showCover($(id), cover);
+}
+
+/** A long title takes two lines, until the person wants all of it. */
+function setWhole(isWhole) {
+    $('track').classList.toggle('whole', isWhole);
+    $('whole').setAttribute('aria-expanded', isWhole);
+    offerWhole();
+}
+
+function offerWhole() {
+    const isCut = [$('title'), $('artist')].some(text => text.scrollHeight > text.clientHeight + 1);
+    $('whole').hidden = !isCut && !$('track').classList.contains('whole');
 }
 
 function showState() {
@@ -89,6 +102,8 @@ function startMini() {
 }
 
 export function startNowPlaying() {
+    $('whole').onclick = () => setWhole(!$('track').classList.contains('whole'));
+    new ResizeObserver(offerWhole).observe($('title'));
     startTransport();
     playback.addEventListener('change', () => {
         showTrack();
