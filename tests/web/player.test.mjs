@@ -175,6 +175,25 @@ test('one poll serves all tabs, and none while all are hidden', async () => {
     await until(() => polls.size === 1, 'one poll again');
 });
 
+test('what the device does not answer is pending, and then has failed', async () => {
+    const tab = await context.newPage();
+    await tab.clock.install();
+    await tab.goto('/index.html');
+    await tab.locator('#queue .open').first().waitFor();
+    const asked = [];
+    await tab.route('**/api/setData', route => asked.push(route));
+    await tab.locator('#play').click();
+    await until(() => asked.length, 'the request');
+    await tab.clock.fastForward(300);
+    await tab.locator('#play[aria-busy=true]').waitFor();
+    await tab.clock.fastForward(4200);
+    await tab.getByText('Connecting …').waitFor();
+    await tab.clock.fastForward(11_000);
+    await tab.getByText('The device does not answer').waitFor();
+    assert.equal(await tab.locator('[aria-busy=true]').count(), 0);
+    await tab.getByText('Connecting …').waitFor({ state: 'hidden' });
+});
+
 test('pages survive a restart of the device', async () => {
     await device.stop();
     await page.getByText('Connecting …').waitFor();
