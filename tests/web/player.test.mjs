@@ -65,6 +65,24 @@ test('a tap shows in another browser at once', async test => {
     }
 });
 
+test('a position is told when it changes, and runs on by itself', async () => {
+    const told = [];
+    const stop = device.subscribe('player:player/position', { event: event => told.push(event) });
+    const shown = () => page.evaluate(async () => (await import('/js/playback.js')).playback.position);
+    const agrees = async () => Math.abs(await shown() - await player('position')) < 1000;
+    await page.locator('#library .open').first().click();
+    await playsAt(3);
+    assert.ok(await agrees());
+    await device.activate('player:player/seek', 9000);
+    await until(agrees, 'the jump');
+    await device.activate('player:player/pause');
+    await until(async () => await shown() === await player('position'), 'the pause');
+    await until(() => told.length > 1, 'the events');
+    stop();
+    // To the beginning, playing, the jump, the pause.
+    assert.ok(told.length <= 4, `${told.length} times`);
+});
+
 test('the keyboard seeks and sets the volume', async () => {
     await page.locator('#play').press('Enter');
     await until(() => page.locator('#seek').isEnabled(), 'a track to seek in');

@@ -9,20 +9,26 @@ class Playback extends EventTarget {
     state = 'stopped';
     track = {};
     duration = 0;
-    #position = 0;
-    #reportedAt = 0;
-    #live = false;
+    /** The newest report: {position, time, running}. */
+    #progress = { position: 0, time: 0, running: false };
+    /**
+     * How far this browser's clock is ahead of the device's: the least that was seen, because what
+     * comes later has been on its way for longer.
+     */
+    #ahead = 0;
+    /** Where the position stands while there is no connection; null with one. */
+    #standing = null;
 
     constructor() {
         super();
         device.addEventListener('connection', () => {
-            this.#setPosition(this.position);
-            this.#live = device.connection === 'online';
+            const isOnline = device.connection === 'online';
+            this.#standing = isOnline ? null : this.position;
         });
         device.watch('player:player/state', state => this.#update(() => { this.state = state; }));
         device.watch('player:player/track', track => this.#update(() => { this.track = track ?? {}; }));
         device.watch('player:player/duration', duration => this.#update(() => { this.duration = duration ?? 0; }));
-        device.watch('player:player/position', position => this.#reported(position ?? 0));
+        this.#followProgress();
     }
 
     get playing() {
@@ -34,26 +40,44 @@ class Playback extends EventTarget {
      * connection it stands, for nobody knows whether the device still plays.
      */
     get position() {
-        const since = this.playing && this.#live ? performance.now() - this.#reportedAt : 0;
-        return Math.min(this.#position + since, this.duration || Infinity);
+        if (this.#standing !== null)
+            return this.#standing;
+        const { position, time, running } = this.#progress;
+        const since = running ? Math.max(0, Date.now() - this.#ahead - time) : 0;
+        return Math.min(position + since, this.duration || Infinity);
+    }
+
+    #followProgress() {
+        let events = 0;
+        device.subscribe('player:player/progress', {
+            event: ({ value }) => {
+                events++;
+                this.#reported(value);
+            },
+            // The device may have another clock than before the connection was lost.
+            ready: async () => {
+                const before = events;
+                const value = await device.get('player:player/progress').catch(() => null);
+                if (value && events === before)
+                    this.#reported(value, true);
+            },
+        });
     }
 
     #update(change) {
-        const position = this.position;
         change();
-        this.#setPosition(position);
         this.dispatchEvent(new Event('change'));
     }
 
-    #reported(position) {
-        const jumped = Math.abs(position - this.position) > JUMP_MS;
-        this.#setPosition(position);
-        this.dispatchEvent(new Event(jumped ? 'jump' : 'position'));
-    }
-
-    #setPosition(position) {
-        this.#position = position;
-        this.#reportedAt = performance.now();
+    #reported(progress, isFirst = false) {
+        if (!progress)
+            return;
+        const shown = this.position;
+        const ahead = Date.now() - progress.time;
+        this.#ahead = isFirst ? ahead : Math.min(this.#ahead, ahead);
+        this.#progress = progress;
+        const hasJumped = Math.abs(this.position - shown) > JUMP_MS;
+        this.dispatchEvent(new Event(hasJumped ? 'jump' : 'position'));
     }
 }
 

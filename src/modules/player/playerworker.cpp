@@ -13,7 +13,8 @@
 
 namespace {
 
-constexpr int tickMs = 250;
+// Clients count on by themselves; this is for those whose clocks run at another speed.
+constexpr int tickMs = 10 * 1000;
 constexpr qint64 restartAfterMs = 3000;
 // The limit of a position in a track of unknown length: a year.
 constexpr qint64 maximumPositionMs = 366LL * 24 * 3600 * 1000;
@@ -22,6 +23,7 @@ const QString statePath = QStringLiteral("player:player/state");
 const QString volumePath = QStringLiteral("player:player/volume");
 const QString mutePath = QStringLiteral("player:player/mute");
 const QString positionPath = QStringLiteral("player:player/position");
+const QString progressPath = QStringLiteral("player:player/progress");
 const QString durationPath = QStringLiteral("player:player/duration");
 const QString trackPath = QStringLiteral("player:player/track");
 const QString afterName = QStringLiteral("after");
@@ -67,7 +69,6 @@ PlayerWorker::PlayerWorker(const QVariantHash& config)
     : CMNodesWorker(config, QStringLiteral("player")),
       m_idPrefix(QString::number(QDateTime::currentMSecsSinceEpoch(), 36) + '-') {
     m_tick.setInterval(tickMs);
-    m_tick.setTimerType(Qt::PreciseTimer);
     plixConnect(&m_tick, &QTimer::timeout, this, &PlayerWorker::publishPosition);
     m_trackEnd.setSingleShot(true);
     m_trackEnd.setTimerType(Qt::PreciseTimer);
@@ -100,10 +101,12 @@ void PlayerWorker::provideNodes() {
             {{title, QStringLiteral("Position")}, {PlixRoles::Description(), milliseconds}});
     provide(durationPath,
             {{title, QStringLiteral("Duration")}, {PlixRoles::Description(), milliseconds}});
+    provide(progressPath, {{title, QStringLiteral("Progress")}});
     provide(trackPath, {{title, QStringLiteral("Track")}});
     provide(queuePath, {{title, QStringLiteral("Queue")}});
     // Clients cannot write these nodes, which show the player's state.
-    for (const QString& path : {statePath, positionPath, durationPath, trackPath, queuePath})
+    for (const QString& path :
+         {statePath, positionPath, progressPath, durationPath, trackPath, queuePath})
         setRole(path, PlixRoles::Modifiable(), false);
     for (auto action = actions().begin(); action != actions().end(); ++action) {
         const QString name = action.key().section('/', 1);
@@ -143,13 +146,15 @@ void PlayerWorker::readConfiguredQueue() {
 // Requests.
 
 void PlayerWorker::getDataRequest(const CMGetDataRequest& request) {
-    if (request.path.toEncoded() != positionPath)
+    const QString path = request.path.toEncoded();
+    if (path != positionPath && path != progressPath)
         return CMNodesWorker::getDataRequest(request);
     // A read returns the exact position, without announcing a change.
+    const QVariantHash now =
+        path == positionPath ? positionValue().__variant().toHash() : progressRecord();
     QVariantList values;
     for (const QString& name : request.roles)
-        values.append(name == PlixRolesType::Value() ? positionValue().__variant()
-                                                     : role(positionPath, name));
+        values.append(name == PlixRolesType::Value() ? QVariant(now) : role(path, name));
     request.reply.finish(values);
 }
 
@@ -583,6 +588,13 @@ void PlayerWorker::armEndTimer() {
 
 void PlayerWorker::publishPosition() {
     setValue(positionPath, positionValue());
+    setRole(progressPath, PlixRolesType::Value(), progressRecord());
+}
+
+QVariantHash PlayerWorker::progressRecord() const {
+    return {{QStringLiteral("position"), positionValue().i64_()},
+            {QStringLiteral("time"), QDateTime::currentMSecsSinceEpoch()},
+            {QStringLiteral("running"), m_clock.isRunning()}};
 }
 
 PlixValue PlayerWorker::positionValue() const {

@@ -13,7 +13,11 @@
 //
 //   player:player/state     "stopped", "playing", "paused"
 //   player:player/volume    0 to 100; mute: a boolean; both are only stored
-//   player:player/position  milliseconds; exact when it is read, announced four times a second
+//   player:player/position  milliseconds; exact when it is read, announced at jumps, when the state
+//                           changes and every ten seconds while a track is played
+//   player:player/progress  {"position": milliseconds, "time": when that was so, in milliseconds
+//                           since 1970 by the device's clock, "running": whether it goes on};
+//                           announced and read like the position
 //   player:player/duration  milliseconds; 0 when unknown or endless
 //   player:player/track     {title, artist, path, cover, duration, id} of the current track
 //   player:queue            rows: the queue, with the roles of its tracks, and each with an id,
@@ -122,6 +126,7 @@ private:
     void armEndTimer();
     void publishPosition();
     PlixValue positionValue() const;
+    QVariantHash progressRecord() const;
     // 0 when unknown, or when there is no track.
     qint64 currentDuration() const;
 
