@@ -70,6 +70,43 @@ test('settings are saved without JavaScript', async () => {
     assert.equal(await device.get('settings:/player/volume'), 55);
 });
 
+test('without JavaScript the player plays, pauses and sets the volume', async () => {
+    const context = await newProfile({ javaScriptEnabled: false });
+    const page = await open(context);
+    await page.waitForURL('**/player.fcgi');
+    assert.equal(await page.locator('.outcome').textContent(), '');
+    for (const [button, state] of [['Play', 'playing'], ['Pause', 'paused'], ['Stop', 'stopped']]) {
+        await click(page, button);
+        await page.locator(`#state:text("${state}")`).waitFor();
+        assert.equal((await device.get('player:player/state')), state);
+    }
+    const { title, artist } = await device.get('player:player/track');
+    assert.equal(await page.textContent('#track'), `${title} – ${artist}`);
+    await page.fill('#volume', '17');
+    await click(page, 'Set');
+    await page.getByText('Done').waitFor();
+    assert.equal(await page.inputValue('#volume'), '17');
+    assert.equal(await device.get('player:player/volume'), 17);
+    assert.ok(!device.log.includes('player:player'), device.log);
+});
+
+test('until the device has answered nothing looks like an answer', async () => {
+    const context = await newProfile();
+    const held = [];
+    let isHeld = true;
+    await context.route('**/api/**', route => isHeld ? held.push(route) : route.continue());
+    const page = await open(context);
+    await until(() => held.length, 'a request');
+    assert.ok(!(await page.textContent('main')).includes('Nothing playing'));
+    const controls = page.locator('.transport button, .stage input');
+    assert.equal(await controls.and(page.locator(':enabled')).count(), 0);
+    assert.equal(await page.locator('main[aria-busy], .rows[aria-busy]').count(), 3);
+    isHeld = false;
+    await Promise.all(held.map(route => route.continue()));
+    await page.locator('#play:enabled').waitFor();
+    await until(async () => await page.locator('[aria-busy]').count() === 0, 'the lists');
+});
+
 test('a firmware image is sent with both progresses and its hash', async () => {
     const page = await open(await newProfile(), '/update.html');
     await slowLine(page);

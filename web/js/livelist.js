@@ -204,6 +204,10 @@ export class LiveList {
             this.#rows.clear();
             this.#indices.clear();
         }
+        if (this.#version < 0) {
+            this.#list.classList.remove('loading');
+            this.#list.removeAttribute('aria-busy');
+        }
         this.#version = version;
         this.#total = count;
         for (let index = from; index <= Math.min(to, count - 1); index++) {

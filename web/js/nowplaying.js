@@ -45,6 +45,8 @@ function startPosition() {
         read: () => playback.position,
         write: position => act($('seek'), () => device.activate('player:player/seek', position)),
         show: position => {
+            if (!playback.isKnown)
+                return;
             const text = clock(position);
             $('seek').setAttribute('aria-valuetext', `${text} of ${clock(playback.duration)}`);
             $('elapsed').textContent = text;
@@ -101,11 +103,23 @@ function startMini() {
     };
 }
 
+/** Until now there was nothing that the controls could act on. */
+function endLoading() {
+    $('main').classList.remove('loading');
+    $('main').removeAttribute('aria-busy');
+    for (const control of document.querySelectorAll('.transport button, #volume, #miniPlay'))
+        control.disabled = false;
+}
+
 export function startNowPlaying() {
     $('whole').onclick = () => setWhole(!$('track').classList.contains('whole'));
     new ResizeObserver(offerWhole).observe($('title'));
     startTransport();
     playback.addEventListener('change', () => {
+        if (!playback.isKnown)
+            return;
+        if ($('main').classList.contains('loading'))
+            endLoading();
         showTrack();
         showState();
     });

@@ -9,6 +9,9 @@ class Playback extends EventTarget {
     state = 'stopped';
     track = {};
     duration = 0;
+    /** The device has told all of it. */
+    isKnown = false;
+    #untold = new Set(['state', 'track', 'duration', 'progress']);
     /** The newest report: {position, time, running}. */
     #progress = { position: 0, time: 0, running: false };
     /**
@@ -25,9 +28,9 @@ class Playback extends EventTarget {
             const isOnline = device.connection === 'online';
             this.#standing = isOnline ? null : this.position;
         });
-        device.watch('player:player/state', state => this.#update(() => { this.state = state; }));
-        device.watch('player:player/track', track => this.#update(() => { this.track = track ?? {}; }));
-        device.watch('player:player/duration', duration => this.#update(() => { this.duration = duration ?? 0; }));
+        device.watch('player:player/state', state => this.#update('state', state));
+        device.watch('player:player/track', track => this.#update('track', track ?? {}));
+        device.watch('player:player/duration', duration => this.#update('duration', duration ?? 0));
         this.#followProgress();
     }
 
@@ -64,8 +67,14 @@ class Playback extends EventTarget {
         });
     }
 
-    #update(change) {
-        change();
+    #update(member, value) {
+        this[member] = value;
+        this.#told(member);
+    }
+
+    #told(what) {
+        this.#untold.delete(what);
+        this.isKnown = !this.#untold.size;
         this.dispatchEvent(new Event('change'));
     }
 
@@ -78,6 +87,8 @@ class Playback extends EventTarget {
         this.#progress = progress;
         const hasJumped = Math.abs(this.position - shown) > JUMP_MS;
         this.dispatchEvent(new Event(hasJumped ? 'jump' : 'position'));
+        if (!this.isKnown)
+            this.#told('progress');
     }
 }
 

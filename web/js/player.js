@@ -9,6 +9,7 @@ import { startQueue } from './queue.js';
 function startSwitch() {
     const buttons = document.querySelectorAll('.switch button');
     for (const button of buttons) {
+        button.disabled = false;
         button.onclick = () => {
             document.querySelector('.player').dataset.panel = button.dataset.panel;
             for (const other of buttons)

@@ -41,6 +41,12 @@ QVariantHash PlayerTrack::row() const {
     return roles;
 }
 
+QString PlayerTrack::line() const {
+    if (isInternal || artist.isEmpty())
+        return isInternal ? QString() : title;
+    return title + QStringLiteral(" \u2013 ") + artist;
+}
+
 QVariantHash PlayerTrack::record() const {
     if (isInternal)
         return PlayerTrack().record();

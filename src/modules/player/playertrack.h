@@ -27,4 +27,6 @@ struct PlayerTrack {
     QVariantHash row() const;
     // The value of the node for the current track; empty fields for an internal track.
     QVariantHash record() const;
+    // The same in one line of text.
+    QString line() const;
 };

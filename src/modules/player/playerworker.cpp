@@ -538,6 +538,7 @@ void PlayerWorker::select(int index, State state) {
 void PlayerWorker::showTrack() {
     const PlayerTrack track = m_current < 0 ? PlayerTrack() : m_queue.at(m_current);
     setRole(trackPath, PlixRolesType::Value(), track.record());
+    setRole(trackPath, PlixRoles::Description(), track.line());
     setValue(durationPath, millisecondsValue(currentDuration()));
 }
 

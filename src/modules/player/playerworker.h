@@ -19,7 +19,8 @@
 //                           since 1970 by the device's clock, "running": whether it goes on};
 //                           announced and read like the position
 //   player:player/duration  milliseconds; 0 when unknown or endless
-//   player:player/track     {title, artist, path, cover, duration, id} of the current track
+//   player:player/track     {title, artist, path, cover, duration, id} of the current track;
+//                           its role description has title and artist as one text
 //   player:queue            rows: the queue, with the roles of its tracks, and each with an id,
 //                           which stays with the row and is never given to another one
 //
