@@ -23,29 +23,27 @@
 <main id="main" class="sheet">
   <h1>Player</h1>
   <p class="notice">This page works without JavaScript. With it, the <a href="index.html">player</a> is live and has the queue and the library.</p>
-  <!-- The write stands before what is shown. Without a posted field there is no such node. -->
-  <p class="outcome" role="status"><?plix setData path="player:player/$node" role="$role" type="json" value="$value" onSuccess="Done" onError="" escape="html"?></p>
   <section class="card" aria-label="Now playing">
     <p dir="auto" id="track"><?plix getData path="player:player/track" roles="description" escape="html" onError=""?></p>
     <p>State: <strong id="state"><?plix getData path="player:player/state" roles="value" escape="html" onError="unknown"?></strong></p>
     <div class="actions">
-      <form method="post" action="player.fcgi"><input type="hidden" name="role" value="activate"><input type="hidden" name="value" value="true"><button class="action second" name="node" value="previous"><svg class="icon" aria-hidden="true"><use href="icons.svg#previous"/></svg>Previous</button></form>
-      <form method="post" action="player.fcgi"><input type="hidden" name="role" value="activate"><input type="hidden" name="value" value="true"><button class="action" name="node" value="play"><svg class="icon" aria-hidden="true"><use href="icons.svg#play"/></svg>Play</button></form>
-      <form method="post" action="player.fcgi"><input type="hidden" name="role" value="activate"><input type="hidden" name="value" value="true"><button class="action second" name="node" value="pause"><svg class="icon" aria-hidden="true"><use href="icons.svg#pause"/></svg>Pause</button></form>
-      <form method="post" action="player.fcgi"><input type="hidden" name="role" value="activate"><input type="hidden" name="value" value="true"><button class="action second" name="node" value="next"><svg class="icon" aria-hidden="true"><use href="icons.svg#next"/></svg>Next</button></form>
-      <form method="post" action="player.fcgi"><input type="hidden" name="role" value="activate"><input type="hidden" name="value" value="true"><button class="action second" name="node" value="stop"><svg class="icon" aria-hidden="true"><use href="icons.svg#stop"/></svg>Stop</button></form>
+      <form method="post" action="control.fcgi"><input type="hidden" name="done" value="Done"><input type="hidden" name="failed" value="That did not work"><button class="action second" name="action" value="previous"><svg class="icon" aria-hidden="true"><use href="icons.svg#previous"/></svg>Previous</button></form>
+      <form method="post" action="control.fcgi"><input type="hidden" name="done" value="Done"><input type="hidden" name="failed" value="That did not work"><button class="action" name="action" value="play"><svg class="icon" aria-hidden="true"><use href="icons.svg#play"/></svg>Play</button></form>
+      <form method="post" action="control.fcgi"><input type="hidden" name="done" value="Done"><input type="hidden" name="failed" value="That did not work"><button class="action second" name="action" value="pause"><svg class="icon" aria-hidden="true"><use href="icons.svg#pause"/></svg>Pause</button></form>
+      <form method="post" action="control.fcgi"><input type="hidden" name="done" value="Done"><input type="hidden" name="failed" value="That did not work"><button class="action second" name="action" value="next"><svg class="icon" aria-hidden="true"><use href="icons.svg#next"/></svg>Next</button></form>
+      <form method="post" action="control.fcgi"><input type="hidden" name="done" value="Done"><input type="hidden" name="failed" value="That did not work"><button class="action second" name="action" value="stop"><svg class="icon" aria-hidden="true"><use href="icons.svg#stop"/></svg>Stop</button></form>
     </div>
   </section>
   <section class="card" aria-label="Volume">
-    <form class="row" method="post" action="player.fcgi">
-      <input type="hidden" name="role" value="value"><input type="hidden" name="node" value="volume">
+    <form class="row" method="post" action="set-volume.fcgi">
+      <input type="hidden" name="done" value="Done"><input type="hidden" name="failed" value="That did not work">
       <div class="field"><label for="volume">Volume, from 0 to 100</label><input id="volume" name="value" type="number" min="0" max="100" required value="<?plix getData path="player:player/volume" roles="value" escape="html" onError=""?>"></div>
       <button class="action">Set</button>
     </form>
     <p>Muted: <strong id="muted"><?plix getData path="player:player/mute" roles="value" escape="html" onError="unknown"?></strong></p>
     <div class="actions">
-      <form method="post" action="player.fcgi"><input type="hidden" name="role" value="value"><input type="hidden" name="value" value="true"><button class="action second" name="node" value="mute"><svg class="icon" aria-hidden="true"><use href="icons.svg#muted"/></svg>Mute</button></form>
-      <form method="post" action="player.fcgi"><input type="hidden" name="role" value="value"><input type="hidden" name="value" value="false"><button class="action second" name="node" value="mute"><svg class="icon" aria-hidden="true"><use href="icons.svg#volume"/></svg>Sound on</button></form>
+      <form method="post" action="set-mute.fcgi"><input type="hidden" name="done" value="Done"><input type="hidden" name="failed" value="That did not work"><input type="hidden" name="value" value="true"><button class="action second"><svg class="icon" aria-hidden="true"><use href="icons.svg#muted"/></svg>Mute</button></form>
+      <form method="post" action="set-mute.fcgi"><input type="hidden" name="done" value="Done"><input type="hidden" name="failed" value="That did not work"><input type="hidden" name="value" value="false"><button class="action second"><svg class="icon" aria-hidden="true"><use href="icons.svg#volume"/></svg>Sound on</button></form>
     </div>
   </section>
   <p><a href="player.fcgi">Read the state again</a></p>

@@ -24,31 +24,42 @@
 </nav>
 <main id="main" class="sheet">
   <h1>Settings</h1>
-  <form class="card" method="post" action="save.fcgi" id="settings">
-    <input type="hidden" name="typed" value="_">
+  <form class="card" method="post" action="save-name.fcgi" data-path="settings:/device/name" data-type="string_">
+    <input type="hidden" name="done" value="Device name saved"><input type="hidden" name="failed" value="Device name not saved">
     <div class="field">
       <label for="name">Device name</label>
-      <input id="name" name="name" dir="auto" required maxlength="60" autocomplete="off" aria-describedby="nameHint"
+      <input id="name" name="value" dir="auto" required maxlength="60" autocomplete="off"
         value="<?plix getData path="settings:/device/name" roles="value" escape="html" onError=""?>">
-      <p class="hint" id="nameHint">How this device is called on your network and at the top of these pages.</p>
+      <p class="hint">How this device is called on your network and at the top of these pages.</p>
     </div>
+    <p class="outcome" role="status"></p>
+    <div class="actions"><button class="action" aria-label="Save: Device name">Save</button></div>
+  </form>
+  <form class="card" method="post" action="save-language.fcgi" data-path="settings:/ui/language" data-type="string_">
+    <input type="hidden" name="done" value="Language saved"><input type="hidden" name="failed" value="Language not saved">
     <div class="field">
       <label for="language">Language</label>
-      <select id="language" name="language" aria-describedby="languageHint">
+      <select id="language" name="value" aria-describedby="languageHint">
         <option selected><?plix getData path="settings:/ui/language" roles="value" escape="html" onError="en"?></option>
         <option value="en">English (en)</option><option value="de">Deutsch (de)</option><option value="es">Español (es)</option>
         <option value="fr">Français (fr)</option><option value="it">Italiano (it)</option><option value="nl">Nederlands (nl)</option>
         <option value="pl">Polski (pl)</option><option value="sv">Svenska (sv)</option><option value="ja">日本語 (ja)</option>
       </select>
-      <p class="hint" id="languageHint">What the device announces to apps. These pages are in English.</p>
+      <p class="hint">What the device announces to apps. These pages are in English.</p>
     </div>
+    <p class="outcome" role="status"></p>
+    <div class="actions"><button class="action" aria-label="Save: Language">Save</button></div>
+  </form>
+  <form class="card" method="post" action="save-volume.fcgi" data-path="settings:/player/volume" data-type="i32_">
+    <input type="hidden" name="done" value="Default volume saved"><input type="hidden" name="failed" value="Default volume not saved: it goes from 0 to 100">
     <div class="field">
       <label for="volume">Default volume</label>
-      <input id="volume" name="volume" type="number" min="0" max="100" required aria-describedby="volumeHint"
+      <input id="volume" name="value" type="number" min="0" max="100" required
         value="<?plix getData path="settings:/player/volume" roles="value" escape="html" onError=""?>">
-      <p class="hint" id="volumeHint">From 0 to 100; how loud the device is after it has started.</p>
+      <p class="hint">From 0 to 100; how loud the device is after it has started.</p>
     </div>
-    <div class="actions"><button class="action">Save</button></div>
+    <p class="outcome" role="status"></p>
+    <div class="actions"><button class="action" aria-label="Save: Default volume">Save</button></div>
   </form>
 </main>
 </body>

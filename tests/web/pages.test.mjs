@@ -36,47 +36,45 @@ test('the first load stays within its budget', async test => {
     assert.ok(bytes <= BYTES, `${bytes} bytes`);
 });
 
-test('settings are saved without JavaScript', async () => {
-    const page = await open(await newProfile({ javaScriptEnabled: false }), '/settings.fcgi');
-    const outcomes = () => page.locator('.outcome').allTextContents();
-    const name = 'Kitchen <b>"&amp;"</b> $name';
-    assert.equal((await outcomes()).join(''), '');
-    await page.fill('#name', name);
-    await page.selectOption('#language', 'de');
-    // Past the browser's own check.
-    await page.locator('#settings').evaluate(form => { form.noValidate = true; });
-    await page.fill('#volume', '55');
-    await click(page, 'Save');
-    await page.getByText('Default volume saved').waitFor();
-    assert.ok(!device.log.includes('ERROR'), device.log);
-    await page.locator('#settings').evaluate(form => { form.noValidate = true; });
-    await page.fill('#volume', '101');
-    await click(page, 'Save');
-    await page.getByText('Device name saved').waitFor();
-    await page.getByText('Default volume not saved').waitFor();
-    assert.equal(await page.inputValue('#name'), name);
-    assert.equal(await device.get('settings:/device/name'), name);
-    assert.equal(await device.get('settings:/ui/language'), 'de');
-    assert.equal(await device.get('settings:/player/volume'), 55);
-
-    await page.goto('/settings.fcgi');
-    assert.equal((await outcomes()).join(''), '');
-    // Without the form, and with another node in place of its own: nothing is written.
-    await page.goto('/save.fcgi');
-    const form = { nameNode: 'player/volume', path: 'settings:/player/volume', name: '99', typed: 'i32_' };
-    await page.request.post('/save.fcgi', { form });
-    assert.equal(await device.get('settings:/device/name'), name);
-    assert.equal(await device.get('settings:/ui/language'), 'de');
-    assert.equal(await device.get('settings:/player/volume'), 55);
-});
+for (const javaScriptEnabled of [false, true]) {
+    test(`each setting is saved by itself ${javaScriptEnabled ? 'with' : 'without'} JavaScript`, async () => {
+        const page = await open(await newProfile({ javaScriptEnabled }), '/settings.fcgi');
+        const name = `Kitchen ${javaScriptEnabled} <b>"&amp;"</b> $name`;
+        const save = async (field, text, outcome) => {
+            await page.goto('/settings.fcgi');
+            // Past the browser's own check.
+            await page.locator(`form:has(#${field})`).evaluate(form => { form.noValidate = true; });
+            if (field === 'language')
+                await page.selectOption('#language', text);
+            else
+                await page.fill(`#${field}`, text);
+            await click(page, `Save: ${await page.locator(`label[for=${field}]`).textContent()}`);
+            await page.getByText(outcome, { exact: true }).waitFor();
+        };
+        await device.set('settings:/player/volume', 55);
+        await save('name', name, 'Device name saved');
+        // What somebody else saves meanwhile stays, and the header follows the name.
+        await device.set('settings:/player/volume', 56);
+        await save('language', 'es', 'Language saved');
+        assert.equal(await device.get('settings:/player/volume'), 56);
+        await save('volume', '101', 'Default volume not saved: it goes from 0 to 100');
+        await page.goto('/settings.fcgi');
+        await page.locator('#deviceName').getByText(name, { exact: true }).waitFor();
+        assert.equal(await page.inputValue('#name'), name);
+        assert.equal(await device.get('settings:/device/name'), name);
+        assert.equal(await device.get('settings:/ui/language'), 'es');
+        assert.equal(await device.get('settings:/player/volume'), 56);
+        await device.set('settings:/ui/language', 'en');
+    });
+}
 
 test('without JavaScript the player plays, pauses and sets the volume', async () => {
     const context = await newProfile({ javaScriptEnabled: false });
     const page = await open(context);
     await page.waitForURL('**/player.fcgi');
-    assert.equal(await page.locator('.outcome').textContent(), '');
     for (const [button, state] of [['Play', 'playing'], ['Pause', 'paused'], ['Stop', 'stopped']]) {
         await click(page, button);
+        await page.waitForURL('**/player.fcgi');
         await page.locator(`#state:text("${state}")`).waitFor();
         assert.equal((await device.get('player:player/state')), state);
     }
@@ -84,7 +82,7 @@ test('without JavaScript the player plays, pauses and sets the volume', async ()
     assert.equal(await page.textContent('#track'), `${title} – ${artist}`);
     await page.fill('#volume', '17');
     await click(page, 'Set');
-    await page.getByText('Done').waitFor();
+    await page.waitForURL('**/player.fcgi');
     assert.equal(await page.inputValue('#volume'), '17');
     assert.equal(await device.get('player:player/volume'), 17);
     assert.ok(!device.log.includes('player:player'), device.log);
@@ -199,4 +197,7 @@ test('nodes are written, followed and copied', async () => {
     await page.locator('#nodePath').getByText(/^media:\/.+/).waitFor();
     await page.goBack();
     await page.locator('#nodePath').getByText(/^media:\/$/).waitFor();
+    // A link that somebody has mistyped.
+    await page.goto('/data.html#%E0%A4%A');
+    await page.getByText('nodeNotFound').or(page.getByText('workerNotFound')).waitFor();
 });

@@ -152,6 +152,18 @@ describe('the queue', () => {
         await inQueue([first, third, ...rest]);
     });
 
+    test('removing and clearing are undone', async () => {
+        await page.getByRole('button', { name: `Remove ${second}` }).click();
+        await inQueue([first, third, ...rest]);
+        await page.getByRole('button', { name: 'Undo' }).click();
+        await inQueue([first, second, third, ...rest]);
+        await page.locator('#clear').press('Enter');
+        await inQueue([]);
+        await page.locator('#queueHeading:focus').waitFor();
+        await page.getByRole('button', { name: 'Undo' }).click();
+        await inQueue([first, second, third, ...rest]);
+    });
+
     test('of a track that is queued twice the row that plays is marked', async () => {
         const { value } = (await device.list('player:queue'))[0];
         await device.activate('player:queue/insert', { path: plain(value) });
@@ -191,6 +203,18 @@ test('one poll serves all tabs, and none while all are hidden', async () => {
     await show(tabs[3], 'visible');
     await showsVolume(tabs[3], 43);
     await until(() => polls.size === 1, 'one poll again');
+});
+
+test('streams without an end are live, long ones have hours', async () => {
+    await device.activate('player:player/play', 'media:/live');
+    await page.locator('#total:text("live")').waitFor();
+    assert.ok(await page.locator('#seek').isDisabled());
+    assert.deepEqual(await page.evaluate(async () => {
+        const { clock } = await import('/js/ui.js');
+        return [0, 187_000, 3_600_000, 36_061_000].map(clock);
+    }), ['0:00', '3:07', '1:00:00', '10:01:01']);
+    await device.activate('player:player/stop');
+    await until(() => page.locator('#seek').isDisabled(), 'nothing to seek in');
 });
 
 test('what the device does not answer is pending, and then has failed', async () => {

@@ -99,8 +99,17 @@ function open(newPath) {
     location.hash = encodeURIComponent(newPath);
 }
 
+/** A hash that somebody has mistyped is shown as it is. */
+function pathOf(hash) {
+    try {
+        return decodeURIComponent(hash);
+    } catch {
+        return hash;
+    }
+}
+
 async function opened() {
-    path = decodeURIComponent(location.hash.slice(1));
+    path = pathOf(location.hash.slice(1));
     firstRow = 0;
     $('node').hidden = $('write').hidden = !path;
     if (!path)

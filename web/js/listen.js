@@ -47,7 +47,7 @@ function failed() {
         return;
     setListening(false);
     audio.removeAttribute('data-path');
-    toast('This browser cannot play the track.', true);
+    toast('This browser cannot play the track.', { isError: true });
 }
 
 export function startListening() {

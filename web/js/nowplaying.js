@@ -35,9 +35,10 @@ function showState() {
         $(id).setAttribute('aria-label', playback.playing ? 'Pause' : 'Play');
     }
     document.body.classList.toggle('playing', playback.playing);
-    $('seek').disabled = !playback.duration;
+    // The device does not know where in an endless stream it could go to, nor in one that it stopped.
+    $('seek').disabled = !playback.duration || playback.state === 'stopped';
     $('seek').max = playback.duration;
-    $('total').textContent = clock(playback.duration);
+    $('total').textContent = playback.isLive ? 'live' : clock(playback.duration);
 }
 
 function startPosition() {
@@ -48,7 +49,7 @@ function startPosition() {
             if (!playback.isKnown)
                 return;
             const text = clock(position);
-            $('seek').setAttribute('aria-valuetext', `${text} of ${clock(playback.duration)}`);
+            $('seek').setAttribute('aria-valuetext', playback.isLive ? text : `${text} of ${clock(playback.duration)}`);
             $('elapsed').textContent = text;
         },
     });

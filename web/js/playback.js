@@ -38,6 +38,11 @@ class Playback extends EventTarget {
         return this.state === 'playing';
     }
 
+    /** Of a stream without an end the duration is not known. */
+    get isLive() {
+        return Boolean(this.track.path) && !this.duration;
+    }
+
     /**
      * The position now, in milliseconds. Between two reports it runs with the clock; without
      * connection it stands, for nobody knows whether the device still plays.

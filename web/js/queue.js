@@ -63,7 +63,18 @@ function drop(event, { id, title }) {
     if (event.detail > 1)
         return;
     queue.change({ key: id, gone: true }, () =>
-        act(null, () => device.activate('player:queue/remove', { id }), `Removed ${title}`));
+        act(null, () => device.activate('player:queue/remove', { id }), `Removed ${title}`, () => restore(id)));
+}
+
+/** Any row of a removal brings back all of it. */
+function restore(id) {
+    return act(null, () => device.activate('player:queue/restore', { id }));
+}
+
+async function clear() {
+    const [[, id]] = queue.items;
+    if (await act($('clear'), () => device.activate('player:queue/clear'), 'Queue cleared', () => restore(id)))
+        $('queueHeading').focus();
 }
 
 /** The row follows the pointer, the others make room; the device is asked once, at the end. */
@@ -139,6 +150,5 @@ export function startQueue() {
         failed: () => {},
     });
     playback.addEventListener('change', () => queue.items.forEach(([item, id]) => mark(item, id)));
-    $('clear').onclick = event =>
-        act(event.currentTarget, () => device.activate('player:queue/clear'), 'Queue cleared');
+    $('clear').onclick = clear;
 }

@@ -11,6 +11,8 @@ const PENDING_MS = 300;
 /** A device that has not answered for this long may be gone. */
 const SILENT_MS = 4000;
 const TOAST_MS = 4000;
+const UNDO_MS = 10_000;
+const MOST_TOASTS = 3;
 /** The echo of one's own change takes this long at most; a control follows the device again after it. */
 const SETTLE_MS = 300;
 
@@ -73,10 +75,13 @@ export function showCover(image, path) {
     image.hidden = !url;
 }
 
-/** Milliseconds as "3:07". */
+/** Milliseconds as "3:07" or "1:02:07". */
 export function clock(milliseconds) {
     const seconds = Math.max(0, Math.floor(milliseconds / 1000));
-    return `${Math.floor(seconds / 60)}:${String(seconds % 60).padStart(2, '0')}`;
+    const parts = [Math.floor(seconds / 60) % 60, seconds % 60];
+    if (seconds >= 3600)
+        parts.unshift(Math.floor(seconds / 3600));
+    return parts.map((part, index) => index ? String(part).padStart(2, '0') : part).join(':');
 }
 
 export function bytesText(bytes) {
@@ -86,11 +91,26 @@ export function bytesText(bytes) {
     return `${(bytes / (unit === 'KiB' ? 1024 : 1024 ** 2)).toFixed(1)} ${unit}`;
 }
 
-/** Shows a short message and has screen readers say it. */
-export function toast(text, isError = false) {
-    const shown = element('p', { className: isError ? 'toast error' : 'toast', textContent: text });
-    $('toasts').replaceChildren(shown);
-    setTimeout(() => shown.remove(), TOAST_MS);
+/**
+ * Shows a short message and has screen readers say it.
+ * @param {string} text
+ * @param {object} [options]
+ * @param {boolean} [options.isError]
+ * @param {() => void} [options.undo] takes back what the message tells, for ten seconds
+ */
+export function toast(text, { isError = false, undo } = {}) {
+    const shown = element('p', { className: isError ? 'toast error' : 'toast' }, text);
+    if (undo)
+        shown.append(element('button', {
+            type: 'button', className: 'quiet', textContent: 'Undo', onclick: () => {
+                shown.remove();
+                undo();
+            },
+        }));
+    $('toasts').append(shown);
+    if ($('toasts').children.length > MOST_TOASTS)
+        $('toasts').firstElementChild.remove();
+    setTimeout(() => shown.remove(), undo ? UNDO_MS : TOAST_MS);
 }
 
 /**
@@ -99,9 +119,10 @@ export function toast(text, isError = false) {
  * @param {?Element} control
  * @param {() => Promise} request
  * @param {string} [done] what to say after a success
+ * @param {() => void} [undo] takes it back
  * @returns {Promise<boolean>} whether it was done
  */
-export async function act(control, request, done = '') {
+export async function act(control, request, done = '', undo = undefined) {
     const wait = {};
     const timers = [
         setTimeout(() => control?.setAttribute('aria-busy', 'true'), PENDING_MS),
@@ -113,11 +134,11 @@ export async function act(control, request, done = '') {
     try {
         await request();
         if (done)
-            toast(done);
+            toast(done, { undo });
         return true;
     } catch (error) {
         toast(error.name === 'offline' ? 'The device does not answer. Try again in a moment.'
-                                       : `That did not work: ${error.message}`, true);
+                                       : `That did not work: ${error.message}`, { isError: true });
         return false;
     } finally {
         timers.forEach(clearTimeout);

@@ -1,0 +1,21 @@
+<!doctype html>
+<html lang="en">
+<head>
+<meta charset="utf-8">
+<meta name="viewport" content="width=device-width, initial-scale=1, viewport-fit=cover">
+<meta name="color-scheme" content="light dark">
+<meta http-equiv="Content-Security-Policy" content="default-src 'self'; base-uri 'none'; form-action 'self'">
+<meta http-equiv="refresh" content="2; url=settings.fcgi">
+<title>Settings</title>
+<link rel="icon" href="favicon.svg" type="image/svg+xml">
+<link rel="stylesheet" href="style.css">
+</head>
+<body>
+<!-- A page of its own for each thing that a form writes: the form cannot choose another. -->
+<main class="sheet">
+  <h1>Settings</h1>
+  <p class="outcome" role="status"><?plix setData path="settings:/ui/language" role="value" type="PlixValue:string_" value="$value" onSuccess="$done" onError="$failed" escape="html"?></p>
+  <p><a href="settings.fcgi">Back to the settings</a></p>
+</main>
+</body>
+</html>
