@@ -92,11 +92,11 @@ export class Device extends Plix {
         ];
     }
 
-    /** @param {object} nodes, platform: of the device, as in a device file */
-    static async start(nodes = {}, platform = {}) {
+    /** @param {object} nodes, platform, more: of the device, as in a device file */
+    static async start(nodes = {}, platform = {}, more = {}) {
         const device = new Device(await freePort(), await freePort());
         const file = join(device.#folder, 'device.json');
-        writeFileSync(file, JSON.stringify({ nodes, platform }));
+        writeFileSync(file, JSON.stringify({ nodes, platform, ...more }));
         device.#arguments.push('--device', file);
         try {
             await device.resume();

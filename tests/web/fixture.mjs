@@ -8,9 +8,11 @@ import { Device } from './device.mjs';
 export let device, browser;
 /** Of the device; a test file may add its own before its first test runs. */
 export const nodes = {};
+/** Further members of the device file. */
+export const file = {};
 
 before(async () => {
-    device = await Device.start(nodes);
+    device = await Device.start(nodes, {}, file);
     browser = await launch();
 });
 after(async () => {

@@ -167,6 +167,7 @@ describe('the queue', () => {
     test('of a track that is queued twice the row that plays is marked', async () => {
         const { value } = (await device.list('player:queue'))[0];
         await device.activate('player:queue/insert', { path: plain(value) });
+        await inQueue([first, second, third, ...rest, first]);
         await page.locator('#queue .open').last().click();
         await page.locator('#queue li:last-child.current').waitFor();
         assert.equal(await page.locator('.current').count(), 1);

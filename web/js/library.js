@@ -5,6 +5,13 @@ import { $, act, device, iconButton } from './ui.js';
 import { LiveList } from './livelist.js';
 import { TRACK_ROLES, trackRow } from './trackrow.js';
 
+/** Shorter lists are scrolled through faster than a letter is chosen. */
+const LONG_LIST = 100;
+const LETTERS = [...'ABCDEFGHIJKLMNOPQRSTUVWXYZ'];
+const END = 'end';
+
+let library;
+
 function libraryRow(row) {
     const path = plain(row.value);
     const add = iconButton(`Add ${row.title} to the queue`, 'add', event =>
@@ -14,8 +21,19 @@ function libraryRow(row) {
         act(event.currentTarget, () => device.activate('player:player/play', { path })), [add]);
 }
 
+/** The device has the titles in order, whatever their case. */
+async function jump() {
+    const letter = $('jump').value;
+    $('jump').value = '';
+    library.scrollTo(letter === END ? library.count - 1
+        : await library.search(({ title }) => title.toUpperCase() >= letter));
+}
+
 export function startLibrary() {
-    const library = new LiveList($('library'), {
+    $('jump').append(...LETTERS.map(letter => new Option(letter)), new Option('The end', END));
+    $('jump').onchange = () => act($('jump'), jump);
+
+    library = new LiveList($('library'), {
         path: 'media:/',
         roles: TRACK_ROLES,
         key: (row, index) => plain(row.value) ?? `#${index}`,
@@ -23,6 +41,7 @@ export function startLibrary() {
         changed: () => {
             $('libraryCount').textContent = library.count || '';
             $('libraryEmpty').hidden = library.count > 0;
+            $('jump').hidden = library.count < LONG_LIST;
         },
         failed: error => {
             $('libraryEmpty').textContent = `The library cannot be read: ${error.message}`;

@@ -163,7 +163,8 @@ export class LiveList {
     }
 
     #measure() {
-        this.#rowHeight = this.#list.firstElementChild?.offsetHeight || this.#rowHeight;
+        // As the style sheet has it, also while the list is hidden or empty.
+        this.#rowHeight = parseFloat(getComputedStyle(this.#list).gridAutoRows);
         this.#arrange();
     }
 
@@ -331,22 +332,29 @@ export class LiveList {
 
     #shown(key, index) {
         const row = this.rowAt(index);
-        const text = JSON.stringify(row);
         let item = this.#items.get(key);
-        if (item?.rowText !== text) {
+        if (!item || (item.row !== row && JSON.stringify(item.row) !== JSON.stringify(row))) {
             const made = this.#options.make(row);
             made.dataset.key = key;
-            made.rowText = text;
             this.#exchange(item, made);
             this.#items.set(key, made);
             item = made;
         }
-        if (!item.classList.contains('dragged'))
-            item.style.transform = `translateY(${index * this.#rowHeight}px)`;
+        item.row = row;
+        this.#place(item, row, index);
+        return item;
+    }
+
+    /** Scrolling leaves most of the rows where they are. */
+    #place(item, row, index) {
+        const place = `${index} of ${this.count}, ${this.#rowHeight}`;
+        if (item.classList.contains('dragged') || item.place === place)
+            return;
+        item.place = place;
+        item.style.transform = `translateY(${index * this.#rowHeight}px)`;
         item.setAttribute('aria-setsize', this.count);
         item.setAttribute('aria-posinset', index + 1);
         this.#options.placed(item, row, index);
-        return item;
     }
 
     /** The new element of a row that was changed keeps the focus. */

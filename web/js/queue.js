@@ -107,9 +107,13 @@ function startDrag(start, id) {
         }
     };
     const end = commit => {
+        // Whatever was shown for the pointer only.
+        const item = queue.item(id);
         cancelAnimationFrame(frame);
         listeners.abort();
-        queue.item(id)?.classList.remove('dragged');
+        if (item)
+            item.place = undefined;
+        item?.classList.remove('dragged');
         const after = afterAt(target, id);
         const isMove = commit && queue.indexOf(id) >= 0;
         queue.preview(null);

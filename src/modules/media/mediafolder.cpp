@@ -6,6 +6,8 @@
 #include <QDir>
 #include <QFileInfo>
 
+#include <algorithm>
+
 namespace {
 
 const QStringList& audioExtensions() {
@@ -38,6 +40,9 @@ QVector<MediaFolder::Track> MediaFolder::tracks() const {
         }
         list.append(track(name));
     }
+    std::stable_sort(list.begin(), list.end(), [](const Track& left, const Track& right) {
+        return left.title.compare(right.title, Qt::CaseInsensitive) < 0;
+    });
     return list;
 }
 

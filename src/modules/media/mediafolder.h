@@ -22,7 +22,7 @@ public:
     explicit MediaFolder(const QString& path = {}) : m_path(path) {}
 
     const QString& path() const { return m_path; }
-    // In the order of the file names.
+    // In the order of their titles, whatever the case, so that clients can search in long lists.
     QVector<Track> tracks() const;
     // The absolute path of the file with the client's name "NAME" or "covers/NAME"; null when there
     // is no such file.
