@@ -125,7 +125,7 @@ private Q_SLOTS:
         TestServer server(false, limits);
         int begun = 0;
         server.add("/", [&](Message* message) {
-            new HangUpWatch(*message, message);
+            new HangUpWatch(message->data().message, message);
             message->pause();
             ++begun;
         });

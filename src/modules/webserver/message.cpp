@@ -1,9 +1,7 @@
 #include "message.h"
 
-#include "connection/exchange.h"
 #include "core/dbglog.h"
 #include "deferreddeletion.h"
-#include "files/mappedfile.h"
 
 #include <QMetaMethod>
 #include <QPointer>
@@ -25,16 +23,15 @@ using SoupBufferPtr = std::unique_ptr<SoupBuffer, GFree<soup_buffer_free>>;
 } // namespace
 
 Message::Message(const MessageData& data, QObject* parent)
-    : QObject(parent), m_data(data), m_fullUri(uriToString(data.message)) {
+    : QObject(parent), m_data(data), m_body(data.message), m_fullUri(uriToString(data.message)) {
     dbglog_debug("Message for '" << m_fullUri << "'");
-    soup_message_body_set_accumulate(m_data.message->response_body, FALSE);
     setHeader(QByteArrayLiteral("X-Robots-Tag"), QByteArrayLiteral("noindex"));
     follow();
 }
 
 Message::Message(const Message& other)
-    : QObject(), m_data(other.m_data), m_valid(other.m_valid), m_finished(other.m_finished),
-      m_fullUri(other.m_fullUri), m_url(other.m_url) {
+    : QObject(), m_data(other.m_data), m_body(other.m_body), m_valid(other.m_valid),
+      m_finished(other.m_finished), m_fullUri(other.m_fullUri), m_url(other.m_url) {
     if (m_valid)
         follow();
 }
@@ -253,7 +250,7 @@ bool Message::setContentType(const QString& type) {
 bool Message::setContentLength(qint64 length) {
     dbglog_scopedFunction;
     if (isOpen())
-        soup_message_headers_set_content_length(m_data.message->response_headers, length);
+        m_body.setLength(length);
     return true;
 }
 
@@ -270,12 +267,10 @@ void Message::setEncoding(Encoding encoding) {
     dbglog_scopedFunction;
     if (!isOpen())
         return;
-    SoupEncoding soupEncoding = SOUP_ENCODING_CONTENT_LENGTH;
-    // libsoup's own chunk coding ends each body in a thread. The connection codes the chunks of a
-    // body that has no length, for clients that understand them.
     if (encoding == Chunked)
-        soupEncoding = SOUP_ENCODING_EOF;
-    soup_message_headers_set_encoding(m_data.message->response_headers, soupEncoding);
+        m_body.setChunked();
+    else
+        m_body.setSized();
 }
 
 void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
@@ -286,13 +281,8 @@ void Message::setContentRange(qint64 start, qint64 end, qint64 total) {
 
 void Message::responseBodyAdd(const char* data, qint64 length) {
     dbglog_scopedFunction;
-    if (!isOpen())
-        return;
-    if (!hasRoomFor(length))
-        return;
-    soup_message_body_append(m_data.message->response_body, SOUP_MEMORY_COPY, data,
-                             static_cast<gsize>(length));
-    unpause();
+    if (isOpen() && m_body.addCopy(data, length))
+        unpause();
 }
 
 void Message::responseBodyAdd(const QByteArray& data) {
@@ -301,16 +291,8 @@ void Message::responseBodyAdd(const QByteArray& data) {
         return;
     dbglog_debug(m_fullUri << ": data.size: " << data.size() << " " << data.left(loggedBodyBytes)
                            << (data.size() > loggedBodyBytes ? "..." : ""));
-    if (data.isEmpty())
-        return unpause();
-    if (!hasRoomFor(data.size()))
-        return;
-    auto* owner = new QByteArray(data);
-    const SoupBufferPtr buffer(
-        soup_buffer_new_with_owner(owner->constData(), static_cast<gsize>(owner->size()), owner,
-                                   [](void* bytes) { delete static_cast<QByteArray*>(bytes); }));
-    soup_message_body_append_buffer(m_data.message->response_body, buffer.get());
-    unpause();
+    if (m_body.add(data))
+        unpause();
 }
 
 void Message::responseBodyAdd(const std::shared_ptr<const MappedFile>& file, qint64 start,
@@ -318,21 +300,8 @@ void Message::responseBodyAdd(const std::shared_ptr<const MappedFile>& file, qin
     dbglog_scopedFunction;
     if (!isOpen())
         return;
-    Q_ASSERT(start >= 0 && length > 0 && static_cast<size_t>(start + length) <= file->size());
-    if (Exchange* exchange = Exchange::of(m_data.message))
-        exchange->setBodyFile(file);
-    using FilePtr = std::shared_ptr<const MappedFile>;
-    const SoupBufferPtr buffer(soup_buffer_new_with_owner(
-        file->data() + start, static_cast<gsize>(length), new FilePtr(file),
-        [](void* held) { delete static_cast<FilePtr*>(held); }));
-    soup_message_body_append_buffer(m_data.message->response_body, buffer.get());
+    m_body.add(file, start, length);
     unpause();
-}
-
-// What a client does not read stays in memory.
-bool Message::hasRoomFor(qint64 bytes) {
-    Exchange* exchange = Exchange::of(m_data.message);
-    return !exchange || exchange->addPending(bytes);
 }
 
 void Message::setResponseBody(const QByteArray& body, const QString& contentType) {
@@ -351,14 +320,12 @@ void Message::responseBodyComplete() {
     dbglog_scopedFunction;
     if (!isOpen())
         return;
-    if (Exchange* exchange = Exchange::of(m_data.message))
-        exchange->setAnswered();
-    soup_message_body_complete(m_data.message->response_body);
+    m_body.complete();
     unpause();
 }
 
 qint64 Message::responseBodyLength() const {
-    return m_valid ? m_data.message->response_body->length : 0;
+    return m_valid ? m_body.length() : 0;
 }
 
 void Message::pause() {

@@ -2,6 +2,7 @@
 
 #include "core/plixurl.h"
 #include "glibptr.h"
+#include "responsebody.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -9,8 +10,6 @@
 #include <libsoup/soup.h>
 
 #include <memory>
-
-class MappedFile;
 
 // The arguments of libsoup's server callback. Nothing is owned; all of it is valid only until the
 // exchange has finished, `path` and `query` only until the callback returns.
@@ -125,9 +124,9 @@ private:
     static void on_soup_finished(SoupMessage*, Message* self);
     void follow();
     void finish();
-    bool hasRoomFor(qint64 bytes);
 
     MessageData m_data;
+    ResponseBody m_body;
     bool m_valid = true;
     bool m_finished = false;
     bool m_deletedWhenFinished = false;
