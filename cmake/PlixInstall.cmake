@@ -43,6 +43,15 @@ function(plix_install)
     install(DIRECTORY examples
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
 
+    # Where Debian looks for the licence, in each package.
+    foreach(package webserver:plix-webserver dev:libplix-dev simulator:plix-simulator)
+        string(REPLACE ":" ";" package ${package})
+        list(GET package 0 component)
+        list(GET package 1 name)
+        install(FILES packaging/copyright
+            DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
+    endforeach()
+
     install(DIRECTORY web DESTINATION ${CMAKE_INSTALL_DATADIR}/plix COMPONENT simulator)
     install(FILES docs/man/plixhost.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator)
     # Relative to the prefix as systemd's own search path is, whatever the library folder.

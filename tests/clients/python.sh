@@ -8,7 +8,7 @@ set -euo pipefail
 source=$2
 export PYTHONDONTWRITEBYTECODE=1
 
-cp -r "$source/clients/python" "$work/python"
+cp -rL "$source/clients/python" "$work/python"
 cd "$work/python"
 # Debian's Python has Debian's packages.
 /usr/bin/python3 -c 'from setuptools.build_meta import build_wheel; print(build_wheel("."))' \

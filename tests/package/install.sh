@@ -22,6 +22,10 @@ done
 for name in plix-simulator libplix-dev; do
     [[ $(depends "$name") == *"plix-webserver (= "* ]] || fail "$name fits any plix-webserver"
 done
+for file in "$work"/*.deb; do
+    name=$(dpkg-deb -f "$file" Package)
+    [[ $(dpkg-deb -c "$file") == *"/usr/share/doc/$name/copyright"* ]] || fail "$name has no licence"
+done
 twice=$(for file in "$work"/*.deb; do dpkg-deb -c "$file"; done |
     awk '!/\/$/ { print $6 }' | sort | uniq -d)
 [ -z "$twice" ] || fail "in two packages: $twice"
