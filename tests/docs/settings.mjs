@@ -20,9 +20,11 @@ for (const [path, { value, internal }] of Object.entries(nodes)) {
     };
 }
 const [, limits] = sources.match(/^struct ConnectionLimits \{([^}]*)\}/m);
-for (const [, name, number, shift] of limits.matchAll(/qint64 (\w+) = (?:qint64\()?(\d+)\)?(?: << (\d+))?;/g))
+for (const [, name, member] of sources.matchAll(/\{"(\w+)", &ConnectionLimits::(\w+)\}/g)) {
+    const [, number, shift] = limits.match(`qint64 ${member} = (?:qint64\\()?(\\d+)\\)?(?: << (\\d+))?;`);
     had[`settings:/webserver/limits/${name}`] =
         { type: "number", preset: `\`${number * 2 ** (shift ?? 0)}\``, writer: "device" };
+}
 
 const told = {};
 for (const [, path, type, preset, writer] of
