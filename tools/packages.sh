@@ -9,7 +9,7 @@ build_packages=(
 )
 test_packages=(
     curl dpkg-dev esbuild file iproute2 mypy node-typescript python3 python3-jsonschema
-    python3-setuptools python3-yaml valgrind
+    python3-setuptools python3-wheel python3-yaml valgrind
 )
 # Tests take these from elsewhere too, if they are there.
 command -v chromium >/dev/null || test_packages+=(chromium)
