@@ -16,7 +16,7 @@ import asyncio
 import json
 import logging
 import ssl
-from collections.abc import AsyncIterator, Awaitable, Callable, Sequence
+from collections.abc import AsyncGenerator, Awaitable, Callable, Sequence
 from http.client import HTTPException
 from typing import Any, Optional
 from urllib.parse import urlsplit
@@ -104,13 +104,14 @@ class Plix:
 
     async def list(self, path: str, roles: Sequence[str] = ("title", "value")) -> Rows:
         """Reads a whole list, in pieces that belong to one version of it. PlixError."""
-        for attempt in range(1, LIST_ATTEMPTS + 1):
+        attempt = 1
+        while True:
             try:
                 return await self._pieces(path, roles)
             except PlixError as error:
                 if error.name != "versionMismatch" or attempt == LIST_ATTEMPTS:
                     raise
-        raise AssertionError
+            attempt += 1
 
     async def set(self, path: str, value: Json, role: str = "value") -> Json:
         """Writes one role of a node. Returns what the node answers, usually the value now stored. PlixError."""
@@ -120,11 +121,12 @@ class Plix:
         """Triggers an action node; True means "just do it". PlixError."""
         return await self.set(path, argument, "activate")
 
-    def watch(self, path: str) -> AsyncIterator[Json]:
+    def watch(self, path: str) -> AsyncGenerator[Json, None]:
         """
         Follows a node: its plain value now, after every change, and again after the connection was lost,
         which is tried again for ever. Values that follow each other quickly may be left out, the last
-        never is. PlixError if the node cannot be read or not be followed.
+        never is. PlixError if the node cannot be read or not be followed. A loop that is left
+        leaves nothing behind: the device drops queues that nobody polls.
         """
 
         async def told(event: dict[str, Json]) -> Json:
@@ -132,7 +134,7 @@ class Plix:
 
         return self._follow(path, ("value",), lambda: self.get(path), told)
 
-    def watch_list(self, path: str, roles: Sequence[str] = ("title", "value")) -> AsyncIterator[Rows]:
+    def watch_list(self, path: str, roles: Sequence[str] = ("title", "value")) -> AsyncGenerator[Rows, None]:
         """Follows a list as watch() does a value: all rows each time. PlixError."""
 
         async def read(*_: Any) -> Rows:
@@ -146,7 +148,7 @@ class Plix:
         members: Sequence[str],
         read: Callable[[], Awaitable[Json]],
         told: Callable[[dict[str, Json]], Awaitable[Json]],
-    ) -> AsyncIterator[Json]:
+    ) -> AsyncGenerator[Json, None]:
         """What read gives, first and after each gap, and what told makes of events with such members."""
         retry = FIRST_RETRY_SECONDS
         while True:
