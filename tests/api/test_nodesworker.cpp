@@ -91,6 +91,21 @@ unknown role                  |volume|invented|1               |notModifiable
         QCOMPARE(read(0, 2, 9), QByteArray("versionMismatch"));
     }
 
+    // Answers that are requested once do not replace one that is in use.
+    void cachesTheRowsInUse() {
+        const auto read = [](int to) {
+            const CMReply<PlixRowsRoles> reply;
+            CMRoot()->getRows(CMPath::fromEncoded(list), 0, to, -1, {"title"}, reply);
+            return reply.value().__hash();
+        };
+        read(0);
+        const QVariantHash first = read(0);
+        for (int to = 1; to < 20; ++to) {
+            read(to);
+            QVERIFY(read(0).isSharedWith(first));
+        }
+    }
+
     // Growing and shrinking at the start, in the middle and at the end, with repeated rows.
     void tellsHowRowsChange() {
         const auto row = [](QChar title) { return QVariantHash{{"title", QString(title)}}; };
