@@ -83,15 +83,14 @@ QByteArray RawClient::read(int count, int timeoutMs) {
     return taken;
 }
 
-QByteArray RawClient::readChunks() {
-    QByteArray body;
+bool RawClient::readChunks(QByteArray* body) {
     int size = -1;
     while (size != 0 && readUntil("\r\n")) {
         size = read(m_buffer.indexOf("\r\n") + 2).trimmed().toInt(nullptr, 16);
-        body += read(size);
+        *body += read(size);
         read(2);
     }
-    return body;
+    return size == 0;
 }
 
 HttpReply RawClient::readReply(bool toHead) {
@@ -112,7 +111,7 @@ HttpReply RawClient::readReply(bool toHead) {
         return reply;
     const QByteArray length = reply.header("Content-Length");
     if (reply.isChunked())
-        reply.body = readChunks();
+        reply.status = readChunks(&reply.body) ? reply.status : 0;
     else if (!length.isNull())
         reply.body = read(length.toInt());
     else

@@ -6,7 +6,7 @@
 
 // One HTTP response as it came over the wire.
 struct HttpReply {
-    int status = 0;                        // 0: no complete response arrived
+    int status = 0;                        // 0: no head arrived, or no last chunk
     QByteArray head;                       // status line and headers, with the empty line
     QByteArray body;                       // decoded
     QHash<QByteArray, QByteArray> headers; // by name in lower case, the first of several
@@ -63,7 +63,8 @@ private:
     // Reads more into the buffer. False at the end of the connection or after the time limit.
     bool readMore(int timeoutMs = defaultTimeoutMs);
     bool readUntil(const QByteArray& mark);
-    QByteArray readChunks();
+    // False when the last one does not come.
+    bool readChunks(QByteArray* body);
 
     QSslSocket m_socket;
     QByteArray m_buffer;

@@ -125,7 +125,9 @@ private Q_SLOTS:
         server.made[0]->finish();
         QTest::qWait(500);
         client.socket().setReadBufferSize(0);
-        QCOMPARE(client.readReply().body.size(), text.size());
+        const HttpReply reply = client.readReply();
+        QCOMPARE(reply.body.size(), text.size());
+        QCOMPARE(reply.status, 200);
         QVERIFY(client.isConnected());
     }
 
