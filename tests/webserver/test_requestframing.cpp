@@ -115,6 +115,7 @@ bare CR in extension   |400|1;aCRb~a~0~~
 NUL in extension       |400|1;NUL~a~0~~
 data longer than said  |400|1~ab~0~~
 bare LF after the data |400|1~aLF0~~
+data without line end   |400|1~abc0~~
 long extension         |400|1;LARGE~a~0~~
 extensions of bytes    |400|PADDED0~~
 extensions of the rest |400|WIDE0~~
