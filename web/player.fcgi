@@ -8,11 +8,13 @@
 <title>Player</title>
 <link rel="icon" href="favicon.svg" type="image/svg+xml">
 <link rel="stylesheet" href="style.css">
+<script type="module" src="js/plain.js"></script>
 </head>
 <body>
 <a class="skip" href="#main">Skip to the content</a>
 <header class="bar">
   <span class="brand"><img src="favicon.svg" alt="" width="28" height="28"><span id="deviceName" dir="auto"><?plix getData path="settings:/device/name" roles="value" escape="html" onError="Plix"?></span></span>
+  <span id="connection" role="status"></span>
 </header>
 <nav class="dock" aria-label="Pages">
   <a href="index.html" aria-current="page"><svg class="icon" aria-hidden="true"><use href="icons.svg#note"/></svg>Player</a>
@@ -22,7 +24,7 @@
 </nav>
 <main id="main" class="sheet">
   <h1>Player</h1>
-  <p class="notice">This page works without JavaScript. With it, the <a href="index.html">player</a> is live and has the queue and the library.</p>
+  <p class="notice"><span>This page works without JavaScript.</span> <a href="index.html">To the live player, with queue and library</a></p>
   <section class="card" aria-label="Now playing">
     <p dir="auto" id="track"><?plix getData path="player:player/track" roles="description" escape="html" onError=""?></p>
     <p>State: <strong id="state"><?plix getData path="player:player/state" roles="value" escape="html" onError="unknown"?></strong></p>

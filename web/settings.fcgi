@@ -39,13 +39,13 @@
     <input type="hidden" name="done" value="Language saved"><input type="hidden" name="failed" value="Language not saved">
     <div class="field">
       <label for="language">Language</label>
-      <select id="language" name="value" aria-describedby="languageHint">
+      <select id="language" name="value" >
         <option selected><?plix getData path="settings:/ui/language" roles="value" escape="html" onError="en"?></option>
         <option value="en">English (en)</option><option value="de">Deutsch (de)</option><option value="es">Español (es)</option>
         <option value="fr">Français (fr)</option><option value="it">Italiano (it)</option><option value="nl">Nederlands (nl)</option>
         <option value="pl">Polski (pl)</option><option value="sv">Svenska (sv)</option><option value="ja">日本語 (ja)</option>
       </select>
-      <p class="hint">What the device announces to apps. These pages are in English.</p>
+      <p class="hint">Of these pages, as far as they know it, and of what the device announces to apps.</p>
     </div>
     <p class="outcome" role="status"></p>
     <div class="actions"><button class="action" aria-label="Save: Language">Save</button></div>

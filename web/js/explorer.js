@@ -1,6 +1,7 @@
 /** The data model explorer. Nodes are not listed anywhere, so it starts from well-known ones. */
 
 import { fromJson, plain, toJson } from '../plix.js';
+import { number, text, time } from './texts.js';
 import { $, device, element, startPage, toast } from './ui.js';
 
 const ROOTS = [
@@ -79,7 +80,7 @@ async function readRows() {
     $('rowsPart').hidden = !answer?.count;
     if (!answer)
         return;
-    $('rowsHeading').textContent = `${answer.count} rows, version ${answer.version}`;
+    $('rowsHeading').textContent = text('{count} rows, version {version}', { count: number(answer.count), version: answer.version });
     $('rowsBack').disabled = firstRow === 0;
     $('rowsOn').disabled = firstRow + ROWS_PER_PAGE >= answer.count;
     $('rows').tBodies[0].replaceChildren(...answer.rows.map((row, index) => element('tr', {},
@@ -134,13 +135,13 @@ async function write(event) {
     try {
         value = fromJson($('value').value);
     } catch (error) {
-        outcome.textContent = `This is not JSON: ${error.message}`;
+        outcome.textContent = text('This is not JSON: {reason}', { reason: error.message });
         return;
     }
     try {
         const answer = await device.set(path, value, $('role').value);
         outcome.classList.remove('error');
-        outcome.textContent = `Written. Answer: ${toJson(answer)}`;
+        outcome.textContent = text('Written. Answer: {answer}', { answer: toJson(answer) });
     } catch (error) {
         outcome.textContent = `${error.name}: ${error.message}`;
     }
@@ -152,7 +153,7 @@ function logEvent(event) {
     const { path: changed, ...change } = event;
     $('noEvents').hidden = true;
     $('log').prepend(element('li', {},
-        element('time', { textContent: new Date().toLocaleTimeString() }),
+        element('time', { textContent: time(new Date()) }),
         `${changed} ${toJson(change)}`));
     if ($('log').children.length > LOG_LENGTH)
         $('log').lastElementChild.remove();
@@ -166,9 +167,9 @@ function logEvent(event) {
 
 function showWatched() {
     $('follow').setAttribute('aria-pressed', watched.has(path));
-    $('follow').textContent = watched.has(path) ? 'Watching events' : 'Watch events';
+    $('follow').textContent = text(watched.has(path) ? 'Watching events' : 'Watch events');
     $('watched').replaceChildren(...[...watched.keys()].map(name => element('button', {
-        type: 'button', className: 'chip', textContent: `${name} ×`, 'aria-label': `Stop watching ${name}`,
+        type: 'button', className: 'chip', textContent: `${name} ×`, 'aria-label': text('Stop watching {path}', { path: name }),
         onclick: () => toggleWatch(name),
     })));
 }
@@ -186,10 +187,10 @@ function toggleWatch(name) {
 async function copy(id) {
     try {
         await navigator.clipboard.writeText($(id).textContent);
-        toast('Copied');
+        toast(text('Copied'));
     } catch {
         getSelection().selectAllChildren($(id));
-        toast('Selected: copy it with the keyboard');
+        toast(text('Selected: copy it with the keyboard'));
     }
 }
 

@@ -1,19 +1,21 @@
 /** What the updater says, in plain words. */
 
+import { text } from './texts.js';
 import { $, bytesText } from './ui.js';
 
 function sentence({ state, bytes = 0 }) {
+    const size = bytesText(bytes);
     switch (state) {
     case 'idle':
-        return 'No image has been sent since the device started.';
+        return text('No image has been sent since the device started.');
     case 'receiving':
-        return `The updater is receiving an image, ${bytesText(bytes)} so far.`;
+        return text('The updater is receiving an image, {size} so far.', { size });
     case 'received':
-        return `The updater has the whole image, ${bytesText(bytes)}.`;
+        return text('The updater has the whole image, {size}.', { size });
     case 'failed':
-        return `The updater did not get the whole image: it stopped after ${bytesText(bytes)}.`;
+        return text('The updater did not get the whole image: it stopped after {size}.', { size });
     default:
-        return state ? `The updater says: ${state}.` : 'The device has no updater.';
+        return state ? text('The updater says: {state}.', { state }) : text('The device has no updater.');
     }
 }
 
@@ -30,6 +32,6 @@ export function showUpdater(update) {
 
 /** The updater cannot be asked. */
 export function showNoUpdater(error) {
-    $('updater').textContent = `The updater's state cannot be read: ${error.message}`;
+    $('updater').textContent = text('The state of the updater cannot be read: {reason}', { reason: error.message });
     $('updater').classList.add('error');
 }

@@ -1,6 +1,7 @@
 /** The device's own tracks: a tap plays, the plus adds to the queue. */
 
 import { plain } from '../plix.js';
+import { number, text } from './texts.js';
 import { $, act, device, iconButton } from './ui.js';
 import { LiveList } from './livelist.js';
 import { TRACK_ROLES, trackRow } from './trackrow.js';
@@ -14,10 +15,10 @@ let library;
 
 function libraryRow(row) {
     const path = plain(row.value);
-    const add = iconButton(`Add ${row.title} to the queue`, 'add', event =>
-        act(event.currentTarget, () => device.activate('player:queue/insert', { path }), `Added ${row.title}`));
+    const add = iconButton(text('Add {title} to the queue', row), 'add', event =>
+        act(event.currentTarget, () => device.activate('player:queue/insert', { path }), text('Added {title}', row)));
     add.dataset.control = 'add';
-    return trackRow(row, 'Play', event =>
+    return trackRow(row, event =>
         act(event.currentTarget, () => device.activate('player:player/play', { path })), [add]);
 }
 
@@ -30,7 +31,7 @@ async function jump() {
 }
 
 export function startLibrary() {
-    $('jump').append(...LETTERS.map(letter => new Option(letter)), new Option('The end', END));
+    $('jump').append(...LETTERS.map(letter => new Option(letter)), new Option(text('The end'), END));
     $('jump').onchange = () => act($('jump'), jump);
 
     library = new LiveList($('library'), {
@@ -39,12 +40,12 @@ export function startLibrary() {
         key: (row, index) => plain(row.value) ?? `#${index}`,
         make: libraryRow,
         changed: () => {
-            $('libraryCount').textContent = library.count || '';
+            $('libraryCount').textContent = library.count ? number(library.count) : '';
             $('libraryEmpty').hidden = library.count > 0;
             $('jump').hidden = library.count < LONG_LIST;
         },
         failed: error => {
-            $('libraryEmpty').textContent = `The library cannot be read: ${error.message}`;
+            $('libraryEmpty').textContent = text('The library cannot be read: {reason}', { reason: error.message });
             $('libraryEmpty').hidden = false;
         },
     });

@@ -1,6 +1,7 @@
 /** "Listen here": the current track in this browser, in step with the device. */
 
-import { $, device, streamUrl, toast } from './ui.js';
+import { text } from './texts.js';
+import { $, streamUrl, toast } from './ui.js';
 import { playback } from './playback.js';
 
 const audio = new Audio();
@@ -47,19 +48,21 @@ function failed() {
         return;
     setListening(false);
     audio.removeAttribute('data-path');
-    toast('This browser cannot play the track.', { isError: true });
+    toast(text('This browser cannot play the track.'), { isError: true });
 }
 
 export function startListening() {
     $('listen').onclick = () => {
         setListening(!listening);
         if (listening && !playback.track.path)
-            toast('You will hear the next track here.');
+            toast(text('You will hear the next track here.'));
     };
     audio.addEventListener('loadedmetadata', jump);
     audio.addEventListener('error', failed);
     playback.addEventListener('change', follow);
     playback.addEventListener('jump', jump);
-    device.watch('player:player/volume', volume => { audio.volume = volume / 100; });
-    device.watch('player:player/mute', muted => { audio.muted = Boolean(muted); });
+    playback.addEventListener('change', () => {
+        audio.volume = playback.volume / 100;
+        audio.muted = playback.muted;
+    });
 }

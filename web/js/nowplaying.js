@@ -1,5 +1,6 @@
 /** Cover, title, position, transport and volume. */
 
+import { text } from './texts.js';
 import { $, act, clock, device, setIcon, sharedRange, showCover } from './ui.js';
 import { playback } from './playback.js';
 
@@ -8,11 +9,11 @@ const TICK_MS = 250;
 function showTrack() {
     const { title, artist, path, cover } = playback.track;
     const name = title || path || '';
-    $('title').textContent = name || 'Nothing playing';
-    $('artist').textContent = name ? artist ?? '' : 'Choose something from the library';
-    $('miniTitle').textContent = name || 'Nothing playing';
+    $('title').textContent = name || text('Nothing playing');
+    $('artist').textContent = name ? artist ?? '' : text('Choose something from the library');
+    $('miniTitle').textContent = name || text('Nothing playing');
     setWhole(false);
-    document.title = name ? `${name} – Now playing` : 'Now playing';
+    document.title = name ? `${name} – ${text('Now playing')}` : text('Now playing');
     for (const id of ['cover', 'glow', 'miniCover'])
         showCover($(id), cover);
 }
@@ -25,20 +26,20 @@ function setWhole(isWhole) {
 }
 
 function offerWhole() {
-    const isCut = [$('title'), $('artist')].some(text => text.scrollHeight > text.clientHeight + 1);
+    const isCut = [$('title'), $('artist')].some(part => part.scrollHeight > part.clientHeight + 1);
     $('whole').hidden = !isCut && !$('track').classList.contains('whole');
 }
 
 function showState() {
     for (const id of ['play', 'miniPlay']) {
         setIcon($(id).firstElementChild, playback.playing ? 'pause' : 'play');
-        $(id).setAttribute('aria-label', playback.playing ? 'Pause' : 'Play');
+        $(id).setAttribute('aria-label', text(playback.playing ? 'Pause' : 'Play'));
     }
     document.body.classList.toggle('playing', playback.playing);
     // The device does not know where in an endless stream it could go to, nor in one that it stopped.
     $('seek').disabled = !playback.duration || playback.state === 'stopped';
     $('seek').max = playback.duration;
-    $('total').textContent = playback.isLive ? 'live' : clock(playback.duration);
+    $('total').textContent = playback.isLive ? text('live') : clock(playback.duration);
 }
 
 function startPosition() {
@@ -48,9 +49,10 @@ function startPosition() {
         show: position => {
             if (!playback.isKnown)
                 return;
-            const text = clock(position);
-            $('seek').setAttribute('aria-valuetext', playback.isLive ? text : `${text} of ${clock(playback.duration)}`);
-            $('elapsed').textContent = text;
+            const elapsed = clock(position);
+            $('seek').setAttribute('aria-valuetext', playback.isLive ? elapsed
+                : text('{part} of {whole}', { part: elapsed, whole: clock(playback.duration) }));
+            $('elapsed').textContent = elapsed;
         },
     });
     for (const type of ['change', 'position', 'jump'])
@@ -68,28 +70,24 @@ function startTransport() {
 }
 
 function startVolume() {
-    let volume = 0;
     const refresh = sharedRange($('volume'), {
-        read: () => volume,
+        read: () => playback.volume,
         write: value => act($('volume'), () => device.set('player:player/volume', { i32_: value })),
         show: value => { $('volumeText').textContent = value; },
         eager: true,
     });
-    device.watch('player:player/volume', value => {
-        volume = value;
-        refresh();
-    });
+    playback.addEventListener('change', () => playback.isKnown && refresh());
 }
 
 function startMute() {
     const mute = $('mute');
-    device.watch('player:player/mute', muted => {
-        mute.setAttribute('aria-pressed', Boolean(muted));
+    playback.addEventListener('change', () => {
+        const { muted } = playback;
+        mute.setAttribute('aria-pressed', muted);
         setIcon(mute.firstElementChild, muted ? 'muted' : 'volume');
-        document.body.classList.toggle('muted', Boolean(muted));
+        document.body.classList.toggle('muted', muted);
     });
-    mute.onclick = () => act(mute, () => device.set('player:player/mute',
-        { bool_: mute.getAttribute('aria-pressed') !== 'true' }));
+    mute.onclick = () => act(mute, () => device.set('player:player/mute', { bool_: !playback.muted }));
 }
 
 /** The small player appears when the large controls have been scrolled away. */

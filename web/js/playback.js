@@ -9,9 +9,11 @@ class Playback extends EventTarget {
     state = 'stopped';
     track = {};
     duration = 0;
+    volume = 0;
+    muted = false;
     /** The device has told all of it. */
     isKnown = false;
-    #untold = new Set(['state', 'track', 'duration', 'progress']);
+    #untold = new Set(['state', 'track', 'duration', 'volume', 'muted', 'progress']);
     /** The newest report: {position, time, running}. */
     #progress = { position: 0, time: 0, running: false };
     /**
@@ -31,6 +33,8 @@ class Playback extends EventTarget {
         device.watch('player:player/state', state => this.#update('state', state));
         device.watch('player:player/track', track => this.#update('track', track ?? {}));
         device.watch('player:player/duration', duration => this.#update('duration', duration ?? 0));
+        device.watch('player:player/volume', volume => this.#update('volume', volume ?? 0));
+        device.watch('player:player/mute', muted => this.#update('muted', Boolean(muted)));
         this.#followProgress();
     }
 

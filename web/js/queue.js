@@ -3,6 +3,7 @@
 import { $, act, device, element, icon, iconButton } from './ui.js';
 import { LiveList } from './livelist.js';
 import { playback } from './playback.js';
+import { number, text } from './texts.js';
 import { TRACK_ROLES, trackRow } from './trackrow.js';
 
 /** Dragging this near to the screen's edge scrolls. */
@@ -12,14 +13,14 @@ const SCROLL_PX = 12;
 let queue;
 
 function queueRow(row) {
-    const { id, title } = row;
+    const { id } = row;
     const grip = element('span', { className: 'grip', 'aria-hidden': 'true' }, icon('grip'));
     grip.onpointerdown = event => startDrag(event, id);
-    const up = control('up', iconButton(`Move ${title} up`, 'up', () => step(row, -1), 'step'));
-    const down = control('down', iconButton(`Move ${title} down`, 'down', () => step(row, 1), 'step'));
-    const remove = control('remove', iconButton(`Remove ${title} from the queue`, 'remove',
+    const up = control('up', iconButton(text('Move {title} up', row), 'up', () => step(row, -1), 'step'));
+    const down = control('down', iconButton(text('Move {title} down', row), 'down', () => step(row, 1), 'step'));
+    const remove = control('remove', iconButton(text('Remove {title} from the queue', row), 'remove',
         event => drop(event, row)));
-    const item = trackRow(row, 'Play', event =>
+    const item = trackRow(row, event =>
         act(event.currentTarget, () => device.activate('player:player/play', { id })),
     [element('span', { className: 'steps' }, up, down), remove]);
     item.prepend(grip);
@@ -50,7 +51,7 @@ function step({ id, title }, by) {
     const to = queue.indexOf(id) + by;
     if (to < 0 || to >= queue.count)
         return;
-    move(id, queue.keyAt(by < 0 ? to - 1 : to) ?? '', `${title} is now number ${to + 1}`);
+    move(id, queue.keyAt(by < 0 ? to - 1 : to) ?? '', text('{title} is now number {number}', { title, number: number(to + 1) }));
 }
 
 function move(id, after, done) {
@@ -63,7 +64,7 @@ function drop(event, { id, title }) {
     if (event.detail > 1)
         return;
     queue.change({ key: id, gone: true }, () =>
-        act(null, () => device.activate('player:queue/remove', { id }), `Removed ${title}`, () => restore(id)));
+        act(null, () => device.activate('player:queue/remove', { id }), text('Removed {title}', { title }), () => restore(id)));
 }
 
 /** Any row of a removal brings back all of it. */
@@ -73,7 +74,7 @@ function restore(id) {
 
 async function clear() {
     const [[, id]] = queue.items;
-    if (await act($('clear'), () => device.activate('player:queue/clear'), 'Queue cleared', () => restore(id)))
+    if (await act($('clear'), () => device.activate('player:queue/clear'), text('Queue cleared'), () => restore(id)))
         $('queueHeading').focus();
 }
 
@@ -138,7 +139,7 @@ function afterAt(target, id) {
 }
 
 function changed() {
-    $('queueCount').textContent = queue.count || '';
+    $('queueCount').textContent = queue.count ? number(queue.count) : '';
     $('queueEmpty').hidden = queue.count > 0;
     $('clear').hidden = !queue.count;
 }

@@ -1,6 +1,7 @@
 /** What the pages share: the device, small DOM helpers, messages to the person. */
 
-import { Plix } from '../plix.js';
+import { Plix, plain } from '../plix.js';
+import { decimal, known, language, number, text, translatePage } from './texts.js';
 
 export const device = new Plix();
 
@@ -86,23 +87,23 @@ export function clock(milliseconds) {
 
 export function bytesText(bytes) {
     if (bytes < 1024)
-        return `${bytes} bytes`;
+        return text('{count} bytes', { count: number(bytes) });
     const unit = bytes < 1024 ** 2 ? 'KiB' : 'MiB';
-    return `${(bytes / (unit === 'KiB' ? 1024 : 1024 ** 2)).toFixed(1)} ${unit}`;
+    return `${decimal(bytes / (unit === 'KiB' ? 1024 : 1024 ** 2))} ${unit}`;
 }
 
 /**
  * Shows a short message and has screen readers say it.
- * @param {string} text
+ * @param {string} message
  * @param {object} [options]
  * @param {boolean} [options.isError]
  * @param {() => void} [options.undo] takes back what the message tells, for ten seconds
  */
-export function toast(text, { isError = false, undo } = {}) {
-    const shown = element('p', { className: isError ? 'toast error' : 'toast' }, text);
+export function toast(message, { isError = false, undo } = {}) {
+    const shown = element('p', { className: isError ? 'toast error' : 'toast' }, message);
     if (undo)
         shown.append(element('button', {
-            type: 'button', className: 'quiet', textContent: 'Undo', onclick: () => {
+            type: 'button', className: 'quiet', textContent: text('Undo'), onclick: () => {
                 shown.remove();
                 undo();
             },
@@ -137,8 +138,9 @@ export async function act(control, request, done = '', undo = undefined) {
             toast(done, { undo });
         return true;
     } catch (error) {
-        toast(error.name === 'offline' ? 'The device does not answer. Try again in a moment.'
-                                       : `That did not work: ${error.message}`, { isError: true });
+        const reason = error.name === 'offline' ? text('The device does not answer. Try again in a moment.')
+            : text('That did not work: {reason}', { reason: error.message });
+        toast(reason, { isError: true });
         return false;
     } finally {
         timers.forEach(clearTimeout);
@@ -229,15 +231,32 @@ function showConnection() {
     const isLost = device.connection === 'connecting' || unanswered.size > 0;
     connectionTimer = setTimeout(() => {
         document.body.classList.toggle('connecting', isLost);
-        $('connection').textContent = isLost ? 'Connecting …' : '';
+        $('connection').textContent = isLost ? text('Connecting …') : '';
     }, isLost ? CONNECTING_GRACE_MS : 0);
 }
 
-/** Starts what every page has: the connection notice and the device's name. */
+function followLanguage() {
+    const path = 'settings:/ui/language';
+    const follow = setting => known(setting) !== language && location.reload();
+    let isRead = true;
+    device.subscribe(path, {
+        event: ({ value }) => follow(plain(value)),
+        // The first time the page has just read it.
+        ready: () => {
+            if (!isRead)
+                device.get(path).then(follow, () => {});
+            isRead = false;
+        },
+    });
+}
+
+/** Starts what every page has: its language, the connection notice and the device's name. */
 export function startPage() {
+    translatePage();
     document.body.append(element('div', { id: 'toasts', 'role': 'status', 'aria-live': 'polite' }));
     device.addEventListener('connection', showConnection);
     showConnection();
+    followLanguage();
     device.watch('settings:/device/name', name => {
         $('deviceName').textContent = name || 'Plix';
     });

@@ -1,5 +1,6 @@
 /** Firmware upload: choose or drop, two progress bars, cancel, and what the updater made of it. */
 
+import { text } from './texts.js';
 import { $, bytesText, device, startPage } from './ui.js';
 import { showNoUpdater, showUpdater } from './firmware.js';
 
@@ -7,7 +8,7 @@ import { showNoUpdater, showUpdater } from './firmware.js';
 const CONFIRM_MS = 20_000;
 /** Larger images are sent with their length only: hashing takes all of the bytes at once. */
 const LARGEST_LOCAL_HASH = 256 * 1024 ** 2;
-const BUSY = 'Another image is being sent to this device. Send yours when the updater has finished with it.';
+const BUSY = text('Another image is being sent to this device. Send yours when the updater has finished with it.');
 
 let image = null;
 /** The last upload of this page: {file, request, sha256, sending, cancelled, reported, judged}. */
@@ -15,8 +16,8 @@ let upload = null;
 /** The state of `firmware:update`. */
 let update = {};
 
-function tell(text, isError = false) {
-    $('outcome').textContent = text;
+function tell(message, isError = false) {
+    $('outcome').textContent = message;
     $('outcome').classList.toggle('error', isError);
 }
 
@@ -26,13 +27,13 @@ function choose(file) {
     tell('');
     if (image && !image.size) {
         image = null;
-        tell('This file is empty.', true);
+        tell(text('This file is empty.'), true);
     }
 }
 
 function showMeter(name, bytes, total) {
     $(name).value = total ? bytes / total : 0;
-    $(`${name}Text`).textContent = `${bytesText(bytes)} of ${bytesText(total)}`;
+    $(`${name}Text`).textContent = text('{part} of {whole}', { part: bytesText(bytes), whole: bytesText(total) });
 }
 
 function setBusy(busy) {
@@ -51,9 +52,9 @@ function post({ file, request, sha256 }) {
             showMeter('sent', Math.max(0, event.loaded - event.total + file.size), file.size);
         };
         request.onload = () => request.status < 400 ? resolve() : reject(new Error(
-            request.status === 503 ? BUSY : `The device refused the image (status ${request.status}).`));
-        request.onerror = () => reject(new Error('The connection to the device broke off. The image was not sent completely.'));
-        request.onabort = () => reject(new Error('You stopped sending.'));
+            request.status === 503 ? BUSY : text('The device refused the image (status {status}).', request)));
+        request.onerror = () => reject(new Error(text('The connection to the device broke off. The image was not sent completely.')));
+        request.onabort = () => reject(new Error(text('You stopped sending.')));
         // The updater keeps no other image than this.
         request.open('POST', `${$('update').getAttribute('action')}&length=${file.size}${sha256 && '&sha256='}${sha256}`);
         request.send(form);
@@ -81,14 +82,14 @@ async function send(event) {
     showMeter('received', 0, image.size);
     setBusy(true);
     try {
-        tell('Reading …');
+        tell(text('Reading …'));
         current.sha256 = await localHash(current.file);
         if (current.cancelled)
-            throw new Error('You stopped before anything was sent.');
-        tell('Sending …');
+            throw new Error(text('You stopped before anything was sent.'));
+        tell(text('Sending …'));
         await post(current);
         showMeter('sent', current.file.size, current.file.size);
-        tell('Sent. Waiting for the updater …');
+        tell(text('Sent. Waiting for the updater …'));
         setTimeout(() => judge(current, true), CONFIRM_MS);
         current.sending = false;
         judge(current);
@@ -117,13 +118,13 @@ function judge(current, isLast = false) {
     current.judged = true;
     const { file, sha256 } = current;
     if (!current.reported)
-        tell('The device took the file, but its updater did not receive it. Is the updater running?', true);
+        tell(text('The device took the file, but its updater did not receive it. Is the updater running?'), true);
     else if (update.state !== 'received')
-        tell(isOver ? 'Send it again.' : 'The updater has not said yet whether it has the image.', true);
+        tell(text(isOver ? 'Send it again.' : 'The updater has not said yet whether it has the image.'), true);
     else if (update.bytes !== file.size || (sha256 && sha256 !== update.sha256))
-        tell('The updater has another image than the one you sent. Send it again.', true);
+        tell(text('The updater has another image than the one you sent. Send it again.'), true);
     else
-        tell(sha256 ? 'It is the file you chose, byte for byte.' : 'It has the size of the file you chose.');
+        tell(text(sha256 ? 'It is the file you chose, byte for byte.' : 'It has the size of the file you chose.'));
     $('send').focus();
 }
 

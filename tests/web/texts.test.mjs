@@ -1,0 +1,71 @@
+// Every text of the pages and scripts is in the catalogue of every language, and nothing else is.
+
+import assert from 'node:assert/strict';
+import { readdirSync, readFileSync } from 'node:fs';
+import { join } from 'node:path';
+import { test } from 'node:test';
+import { openOnline } from './browser.mjs';
+import { until, webRoot } from './device.mjs';
+import { device, newProfile } from './fixture.mjs';
+
+const read = name => readFileSync(join(webRoot, name), 'utf8');
+const named = (folder, ending) => readdirSync(join(webRoot, folder))
+    .filter(name => ending.test(name)).map(name => join(folder, name));
+// Names of the data model, of languages in themselves, of a digest.
+const NO_TEXT = /^(\w+:\S+|value|activate|title|SHA-256|Plix|[\p{L}]+ \([a-z]{2}\))$/u;
+const CALL = /\btext\((?:[^()']|'(?:[^'\\]|\\.)*'|\((?:[^()]|\([^()]*\))*\))*\)/g;
+const LITERAL = /'((?:[^'\\]|\\.)*)'/g;
+
+function ofPage(name) {
+    const markup = read(name).replace(/<\?plix[^]*?\?>|<!--[^]*?-->|<noscript>[^]*?<\/noscript>/g, '')
+        .replace(/<(\w+)[^>]*dir="auto"[^>]*>[^<]*<\/\1>/g, '');
+    const parts = [...markup.matchAll(/>([^<]+)</g)].map(([, words]) => words);
+    for (const [, , words] of markup.matchAll(/(aria-label|title|placeholder)="([^"]*)"/g))
+        parts.push(words);
+    for (const [, words] of markup.matchAll(/name="(?:done|failed)" value="([^"]*)"/g))
+        parts.push(words);
+    return parts;
+}
+
+function ofScript(name) {
+    const script = read(name).replace(/\/\*[^]*?\*\/|^\s*\/\/.*$/gm, '');
+    const rest = script.replace(CALL, '');
+    // What looks like a sentence, outside of the calls.
+    const forgotten = [...rest.matchAll(/['`](\p{Lu}[^'`$]* [^'`]*)['`]/gu)].map(([, words]) => words);
+    assert.deepEqual(forgotten.filter(words => !words.startsWith('Content-Type')), [], name);
+    return [...script.matchAll(CALL)].flatMap(([call]) => [...call.matchAll(LITERAL)].map(([, words]) => words));
+}
+
+test('catalogues have all texts, and these only', () => {
+    const found = [...named('.', /\.(html|fcgi)$/).flatMap(ofPage), ...named('js', /\.js$/).flatMap(ofScript)]
+        .map(words => words.trim().replaceAll('&amp;', '&'))
+        .filter(words => /\p{L}{2}/u.test(words) && !NO_TEXT.test(words));
+    const texts = [...new Set(found)].sort();
+    for (const file of named('lang', /\.json$/)) {
+        const catalogue = JSON.parse(read(file));
+        assert.deepEqual(Object.keys(catalogue).filter(key => !key.startsWith('@')).sort(), texts, file);
+        for (const [english, words] of Object.entries(catalogue)) {
+            assert.deepEqual((words.match(/\{\w+\}/g) ?? []).sort(), (english.match(/\{\w+\}/g) ?? []).sort(),
+                `${file}: ${english}`);
+        }
+    }
+});
+
+test('pages are in the language of the device, and follow it', async () => {
+    const page = await openOnline(await newProfile(), '/index.html');
+    await page.getByRole('button', { name: 'Play', exact: true }).waitFor();
+    await device.set('settings:/ui/language', 'de');
+    await page.getByRole('button', { name: 'Wiedergabe', exact: true }).waitFor();
+    assert.equal(await page.locator('html').getAttribute('lang'), 'de');
+    for (const [path, heading] of [['/settings.fcgi', 'Einstellungen'], ['/update.html', 'Aktualisierung']]) {
+        await page.goto(path);
+        await page.getByRole('heading', { name: heading, exact: true }).waitFor();
+    }
+    await page.setInputFiles('#image', { name: 'image', mimeType: 'text/plain', buffer: Buffer.alloc(1536) });
+    await page.getByText('1,5 KiB').waitFor();
+    // One without a catalogue.
+    await device.set('settings:/ui/language', 'ja');
+    await page.getByRole('heading', { name: 'Update', exact: true }).waitFor();
+    await device.set('settings:/ui/language', 'en');
+    await until(async () => await page.locator('html').getAttribute('lang') === 'en', 'English');
+});

@@ -1,0 +1,5 @@
+/** Pages that work without JavaScript, and with it are in the device's language. */
+
+import { startPage } from './ui.js';
+
+startPage();

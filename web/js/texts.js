@@ -1,0 +1,68 @@
+/**
+ * The language of the pages: that of the device's user interface, when there is a catalogue for it.
+ *
+ * A catalogue, lang/LANGUAGE.json, has the texts by their English wording, in which the pages and
+ * scripts are written; "@dir" is the direction of the script. A further language is a file and its
+ * entry here.
+ */
+
+export const LANGUAGES = ['en', 'de'];
+/** A device that takes longer to say its language is talked to in English. */
+const LANGUAGE_MS = 3000;
+/** What people see or hear of an element beside its text. */
+const ATTRIBUTES = ['aria-label', 'title', 'placeholder', 'label'];
+
+/** The language to use for a setting such as "de" or "de-AT". */
+export function known(setting) {
+    const [wanted] = String(setting).split('-');
+    return LANGUAGES.includes(wanted) ? wanted : LANGUAGES[0];
+}
+
+async function read(url) {
+    const response = await fetch(url, { signal: AbortSignal.timeout(LANGUAGE_MS) });
+    return response.json();
+}
+
+async function deviceLanguage() {
+    const path = 'settings:/ui/language';
+    const [setting] = await read(`/api/getData?${new URLSearchParams({ path, roles: 'value' })}`).catch(() => []);
+    return known(setting?.string_);
+}
+
+export const language = await deviceLanguage();
+const catalogue = await read(`lang/${language}.json`).catch(() => ({}));
+
+/**
+ * @param {string} english
+ * @param {object} [values] of the names in braces
+ */
+export function text(english, values = {}) {
+    return (catalogue[english] ?? english).replace(/\{(\w+)\}/g, (_, name) => values[name]);
+}
+
+const numbers = new Intl.NumberFormat(language);
+const decimals = new Intl.NumberFormat(language, { minimumFractionDigits: 1, maximumFractionDigits: 1 });
+const times = new Intl.DateTimeFormat(language, { timeStyle: 'medium' });
+
+export const number = value => numbers.format(value);
+export const decimal = value => decimals.format(value);
+export const time = date => times.format(date);
+
+/** Puts the page into the language. What comes from the device, marked dir="auto", stays. */
+export function translatePage() {
+    document.documentElement.lang = language;
+    document.documentElement.dir = catalogue['@dir'] ?? 'ltr';
+    document.title = text(document.title);
+    const walker = document.createTreeWalker(document.body, NodeFilter.SHOW_TEXT,
+        node => node.parentElement.closest('[dir=auto], script') ? NodeFilter.FILTER_REJECT : NodeFilter.FILTER_ACCEPT);
+    while (walker.nextNode()) {
+        const { data } = walker.currentNode;
+        walker.currentNode.data = data.replace(data.trim(), text(data.trim()));
+    }
+    for (const name of ATTRIBUTES) {
+        for (const element of document.querySelectorAll(`[${name}]`))
+            element.setAttribute(name, text(element.getAttribute(name)));
+    }
+    for (const field of document.querySelectorAll('input[name=done], input[name=failed]'))
+        field.value = text(field.value);
+}
