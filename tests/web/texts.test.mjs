@@ -57,10 +57,11 @@ test('pages are in the language of the device, and follow it', async () => {
     await device.set('settings:/ui/language', 'de');
     await page.getByRole('button', { name: 'Wiedergabe', exact: true }).waitFor();
     assert.equal(await page.locator('html').getAttribute('lang'), 'de');
-    for (const [path, heading] of [['/settings.fcgi', 'Einstellungen'], ['/update.html', 'Aktualisierung']]) {
+    for (const [path, heading] of [['/settings.fcgi', 'Einstellungen'], ['/data.html', 'Datenmodell']]) {
         await page.goto(path);
         await page.getByRole('heading', { name: heading, exact: true }).waitFor();
     }
+    await page.goto('/update.html');
     await page.setInputFiles('#image', { name: 'image', mimeType: 'text/plain', buffer: Buffer.alloc(1536) });
     await page.getByText('1,5 KiB').waitFor();
     // One without a catalogue.
