@@ -173,6 +173,10 @@ describe('the queue', () => {
         assert.equal(await page.locator('.current').count(), 1);
         await page.getByRole('button', { name: `Add ${second}` }).click();
         await inQueue([first, second, third, ...rest, first, second]);
+        await device.activate('player:player/play', { index: 0 });
+        await page.locator('#queue li:first-child.current').waitFor();
+        await page.getByRole('button', { name: `Play ${third} next` }).click();
+        await inQueue([first, third, second, third, ...rest, first, second]);
     });
 });
 
@@ -204,6 +208,33 @@ test('one poll serves all tabs, and none while all are hidden', async () => {
     await show(tabs[3], 'visible');
     await showsVolume(tabs[3], 43);
     await until(() => polls.size === 1, 'one poll again');
+});
+
+test('keys do what is done often, unless they are switched off', async () => {
+    const press = key => page.keyboard.press(key);
+    await press('Space');
+    await until(async () => await player('state') === 'playing', 'playing');
+    await press('ArrowRight');
+    await until(async () => await player('position') >= 10_000, 'the seek');
+    await device.set('player:player/mute', false);
+    await device.set('player:player/volume', 50);
+    await showsVolume(page, 50);
+    await press('Shift+ArrowUp');
+    await until(async () => await player('volume') === 55, 'louder');
+    await press('m');
+    await until(async () => await player('mute'), 'mute');
+    await press('/');
+    await page.locator('#library .open:focus').waitFor();
+    await press('?');
+    await page.getByLabel('Use these keys').uncheck();
+    await page.getByRole('button', { name: 'Close' }).click();
+    await page.locator('#keys').waitFor({ state: 'hidden' });
+    await press('m');
+    // What comes later has been done when this is: the device is asked in order.
+    await device.set('player:player/volume', 33);
+    await showsVolume(page, 33);
+    assert.ok(await player('mute'));
+    await device.set('player:player/mute', false);
 });
 
 test('streams without an end are live, long ones have hours', async () => {

@@ -3,6 +3,7 @@
 import { plain } from '../plix.js';
 import { number, text } from './texts.js';
 import { $, act, device, iconButton } from './ui.js';
+import { playback } from './playback.js';
 import { LiveList } from './livelist.js';
 import { TRACK_ROLES, trackRow } from './trackrow.js';
 
@@ -18,8 +19,12 @@ function libraryRow(row) {
     const add = iconButton(text('Add {title} to the queue', row), 'add', event =>
         act(event.currentTarget, () => device.activate('player:queue/insert', { path }), text('Added {title}', row)));
     add.dataset.control = 'add';
+    const next = iconButton(text('Play {title} next', row), 'playnext', event => act(event.currentTarget,
+        () => device.activate('player:queue/insert', { path, after: playback.track.id ?? '' }),
+        text('{title} is next', row)));
+    next.dataset.control = 'next';
     return trackRow(row, event =>
-        act(event.currentTarget, () => device.activate('player:player/play', { path })), [add]);
+        act(event.currentTarget, () => device.activate('player:player/play', { path })), [next, add]);
 }
 
 /** The device has the titles in order, whatever their case. */

@@ -4,6 +4,7 @@ import { startPage } from './ui.js';
 import { startNowPlaying } from './nowplaying.js';
 import { startListening } from './listen.js';
 import { startLibrary } from './library.js';
+import { startShortcuts } from './shortcuts.js';
 import { startQueue } from './queue.js';
 
 function startSwitch() {
@@ -24,3 +25,4 @@ startNowPlaying();
 startQueue();
 startLibrary();
 startListening();
+startShortcuts();
