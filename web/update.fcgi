@@ -7,6 +7,9 @@
 <meta http-equiv="Content-Security-Policy" content="default-src 'self'; base-uri 'none'; form-action 'self'">
 <title>Update</title>
 <link rel="icon" href="favicon.svg" type="image/svg+xml">
+<link rel="manifest" href="manifest.json">
+<meta name="theme-color" media="(prefers-color-scheme: light)" content="#f5f1e9">
+<meta name="theme-color" media="(prefers-color-scheme: dark)" content="#14120f">
 <link rel="stylesheet" href="style.css">
 <script type="module" src="js/updated.js"></script>
 </head>

@@ -36,6 +36,16 @@ test('the first load stays within its budget', async test => {
     assert.ok(bytes <= BYTES, `${bytes} bytes`);
 });
 
+test('every page can be put on a home screen', async () => {
+    const context = await newProfile();
+    for (const path of ['/index.html', '/player.fcgi', '/settings.fcgi', '/update.html', '/data.html']) {
+        const page = await open(context, path);
+        const line = await context.newCDPSession(page);
+        const { url, data, errors } = await line.send('Page.getAppManifest');
+        assert.deepEqual([new URL(url).pathname, errors, JSON.parse(data).name], ['/manifest.json', [], 'Plix']);
+    }
+});
+
 for (const javaScriptEnabled of [false, true]) {
     test(`each setting is saved by itself ${javaScriptEnabled ? 'with' : 'without'} JavaScript`, async () => {
         const page = await open(await newProfile({ javaScriptEnabled }), '/settings.fcgi');

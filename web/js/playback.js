@@ -8,12 +8,11 @@ const JUMP_MS = 1500;
 class Playback extends EventTarget {
     state = 'stopped';
     track = {};
-    duration = 0;
     volume = 0;
     muted = false;
     /** The device has told all of it. */
     isKnown = false;
-    #untold = new Set(['state', 'track', 'duration', 'volume', 'muted', 'progress']);
+    #untold = new Set(['state', 'track', 'volume', 'muted', 'progress']);
     /** The newest report: {position, time, running}. */
     #progress = { position: 0, time: 0, running: false };
     /**
@@ -32,7 +31,6 @@ class Playback extends EventTarget {
         });
         device.watch('player:player/state', state => this.#update('state', state));
         device.watch('player:player/track', track => this.#update('track', track ?? {}));
-        device.watch('player:player/duration', duration => this.#update('duration', duration ?? 0));
         device.watch('player:player/volume', volume => this.#update('volume', volume ?? 0));
         device.watch('player:player/mute', muted => this.#update('muted', Boolean(muted)));
         this.#followProgress();
@@ -40,6 +38,11 @@ class Playback extends EventTarget {
 
     get playing() {
         return this.state === 'playing';
+    }
+
+    /** In milliseconds; 0 when unknown. */
+    get duration() {
+        return this.track.duration ?? 0;
     }
 
     /** Of a stream without an end the duration is not known. */
