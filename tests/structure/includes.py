@@ -17,8 +17,7 @@ PLATFORM = ROOT / "src/api"
 # Classes at the root that belong to the room of another file there.
 AT_ROOT = {"workercreate": "webserver.h", "webserverlog": "webserver.h", "request": "message.h",
            "servermessagedevice": "message.h", "deferreddeletion": "message.h",
-           "responsebody": "message.h",
-           "hangupwatch": "connection/"}
+           "responsebody": "message.h"}
 # Only passes a header of the platform on.
 FORWARDING = "glibptr.h"
 

@@ -1,4 +1,4 @@
-#include "hangupwatch.h"
+#include "connection/hangupnotifier.h"
 #include "message.h"
 #include "rawclient.h"
 #include "testdevice.h"
@@ -125,7 +125,7 @@ private Q_SLOTS:
         TestServer server(false, limits);
         int begun = 0;
         server.add("/", [&](Message* message) {
-            new HangUpWatch(message->data().message, message);
+            new HangUpNotifier(message->data().message, message);
             message->pause();
             ++begun;
         });

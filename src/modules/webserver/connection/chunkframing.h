@@ -7,8 +7,8 @@
 #include <string>
 #include <string_view>
 
-// Follows a chunked body to its last byte. What is passed on has plain sizes, without extensions
-// and trailer fields, which nobody here has a use for.
+// Parses a chunked body to its last byte. The output has plain chunk sizes, without extensions and
+// trailer fields, which the server does not use.
 class ChunkFraming {
 public:
     // A size and a few extensions; nobody sends more.

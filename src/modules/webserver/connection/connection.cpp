@@ -20,7 +20,7 @@ constexpr qint64 tlsBytes = qint64(24) * 1024; // of the state of a connection
 Connection::Connection(Connections& owner, std::unique_ptr<Transport> transport,
                        const sockaddr_storage& remote)
     : m_owner(owner), m_transport(std::move(transport)),
-      m_watch(owner.poller(), m_transport->descriptor(), EPOLLIN | EPOLLRDHUP, *this),
+      m_registration(owner.poller(), m_transport->descriptor(), EPOLLIN | EPOLLRDHUP, *this),
       m_reader(*m_transport, *this), m_sender(*m_transport, *this),
       m_endpoints(m_transport->descriptor(), remote),
       m_phase(m_transport->isSecure() ? Phase::Handshake : Phase::Request) {}
@@ -37,7 +37,7 @@ void Connection::close() {
         m_transport->endOutput();
     m_phase = Phase::Closed;
     dropExchange();
-    m_watch.stop();
+    m_registration.stop();
     m_transport.reset();
     m_owner.on_connection_closed(*this);
 }
@@ -65,7 +65,7 @@ void Connection::awaitClient() {
 
 void Connection::wantInput() {
     if (wantsInput() && !m_reader.isAtEnd())
-        m_watch.add(EPOLLIN);
+        m_registration.add(EPOLLIN);
     if (m_reader.hasMore())
         m_owner.resumeLater(*this);
     if (m_exchange && !m_owner.budget().isAwaitingClient(*this))
@@ -101,12 +101,12 @@ void Connection::on_socket_ready(std::uint32_t events) {
     else if (wantsInput())
         receive();
     else
-        m_watch.remove(EPOLLIN);
+        m_registration.remove(EPOLLIN);
 }
 
 // Behind bytes that nobody has read it may be too.
 void Connection::on_half_closed() {
-    m_watch.remove(EPOLLRDHUP);
+    m_registration.remove(EPOLLRDHUP);
     if (std::exchange(m_hasHungUp, true) || !m_exchange)
         return;
     if (framing().phase() == RequestFraming::Phase::Complete)
@@ -122,17 +122,17 @@ void Connection::continueHandshake() {
         m_owner.on_handshake_begun(*this);
     switch (m_transport->handshake()) {
     case Transport::Handshake::NeedsInput:
-        m_watch.set(EPOLLIN | EPOLLRDHUP);
+        m_registration.set(EPOLLIN | EPOLLRDHUP);
         hasRoomInMemory();
         return;
     case Transport::Handshake::NeedsRoom:
-        m_watch.set(EPOLLOUT | EPOLLRDHUP);
+        m_registration.set(EPOLLOUT | EPOLLRDHUP);
         return;
     case Transport::Handshake::Failed:
         dbglog_debug("The handshake with " << m_endpoints.remoteText() << " failed");
         return close();
     case Transport::Handshake::Done:
-        m_watch.set(EPOLLIN | EPOLLRDHUP);
+        m_registration.set(EPOLLIN | EPOLLRDHUP);
         m_phase = Phase::Request;
         m_owner.on_handshake_done(*this);
         hasRoomInMemory();
@@ -166,7 +166,7 @@ void Connection::resume() {
         return refuse(m_refusal);
     m_reader.resume();
     if (!isClosed() && wantsInput() && !m_reader.isAtEnd()) {
-        m_watch.add(EPOLLIN);
+        m_registration.add(EPOLLIN);
         if (m_reader.hasMore())
             return receive();
     }
@@ -176,7 +176,7 @@ void Connection::resume() {
 }
 
 void Connection::on_reader_end() {
-    m_watch.remove(EPOLLIN | EPOLLRDHUP);
+    m_registration.remove(EPOLLIN | EPOLLRDHUP);
     if (m_phase == Phase::Request)
         end(End::Closing);
 }
@@ -189,7 +189,7 @@ void Connection::on_reader_body() {
 
 void Connection::on_reader_refused() {
     if (m_reader.isAtEnd())
-        m_watch.remove(EPOLLIN | EPOLLRDHUP);
+        m_registration.remove(EPOLLIN | EPOLLRDHUP);
     if (!m_exchange)
         return refuse(framing().refusal());
     // libsoup's next attempt to read ends the exchange, once it has read what came before.
@@ -263,7 +263,7 @@ void Connection::on_sender_pending() {
 }
 
 void Connection::on_sender_blocked() {
-    m_watch.add(EPOLLOUT);
+    m_registration.add(EPOLLOUT);
     awaitClient();
     // It counts what it has in memory there; others may have to go for that.
     m_owner.resumeLater(*this);
@@ -275,7 +275,7 @@ void Connection::on_sender_broken() {
 }
 
 void Connection::on_room() {
-    m_watch.remove(EPOLLOUT);
+    m_registration.remove(EPOLLOUT);
     if (!m_sender.on_room())
         return;
     hasRoomInMemory();
@@ -300,7 +300,7 @@ void Connection::goOnEnding(ConnectionEnd::Step step) {
         return;
     m_phase = Phase::Lingering;
     awaitClient();
-    m_watch.set(EPOLLIN);
+    m_registration.set(EPOLLIN);
 }
 
 bool Connection::isOverdue(qint64 now) const {

@@ -16,8 +16,8 @@
 
 class Connections;
 
-// One client's connection, from its acceptance to its end: what it sends is vetted and lent to
-// libsoup request by request, what libsoup writes is collected and sent.
+// One client's connection, from its acceptance to its end. Its bytes are validated and passed to
+// libsoup request by request; what libsoup writes is buffered and sent.
 //
 // It is a reader and a writer over a transport, and a state: in its handshake, awaiting a request's
 // head, with an exchange at libsoup, sending what is left, or waiting for the client to close as
@@ -45,27 +45,28 @@ public:
     void continueHandshake();
     void resume();
     void on_turn_end() { m_sender.on_turn_end(); }
-    // Whether the client has had its time, or has gone; see ConnectionLimits.
+    // Whether a time limit has passed, or the client has left; see ConnectionLimits.
     bool isOverdue(qint64 now) const;
-    // Whether it may have gone while its answer is awaited.
+    // Whether the client has closed its side (half-close) while it waits for the answer.
     bool hasHungUp() const { return m_hasHungUp; }
-    // Its place among the owner's connections.
+    // Its index in the owner's list of connections.
     size_t index = 0;
 
     // For its exchange.
     const RequestFraming& framing() const { return m_reader.framing(); }
     Connections& owner() const { return m_owner; }
     Sender& sender() { return m_sender; }
-    // The exchange waits for the rest of its body.
+    // Called when the exchange waits for more of the request's body.
     void wantInput();
     void on_body_read(size_t bytes) {
         if (m_patience.hasProgress(bytes))
             awaitClient();
     }
-    // Has libsoup's next failure to read answered with this.
+    // Sets the answer for the client once libsoup's current attempt to read fails.
     void refuseExchange(const Refusal& refusal) { m_refusal = refusal; }
     void on_exchange_ended();
-    // Counts what is in memory now. `false`: it is too much, and the exchange is going to end.
+    // Reports the bytes in memory to the budget. `false`: they exceed it, and the exchange will
+    // end.
     bool hasRoomInMemory();
 
     Endpoints& endpoints() { return m_endpoints; }
@@ -98,7 +99,7 @@ private:
 
     Connections& m_owner;
     std::unique_ptr<Transport> m_transport;
-    SocketPoller::Watch m_watch;
+    SocketPoller::Registration m_registration;
     RequestReader m_reader;
     Sender m_sender;
     Endpoints m_endpoints;
@@ -110,6 +111,6 @@ private:
     bool m_isDropping = false;
     bool m_hasHungUp = false;
     qint64 m_held = 0;
-    // With the client, or with the answer for one that has hung up.
+    // How long the client has been waited for, or, after a half-close, the answer.
     Patience m_patience;
 };

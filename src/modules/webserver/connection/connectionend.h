@@ -3,8 +3,8 @@
 #include "connection/sender.h"
 #include "connection/transport.h"
 
-// How a connection ends: what is left is sent, the client is told that nothing follows, and where
-// it may still be sending it gets some time to close as well.
+// Closes a connection: sends the buffered bytes, then the end of the stream (close_notify with TLS,
+// FIN), and waits for the client to close too where it may still be sending.
 class ConnectionEnd {
 public:
     enum class Kind {

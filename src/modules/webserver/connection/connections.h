@@ -1,3 +1,4 @@
+// connection/: From the socket to libsoup: TLS, limits, and the framing of requests and answers.
 #pragma once
 
 #include "connection/connection.h"
@@ -17,11 +18,10 @@ class TlsContext;
 
 // All connections of one libsoup server, and the loop that serves them.
 //
-// A turn: the sockets that are ready are read, and what has come whole goes to libsoup, one request
-// of a connection at a time. Then come connections with more at hand, and handshakes of TLS for a
-// few milliseconds, the latest clients first: those that stop in the middle do not keep others
-// waiting. What was written in the turn, here and by answers that became ready elsewhere, is sent
-// at its end.
+// Each turn of the main loop reads the sockets that are ready, and passes complete requests to
+// libsoup, one of each connection at a time. Connections with buffered input follow, and then TLS
+// handshakes for a few milliseconds, the latest clients first: abandoned handshakes do not delay
+// others. Everything that was written during the turn is sent at its end.
 //
 // Owned by the server, and lives as long as the libsoup server's exchanges.
 class Connections {
@@ -44,14 +44,14 @@ public:
     void lend(Connection& connection, Exchange& exchange);
     void resumeLater(Connection& connection);
     void queueHandshake(Connection& connection);
-    // A handshake begins to take memory, or no longer does.
+    // Called when a handshake begins to use memory, and when it has finished.
     void on_handshake_begun(Connection& connection);
     void on_handshake_done(Connection& connection);
     void flushAtTurnEnd(Connection& connection) { m_unflushed.push_back(&connection); }
     void on_connection_closed(Connection& connection);
     // Counts the turns of the main loop.
     unsigned turn() const { return m_turn; }
-    // A client has hung up whose answer is awaited.
+    // Called when a client has closed its side while it waits for an answer.
     void sweepSoon();
 
 private:
@@ -69,17 +69,17 @@ private:
     std::shared_ptr<TlsContext> m_tls;
     SocketPoller m_poller;
     std::vector<std::unique_ptr<Connection>> m_connections;
-    // Closed ones, until nobody can be using them.
+    // Closed connections, deleted at the end of the turn.
     std::vector<std::unique_ptr<Connection>> m_closed;
     std::deque<Connection*> m_resumed;
     std::vector<Connection*> m_unflushed;
     std::vector<Connection*> m_readyHandshakes;
-    // Those that have begun, the oldest first.
+    // Handshakes in progress, the oldest first.
     std::deque<Connection*> m_handshakes;
-    // The most connections since the allocator was asked to give memory back.
+    // The highest number of connections since the last malloc_trim().
     size_t m_most = 0;
     unsigned m_turn = 0;
-    // The one that libsoup is being given.
+    // The exchange that is being passed to libsoup.
     Exchange* m_lent = nullptr;
     GSignalConnection m_requestStarted;
     GSignalConnection m_requestFinished;

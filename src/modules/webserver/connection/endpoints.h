@@ -5,7 +5,7 @@
 #include <string>
 #include <sys/socket.h>
 
-// The addresses of a connection's two ends. Those for libsoup are made when it asks first.
+// The addresses of both ends of a connection. The objects for libsoup are created on first use.
 class Endpoints {
 public:
     Endpoints(int descriptor, const sockaddr_storage& remote)

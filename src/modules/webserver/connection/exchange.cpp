@@ -1,9 +1,9 @@
 #include "connection/exchange.h"
 
 #include "connection/connections.h"
+#include "connection/hangupnotifier.h"
 #include "connection/patience.h"
 #include "files/mappedfile.h"
-#include "hangupwatch.h"
 
 #include <algorithm>
 #include <cstring>
@@ -11,11 +11,11 @@
 
 namespace {
 
-// What libsoup needs to keep a piece of a body, besides its bytes.
+// libsoup's overhead for each piece of a body in memory.
 constexpr qint64 keptPerPiece = 128;
-// A client that reads as fast as it is written to leaves the main loop to others after so much.
+// The limit for one fast client, so that others get their turn of the main loop.
 constexpr size_t bytesPerTurn = size_t(1) << 20;
-// Of a file in one call of the system.
+// The most of a file that one system call sends.
 constexpr size_t fileBytesAtOnce = size_t(256) << 10;
 
 GQuark exchangeQuark() {
@@ -74,7 +74,7 @@ gssize Exchange::on_stream_read(char* buffer, gsize size, GError** error) {
     return static_cast<gssize>(count);
 }
 
-// Once the early handlers had their say: they may take the body as it comes.
+// Called after the early handlers, which may stream the body instead of keeping it in memory.
 bool Exchange::admitBody(GError** error) {
     const SoupMessage* message = m_message.get();
     if (!m_isBodyAdmitted) {
@@ -215,7 +215,8 @@ bool Exchange::isOfFile(const char* data) const {
            std::less<>()(data, m_file->data() + m_file->size());
 }
 
-// What goes behind the head, or is short, is read into its buffer; the rest the system sends.
+// Short parts, and the part behind the head, are read into the output buffer. The kernel sends the
+// rest from the file.
 gssize Exchange::writeFile(size_t offset, gsize size) {
     OutputBuffer& output = m_connection.sender().buffer();
     if ((!output.isEmpty() || size <= OutputBuffer::capacity) && output.room() > 0) {
@@ -223,7 +224,7 @@ gssize Exchange::writeFile(size_t offset, gsize size) {
         const qint64 count =
             m_file->read(static_cast<qint64>(offset), output.reserve(wanted), wanted);
         output.setReserved(static_cast<size_t>(std::max<qint64>(count, 0)));
-        // Of a file that was truncated there is nothing left to send.
+        // 0: the file was truncated.
         return count > 0 ? count : Transport::failed;
     }
     if (!m_connection.sender().flush())
@@ -236,19 +237,19 @@ void Exchange::on_stream_closed() {
     m_connection.on_exchange_ended();
 }
 
-void Exchange::setHangUpWatch(HangUpWatch* watch) {
-    m_hangUpWatch = watch;
+void Exchange::setHangUpNotifier(HangUpNotifier* watch) {
+    m_hangUpNotifier = watch;
     ConnectionBudget& budget = m_connection.owner().budget();
     if (watch)
         budget.setAwaitingDevice(m_connection);
     else if (budget.isAwaitingDevice(m_connection))
         budget.setWorking(m_connection);
     if (watch && m_connection.hasHungUp())
-        QMetaObject::invokeMethod(watch, &HangUpWatch::hungUp, Qt::QueuedConnection);
+        QMetaObject::invokeMethod(watch, &HangUpNotifier::hungUp, Qt::QueuedConnection);
 }
 
 void Exchange::on_hangUp() {
-    // Last: who hears of it may end the exchange.
-    if (m_hangUpWatch)
-        Q_EMIT m_hangUpWatch->hungUp();
+    // Last, because the receiver may end the exchange.
+    if (m_hangUpNotifier)
+        Q_EMIT m_hangUpNotifier->hungUp();
 }

@@ -12,17 +12,17 @@
 #include <string>
 
 class Connection;
-class HangUpWatch;
+class HangUpNotifier;
 class MappedFile;
 
-// One request of a connection and its answer, as long as libsoup has them: what libsoup reads of
-// the request, and what becomes of the answer that it writes.
+// One request of a connection and its answer, while libsoup processes them. It supplies the bytes
+// that libsoup reads of the request, and frames and sends the answer that libsoup writes.
 //
-// Owned by the connection. Ends when libsoup lets go of the stream, which is at the end of the
-// answer or when the connection drops the exchange.
+// Owned by the connection. Ends when libsoup closes the stream: at the end of the answer, or when
+// the connection aborts the exchange.
 class Exchange : private ExchangeStream::Peer {
 public:
-    // `vetted`: the head and what there is of the body; see RequestFraming.
+    // `vetted`: the head and the part of the body that has arrived; see RequestFraming.
     Exchange(Connection& connection, std::string vetted, size_t headSize);
     ~Exchange() override;
     Exchange(const Exchange&) = delete;
@@ -32,27 +32,28 @@ public:
     static Exchange* of(SoupMessage* message);
 
     GIOStream* stream() const { return m_stream.get(); }
-    // libsoup has made these for it.
+    // Sets what libsoup has created for it.
     void begin(SoupMessage* message, SoupClientContext* client);
     SoupClientContext* client() const { return m_client; }
-    // libsoup has written the answer to its end.
+    // Called when libsoup has written the whole answer.
     void setWritten() { m_isWritten = true; }
 
-    // From the message's side. The body of the answer is a part of this file, and the buffer that
-    // libsoup is given lies in its mapping; the file itself is sent, nobody reads the mapping.
+    // Called by the message. The body of the answer is a part of this file. libsoup gets a buffer
+    // within the mapping, whose bytes are never read: they are sent from the file's descriptor.
     void setBodyFile(std::shared_ptr<const MappedFile> file) { m_file = std::move(file); }
-    // So many more bytes of the answer are to wait in memory. `false`: there is no room, and the
-    // connection is going to say so to its client, or to end.
+    // Adds to the bytes of the answer that wait in memory. `false`: they exceed the budget. The
+    // connection will then answer 503 or end.
     bool addPending(qint64 bytes);
-    // The whole answer has been given to libsoup, which should get on by itself from here.
+    // Called when libsoup has the whole answer and needs nothing more than room to send it.
     void setAnswered();
-    // Told when the client ends its side of the connection, or at once; null takes it back.
-    void setHangUpWatch(HangUpWatch* watch);
+    // The notifier for a half-close or reset; it is notified at once if that has happened already.
+    // Null removes it.
+    void setHangUpNotifier(HangUpNotifier* watch);
 
-    // From the connection's side. Body bytes that have been vetted are appended to input().
+    // Called by the connection, which appends validated body bytes to input().
     std::string& input() { return m_input; }
     size_t inputSize() const { return m_input.size() - m_inputRead; }
-    // Of the request and the answer, in memory.
+    // Bytes of the request and the answer in memory.
     qint64 heldBytes() const;
     bool isWaitingForInput() const { return m_stream.hasReader(); }
     void wakeReader() { m_stream.wakeReader(); }
@@ -61,8 +62,7 @@ public:
     void on_hangUp();
     const ResponseFraming& response() const { return m_response; }
     bool isWhole() const { return m_response.isWhole(m_isWritten); }
-    // Since when libsoup could have written more of an answer that it has whole, in ms; 0 while it
-    // has not.
+    // The time in ms of the last progress of an answer that libsoup has whole; 0 before it has.
     qint64 idleSince() const { return m_idleSince; }
 
 private:
@@ -104,5 +104,5 @@ private:
     GObjectPtr<SoupMessage> m_message;
     SoupClientContext* m_client = nullptr;
     std::shared_ptr<const MappedFile> m_file;
-    HangUpWatch* m_hangUpWatch = nullptr;
+    HangUpNotifier* m_hangUpNotifier = nullptr;
 };

@@ -4,8 +4,8 @@
 
 #include <gio/gio.h>
 
-// The stream of one request and its answer, which libsoup is lent: what it reads and writes is the
-// matter of its peer. Both directions are pollable and never wait.
+// The GIOStream that libsoup gets for one request and its answer. All reads and writes go to the
+// peer. Both directions are pollable and never block.
 class ExchangeStream {
 public:
     class Peer {
@@ -16,7 +16,7 @@ public:
         virtual gssize on_stream_write(const char* data, gsize size, GError** error) = 0;
         virtual bool isReadable() const = 0;
         virtual bool isWritable() const = 0;
-        // libsoup lets go of it; nothing more is asked. The peer may end here.
+        // libsoup has closed the stream and calls nothing more. The peer may be deleted here.
         virtual void on_stream_closed() = 0;
     };
 
@@ -30,7 +30,7 @@ public:
     // To be called when the peer has become readable or writable again.
     void wakeReader();
     void wakeWriter();
-    // Whether libsoup waits for it.
+    // Whether libsoup waits for the stream to become readable or writable.
     bool hasReader() const;
     bool hasWriter() const;
 

@@ -5,9 +5,8 @@
 #include <cstddef>
 #include <string_view>
 
-// Finds the end of a request's head, which may come in pieces, and looks at each byte once. It sees
-// to what can be said of a byte without knowing what it is part of: control bytes, line ends that
-// are not CR LF, and the size of the head.
+// Finds the end of a request's head, which may arrive in pieces, and reads each byte once. Checks
+// what needs no context: control bytes, line ends that are not CR LF, and the size of the head.
 class HeadScanner {
 public:
     // Browsers send up to a few kilobytes, most of it cookies.

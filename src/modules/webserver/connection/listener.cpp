@@ -46,15 +46,15 @@ class Listener::Socket : public SocketPoller::Handler {
 public:
     Socket(Listener& listener, int descriptor)
         : m_listener(listener), m_descriptor(descriptor),
-          m_watch(listener.m_connections.poller(), descriptor, EPOLLIN, *this) {}
+          m_registration(listener.m_connections.poller(), descriptor, EPOLLIN, *this) {}
 
-    void stop() { m_watch.stop(); }
+    void stop() { m_registration.stop(); }
     void on_socket_ready(std::uint32_t) override { m_listener.accept(m_descriptor); }
 
 private:
     Listener& m_listener;
     int m_descriptor;
-    SocketPoller::Watch m_watch;
+    SocketPoller::Registration m_registration;
 };
 
 Listener::Listener(SoupServer* server, Connections& connections)

@@ -12,11 +12,10 @@
 
 class Connections;
 
-// Listens as a libsoup server does, and accepts its connections in its place: as long as the
-// process has file descriptors to spare, or else at the cost of the client that has been idle
-// longest.
+// Listens through a libsoup server and accepts its connections. When the process runs out of file
+// descriptors, the client that has been idle longest is closed for a new one.
 //
-// libsoup's own sources for the listening sockets are given to a main context that nobody runs.
+// libsoup's own accept sources are attached to a main context that is never run.
 //
 // Owned by the server, which calls close() before it disconnects the libsoup server.
 class Listener {

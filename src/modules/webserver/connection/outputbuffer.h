@@ -5,10 +5,10 @@
 #include <string>
 #include <string_view>
 
-// Collects what is written to a connection in small pieces, so that it goes out together: the head
-// of an answer with its body, and short answers to requests that came together.
+// Buffers small writes to a connection, so that they are sent together: the head of an answer with
+// its body, and short answers to pipelined requests.
 //
-// What was appended counts as written. Keeps no memory while it is empty.
+// Appended bytes count as written. Uses no memory while it is empty.
 class OutputBuffer {
 public:
     // One record of TLS.
@@ -16,16 +16,17 @@ public:
 
     bool isEmpty() const { return m_bytes.empty(); }
     size_t size() const { return m_bytes.size() - m_sent; }
-    // How much may be appended; heads and the ends of bodies may exceed it.
+    // How much may be appended. Heads and last chunks may exceed it.
     size_t room() const { return m_bytes.size() < capacity ? capacity - m_bytes.size() : 0; }
     void append(std::string_view bytes) { m_bytes.append(bytes); }
-    // Makes room for so many bytes that the caller writes itself; setWritten() says how many.
+    // Reserves `length` bytes that the caller writes; setReserved() then says how many it wrote.
     char* reserve(size_t length);
     void setReserved(size_t written);
 
     // Sends all it can. `false`: the connection is broken.
     bool flush(Transport& transport);
-    // The same with bytes behind those that are kept. The number taken of these, or as Transport.
+    // The same with `more` behind the buffered bytes. Returns how many of `more` were sent, or a
+    // result of Transport.
     ssize_t flushWith(Transport& transport, std::string_view more);
     void clear();
 

@@ -2,21 +2,20 @@
 
 #include <QtGlobal>
 
-// How long a client has been waited for, and whether one that ended its side of the connection is
-// still there.
+// Measures how long a client has been waited for, and whether it still exists after a half-close.
 class Patience {
 public:
     Patience() { restart(); }
 
     static qint64 now();
     void restart();
-    // So much of a body was read. Whether it is enough since the last restart to go on waiting:
-    // less is a client that wants to hold the connection.
+    // Counts bytes of a body. True when enough have come since the last restart to restart the
+    // time limit; a client that sends less wants to hold the connection (slowloris).
     bool hasProgress(size_t bytes);
     qint64 waited(qint64 now) const { return now - m_since; }
-    // A client that has closed its connection looks like one that has only finished sending. It is
-    // taken for gone when it has been sent nothing for a while and nothing is on its way to it:
-    // short work is answered, a long wait is not for somebody who might be there.
+    // A closed connection looks like a half-close. The client counts as gone when nothing was sent
+    // to it for a while and the socket's send queue is empty: a short operation is still answered,
+    // a long wait ends.
     bool hasLeft(qint64 now, int descriptor) const;
 
 private:

@@ -6,8 +6,8 @@
 #include <string>
 #include <string_view>
 
-// What a connection receives: reads the client's bytes, has them vetted, and passes on one request
-// at a time. What comes behind the request at hand waits here.
+// The receiving side of a connection. Reads the client's bytes, validates them and passes on one
+// request at a time. Pipelined bytes behind the current request wait here.
 class RequestReader {
 public:
     class Owner {

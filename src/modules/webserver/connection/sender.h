@@ -3,17 +3,17 @@
 #include "connection/outputbuffer.h"
 #include "connection/transport.h"
 
-// What a connection sends: what was written is collected, and goes out at the end of the main
-// loop's turn, when it is much, or when its owner says so. Nothing here waits; while the client has
-// no room the owner waits for the socket, and then calls on_room().
+// The sending side of a connection. Written bytes are buffered and sent at the end of the main
+// loop's turn, when the buffer is full, or on request. Never blocks: while the socket's send buffer
+// is full, the owner waits until it is writable and then calls on_room().
 class Sender {
 public:
     class Owner {
     public:
         virtual ~Owner() = default;
-        // It has something to send at the end of the turn.
+        // Asks for a call of on_turn_end() at the end of the turn.
         virtual void on_sender_pending() = 0;
-        // The client has no room.
+        // The socket's send buffer is full.
         virtual void on_sender_blocked() = 0;
         // Nothing can be sent any more. libsoup may be on the stack.
         virtual void on_sender_broken() = 0;
@@ -26,12 +26,12 @@ public:
     bool isSecure() const { return m_transport.isSecure(); }
     bool isBlocked() const { return m_isBlocked; }
     bool isBroken() const { return m_isBroken; }
-    // Where what is short is written to; flushLater() has it sent.
+    // Short writes go here; flushLater() schedules their sending.
     OutputBuffer& buffer() { return m_buffer; }
     void flushLater();
     // `false` when something is left: it is broken or blocked then.
     bool flush();
-    // Behind what is in the buffer. The number of bytes sent, or as Transport.
+    // Sends behind the buffered bytes. Returns the number of bytes sent, or a result of Transport.
     ssize_t send(std::string_view bytes);
     ssize_t sendFile(int file, off_t offset, size_t length);
     // See Transport.

@@ -44,20 +44,20 @@ SocketPoller::~SocketPoller() {
     close(m_epoll);
 }
 
-SocketPoller::Watch::Watch(SocketPoller& poller, int descriptor, std::uint32_t events,
-                           Handler& handler)
+SocketPoller::Registration::Registration(SocketPoller& poller, int descriptor, std::uint32_t events,
+                                         Handler& handler)
     : m_poller(&poller), m_descriptor(descriptor), m_events(events), m_handler(handler) {
     m_poller->control(EPOLL_CTL_ADD, descriptor, events, handler);
 }
 
-void SocketPoller::Watch::set(std::uint32_t events) {
+void SocketPoller::Registration::set(std::uint32_t events) {
     if (!m_poller || m_events == events)
         return;
     m_events = events;
     m_poller->control(EPOLL_CTL_MOD, m_descriptor, events, m_handler);
 }
 
-void SocketPoller::Watch::stop() {
+void SocketPoller::Registration::stop() {
     if (!m_poller)
         return;
     m_poller->control(EPOLL_CTL_DEL, m_descriptor, 0, m_handler);

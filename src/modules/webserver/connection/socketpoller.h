@@ -27,15 +27,14 @@ public:
     SocketPoller(const SocketPoller&) = delete;
     SocketPoller& operator=(const SocketPoller&) = delete;
 
-    // One descriptor that is watched for its handler. Must end before the descriptor is closed: a
-    // child process that is just being started may hold a copy of it, and the kernel would go on to
-    // report it.
-    class Watch {
+    // Registers a descriptor with its handler. Must end before the descriptor is closed: a child
+    // process that is just being started may hold a copy, and epoll would still report it.
+    class Registration {
     public:
-        Watch(SocketPoller& poller, int descriptor, std::uint32_t events, Handler& handler);
-        ~Watch() { stop(); }
-        Watch(const Watch&) = delete;
-        Watch& operator=(const Watch&) = delete;
+        Registration(SocketPoller& poller, int descriptor, std::uint32_t events, Handler& handler);
+        ~Registration() { stop(); }
+        Registration(const Registration&) = delete;
+        Registration& operator=(const Registration&) = delete;
 
         // Events of epoll.
         void add(std::uint32_t events) { set(m_events | events); }
@@ -68,7 +67,7 @@ private:
     ScopedSource m_source;
     // Prepared before all others: the sources behind a ready one of a higher priority are not.
     ScopedSource m_turnEndSource;
-    // Of the events that are being dispatched, the rest; a handler that is removed is taken out.
+    // The events that are still to be dispatched; those of a removed handler are cleared.
     struct epoll_event* m_pending = nullptr;
     int m_pendingCount = 0;
 };

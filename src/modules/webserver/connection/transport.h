@@ -3,8 +3,8 @@
 #include <string_view>
 #include <sys/types.h>
 
-// The bytes of one accepted connection, to and from the socket: as they are, or through TLS.
-// Nothing here waits. Owns the descriptor.
+// Reads and writes the bytes of one accepted connection, plain or through TLS. Never blocks. Owns
+// the descriptor.
 class Transport {
 public:
     static constexpr ssize_t wouldBlock = -1;
@@ -21,7 +21,7 @@ public:
     int descriptor() const { return m_descriptor; }
     virtual bool isSecure() const { return false; }
 
-    // To be repeated when the socket has become readable or writable, as it says.
+    // To be repeated when the socket is readable or writable, according to the result.
     virtual Handshake handshake() { return Handshake::Done; }
 
     // The number of bytes, 0 at the end of what the client sends, or one of the above.
@@ -29,8 +29,8 @@ public:
     // Whether something was read from the socket that read() has not given yet: the socket does not
     // become readable for it.
     virtual bool hasBuffered() const { return false; }
-    // What was not taken has to be offered again, first and at least as long. Of two parts the
-    // second one is left to the next call where they cannot go together.
+    // Bytes that were not accepted have to be passed again first, by a write that is at least as
+    // long. The second part may be left to the next call.
     virtual ssize_t write(std::string_view first, std::string_view second = {});
     // Sends a part of a file, without reading it into memory where that is possible. 0 at the end
     // of the file, which is where it was truncated.

@@ -1,11 +1,11 @@
 #include "responders/event/eventresponder.h"
 
+#include "connection/hangupnotifier.h"
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
 #include "core/plixconnect.h"
 #include "core/plixjson.h"
 #include "core/plixvalue.h"
-#include "hangupwatch.h"
 #include "request.h"
 #include "responders/event/cmeventqueuehttprequest.h"
 #include "responders/event/eventrespondershared.h"
@@ -128,9 +128,9 @@ void EventResponder::startPoll(CMEventQueue* queue, int timeout) {
     queue->poll(m_poll, timeout);
     if (!m_poll)
         return;
-    m_hangUpWatch = std::make_unique<HangUpWatch>(request().data().message, nullptr);
-    plixConnect(m_hangUpWatch.get(), &HangUpWatch::hungUp, this,
-                &EventResponder::on_hangUpWatch_hungUp);
+    m_hangUpNotifier = std::make_unique<HangUpNotifier>(request().data().message, nullptr);
+    plixConnect(m_hangUpNotifier.get(), &HangUpNotifier::hungUp, this,
+                &EventResponder::on_hangUpNotifier_hungUp);
 }
 
 // False when the answer has been given.
@@ -171,7 +171,7 @@ bool EventResponder::parseDataPost(SubscribeData* data) const {
 
 void EventResponder::queueRequestDone(const PlixList<PlixEvent>& events) {
     m_poll = nullptr;
-    m_hangUpWatch.reset();
+    m_hangUpNotifier.reset();
     respondJson(static_cast<const QVariantList&>(events));
 }
 
@@ -201,13 +201,13 @@ void EventResponder::on_request_finished() {
 
 // The request is answered, because the client may still read after a half-close. The events remain
 // in the queue for the next poll.
-void EventResponder::on_hangUpWatch_hungUp() {
+void EventResponder::on_hangUpNotifier_hungUp() {
     cancelPoll();
     respondJson(QVariantList());
 }
 
 void EventResponder::cancelPoll() {
-    m_hangUpWatch.reset();
+    m_hangUpNotifier.reset();
     // The queue owns the poll.
     if (m_queue && m_poll)
         m_queue->cancel(m_poll);

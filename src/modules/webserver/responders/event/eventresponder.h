@@ -12,7 +12,7 @@
 
 class CMEventQueueHttpRequest;
 class EventResponderShared;
-class HangUpWatch;
+class HangUpNotifier;
 
 // Implements /api/event/modifyQueue, with which a client creates a queue and changes its
 // subscriptions, and /api/event/pollQueue, which waits for events (long-poll). When the client
@@ -43,7 +43,7 @@ public:
 
 private Q_SLOTS:
     void on_request_finished();
-    void on_hangUpWatch_hungUp();
+    void on_hangUpNotifier_hungUp();
 
 private:
     void modifyQueue();
@@ -62,5 +62,5 @@ private:
     // The pending poll and the queue, which owns it.
     QPointer<CMEventQueue> m_queue;
     CMEventQueueHttpRequest* m_poll = nullptr;
-    std::unique_ptr<HangUpWatch> m_hangUpWatch;
+    std::unique_ptr<HangUpNotifier> m_hangUpNotifier;
 };

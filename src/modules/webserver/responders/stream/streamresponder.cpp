@@ -1,5 +1,6 @@
 #include "responders/stream/streamresponder.h"
 
+#include "connection/hangupnotifier.h"
 #include "core/dbglog.h"
 #include "core/mimetypes.h"
 #include "core/model/cmrequest.h"
@@ -8,7 +9,6 @@
 #include "core/plixconnect.h"
 #include "core/plixhttprequest.h"
 #include "core/plixnamedpipe.h"
-#include "hangupwatch.h"
 #include "request.h"
 #include "responders/file/fileserving.h"
 
@@ -198,8 +198,8 @@ void StreamResponder::startStreaming(const PlixHttpRequestReply& reply) {
 
     m_isStreaming = true;
     m_patienceTimer.start();
-    m_hangUpWatch = std::make_unique<HangUpWatch>(request().data().message, nullptr);
-    plixConnect(m_hangUpWatch.get(), &HangUpWatch::hungUp, this,
+    m_hangUpNotifier = std::make_unique<HangUpNotifier>(request().data().message, nullptr);
+    plixConnect(m_hangUpNotifier.get(), &HangUpNotifier::hungUp, this,
                 [this] { m_hasClientHungUp = true; });
     plixConnect(out.device(), SIGNAL(bytesWritten(qint64)), this,
                 SLOT(on_outDevice_bytesWritten(qint64)));
@@ -328,7 +328,7 @@ void StreamResponder::fail(int status) {
 
 void StreamResponder::release() {
     m_patienceTimer.stop();
-    m_hangUpWatch.reset();
+    m_hangUpNotifier.reset();
     m_pipe.reset();
     m_place.reset();
 }

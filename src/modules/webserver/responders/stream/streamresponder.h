@@ -8,7 +8,7 @@
 
 #include <memory>
 
-class HangUpWatch;
+class HangUpNotifier;
 class PlixHttpRequest;
 class PlixHttpRequestReply;
 class PlixNamedPipe;
@@ -74,7 +74,7 @@ private:
     bool m_isActive = false;
     // Since the last signal of the notifier.
     int m_chunksInTurn = 0;
-    std::unique_ptr<HangUpWatch> m_hangUpWatch;
+    std::unique_ptr<HangUpNotifier> m_hangUpNotifier;
     bool m_hasClientHungUp = false;
     QTimer m_patienceTimer;
 };

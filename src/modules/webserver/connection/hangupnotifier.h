@@ -11,12 +11,12 @@
 // read, so the exchange should be answered.
 //
 // Must not outlive the exchange.
-class HangUpWatch : public QObject {
+class HangUpNotifier : public QObject {
     Q_OBJECT
 
 public:
-    HangUpWatch(SoupMessage* message, QObject* parent);
-    ~HangUpWatch() override;
+    HangUpNotifier(SoupMessage* message, QObject* parent);
+    ~HangUpNotifier() override;
 
 Q_SIGNALS:
     // Once, from the event loop. The receiver may delete this object.

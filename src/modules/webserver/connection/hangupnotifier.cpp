@@ -1,14 +1,14 @@
-#include "hangupwatch.h"
+#include "connection/hangupnotifier.h"
 
 #include "connection/exchange.h"
 
-HangUpWatch::HangUpWatch(SoupMessage* message, QObject* parent)
+HangUpNotifier::HangUpNotifier(SoupMessage* message, QObject* parent)
     : QObject(parent), m_message(GObjectPtr<SoupMessage>::share(message)) {
     if (Exchange* exchange = Exchange::of(m_message.get()))
-        exchange->setHangUpWatch(this);
+        exchange->setHangUpNotifier(this);
 }
 
-HangUpWatch::~HangUpWatch() {
+HangUpNotifier::~HangUpNotifier() {
     if (Exchange* exchange = Exchange::of(m_message.get()))
-        exchange->setHangUpWatch(nullptr);
+        exchange->setHangUpNotifier(nullptr);
 }
