@@ -11,7 +11,7 @@ namespace {
 
 QString defaultPath() {
     const QString base = qEnvironmentVariable("XDG_STATE_HOME");
-    // The XDG specification requires that a relative path is ignored.
+    // A relative path would be another folder wherever the device is started.
     if (QDir::isAbsolutePath(base))
         return base + QStringLiteral("/plix");
     return QDir::homePath() + QStringLiteral("/.local/state/plix");

@@ -60,7 +60,8 @@ bool isFifo(int descriptor) {
     return fstat(descriptor, &status) == 0 && S_ISFIFO(status.st_mode);
 }
 
-// GIO makes the process ignore the signal with its first GSocket. Then nothing has to be blocked.
+// Reads how the process handles the signal and changes nothing: a null action only asks. A host
+// that ignores it, as GIO makes it do with its first GSocket, needs no blocking around each write.
 bool isSigpipeIgnored() {
     struct sigaction action {};
     return sigaction(SIGPIPE, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
