@@ -7,35 +7,28 @@
 
 namespace {
 
-// Behaviour, status, and what is sent: ~ stands for CR LF, NUL for that byte, HEADERS and MEGABYTE
-// for what is too long to be written here. Only what is answered with 200 has reached a handler.
-// Which requests are refused is tested without connections.
+// Behaviour, status, and what is sent: ~ stands for CR LF, HEADERS and MEGABYTE for what is too
+// long to be written here. Only what is answered with 200 has reached a handler. One row for each
+// status: which requests are refused is tested without connections.
 const char requests[] = R"(
 empty lines before    |200|~~GET / HTTP/1.1~Host: localhost~~
+not HTTP              |400|G(T / HTTP/1.1~Host: localhost~~
 version 2             |505|PRI * HTTP/2.0~~SM~~
-NUL in the method     |400|GNULT / HTTP/1.1~Host: localhost~~
 CONNECT               |405|CONNECT localhost:80 HTTP/1.1~Host: localhost~~
-two Hosts             |400|GET / HTTP/1.1~Host: localhost~Host: device~~
 absolute URI with port|200|GET http://[::1]:8080/ HTTP/1.1~Host: [::1]:8080~~
-URI of another host   |400|GET http://example.com/ HTTP/1.1~Host: localhost~~
 the most headers      |200|GET / HTTP/1.1~Host: localhost~HEADERS~
 line without end      |431|GET / HTTP/1.1~Host: localhost~MEGABYTE
 unknown expectation   |417|POST / HTTP/1.1~Host: localhost~Content-Length: 1~Expect: more~~x
-the same length twice |200|POST / HTTP/1.1~Host: localhost~Content-Length: 3~Content-Length: 3~~abc
-two lengths           |400|POST / HTTP/1.1~Host: localhost~Content-Length: 3~Content-Length: 4~~abcd
-length and encoding   |400|POST / HTTP/1.1~Host: localhost~Content-Length: 3~Transfer-Encoding: chunked~~0~~
 unknown encoding      |501|POST / HTTP/1.1~Host: localhost~Transfer-Encoding: chunkedx~~0~~
 chunks                |200|POST / HTTP/1.1~Host: localhost~Transfer-Encoding: chunked~~3~abc~0~~
 chunk extension       |200|POST / HTTP/1.1~Host: localhost~Transfer-Encoding: chunked~~3;a=b~abc~0~~
 trailers              |200|POST / HTTP/1.1~Host: localhost~Transfer-Encoding: chunked~~0~X: y~Z: y~~
-chunk size overflow   |400|POST / HTTP/1.1~Host: localhost~Transfer-Encoding: chunked~~fffffffffffffffff~abc~
 long chunk extension  |400|POST / HTTP/1.1~Host: localhost~Transfer-Encoding: chunked~~3;MEGABYTE
 )";
 
 QByteArray bytesOf(QByteArray text) {
     return text.replace("HEADERS", QByteArray("a: b~").repeated(99))
         .replace("MEGABYTE", QByteArray(1 << 20, 'a'))
-        .replace("NUL", QByteArray(1, '\0'))
         .replace("~", "\r\n");
 }
 
