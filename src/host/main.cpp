@@ -16,7 +16,6 @@
 #include <glib-unix.h>
 
 #include <cerrno>
-#include <clocale>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
@@ -174,9 +173,6 @@ int main(int argc, char** argv) {
     // Without a fixed threshold the allocator raises it and keeps the memory of later responses.
     mallopt(M_MMAP_THRESHOLD, largeBlockBytes);
     const QCoreApplication application(argc, argv);
-    // GLib translates the text of EAGAIN errors, which nobody reads, for every wait on a
-    // connection. In the language "C" that is fast.
-    std::setlocale(LC_MESSAGES, "C");
     QCoreApplication::setApplicationName(QStringLiteral("plixhost"));
     QCoreApplication::setApplicationVersion(QStringLiteral(PLIX_VERSION));
 

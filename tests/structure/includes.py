@@ -16,8 +16,7 @@ SOURCES = ROOT / "src/modules/webserver"
 PLATFORM = ROOT / "src/api"
 # Classes at the root that belong to the room of another file there.
 AT_ROOT = {"workercreate": "webserver.h", "webserverlog": "webserver.h", "request": "message.h",
-           "servermessagedevice": "message.h", "deferreddeletion": "message.h",
-           "responsebody": "message.h"}
+           "servermessagedevice": "message.h", "responsebody": "message.h"}
 # Only passes a header of the platform on.
 FORWARDING = "glibptr.h"
 

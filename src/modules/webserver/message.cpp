@@ -1,7 +1,6 @@
 #include "message.h"
 
 #include "core/dbglog.h"
-#include "deferreddeletion.h"
 
 #include <QMetaMethod>
 #include <QPointer>
@@ -62,7 +61,7 @@ void Message::deleteWhenFinished() {
     if (!m_finished)
         return;
     dbglog_debug("Message already finished, deleting it directly");
-    deleteTogether(this);
+    deleteLater();
 }
 
 void Message::forgetCallbackArguments() {
@@ -94,7 +93,7 @@ void Message::finish() {
     // Last, so that receivers of finished() still see a valid message.
     m_valid = false;
     if (m_deletedWhenFinished)
-        deleteTogether(this);
+        deleteLater();
 }
 
 QByteArray Message::method() const {

@@ -3,7 +3,6 @@
 #include "core/dbglog.h"
 #include "core/plixconnect.h"
 #include "core/plixlooptask.h"
-#include "deferreddeletion.h"
 #include "request.h"
 #include "responders/responder.h"
 #include "responders/responderfactory.h"
@@ -103,7 +102,7 @@ void ResponderHandler::finalizeRequest(int requestId) {
     dbglog_debug("Responder finished request "
                  << requestId << " status: " << info->request.status()
                  << " data size: " << info->request.responseBodyLength());
-    deleteTogether(info);
+    info->deleteLater();
 }
 
 void ResponderHandler::finalizeRequest() {
