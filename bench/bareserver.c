@@ -4,8 +4,8 @@
 //
 // GET /NAME answers the file NAME of the folder, whatever the query, with its length; /chunked/NAME
 // answers it in a chunk, on a later turn of the loop, as a server does that asks somebody else
-// first. POST /discard drops the body as it comes; GET /wait is answered in a chunk when somebody
-// asks for /wake. All else answers how many wait.
+// first. GET /wait is answered in a chunk when somebody asks for /wake. All else answers how many
+// wait.
 
 #include <libsoup/soup.h>
 
@@ -99,12 +99,6 @@ static void on_request(SoupServer* server, SoupMessage* message, const char* pat
     }
 }
 
-static void on_discard(SoupServer* server, SoupMessage* message, const char* path,
-                       GHashTable* query, SoupClientContext* client, gpointer data) {
-    (void)server, (void)path, (void)query, (void)client, (void)data;
-    soup_message_body_set_accumulate(message->request_body, FALSE);
-}
-
 static void load(const char* folder) {
     files = g_hash_table_new(g_str_hash, g_str_equal);
     GDir* dir = g_dir_open(folder, 0, NULL);
@@ -125,8 +119,6 @@ int main(int argc, char** argv) {
         argc == 5 ? g_tls_certificate_new_from_files(argv[3], argv[4], NULL) : NULL;
     SoupServer* server = soup_server_new("raw-paths", TRUE, "tls-certificate", certificate, NULL);
     soup_server_add_handler(server, "/", on_request, NULL, NULL);
-    soup_server_add_handler(server, "/discard", on_request, NULL, NULL);
-    soup_server_add_early_handler(server, "/discard", on_discard, NULL, NULL);
     GError* error = NULL;
     if (!soup_server_listen_local(server, (guint)atoi(argv[1]),
                                   certificate ? SOUP_SERVER_LISTEN_HTTPS : 0, &error)) {

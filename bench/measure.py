@@ -20,7 +20,7 @@ import time
 from statistics import median
 
 from polls import Idle, Polls
-from servers import CLIENT_CORE, Bare, Device, Lighttpd, Nginx, start_updater
+from servers import CLIENT_CORE, Bare, Device, Lighttpd, Nginx, Relay, start_updater
 from works import TRACK, VALUE, answers_of_the_device, make_site, make_works, system_calls
 
 # Of one change to all waiting polls, and from the start to the first answer.
@@ -57,7 +57,7 @@ def start_servers(arguments, folder):
     certificate, key = make_certificate(folder)
     others = [Bare(arguments.build, f"{folder}/bare", certificate, key),
               Nginx(f"{folder}/nginx", f"{folder}/files", certificate, key),
-              Lighttpd(f"{folder}/lighttpd", f"{folder}/files")]
+              Lighttpd(f"{folder}/lighttpd", f"{folder}/files"), Relay(folder)]
     return devices, others, answers
 
 

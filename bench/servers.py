@@ -6,6 +6,7 @@ import signal
 import socket
 import ssl
 import subprocess
+import sys
 import time
 import urllib.error
 import urllib.request
@@ -136,9 +137,10 @@ class Device(Server):
 
 
 def start_updater(folder):
-    """Reads and drops the images that the device writes into the updater's pipe."""
-    loop = f"while :; do cat {folder}/updater >/dev/null; done"
-    return subprocess.Popen(["sh", "-c", loop], preexec_fn=on_core(CLIENT_CORE),
+    """Reads and drops the images that the device and the relay write into the updaters' pipes."""
+    loops = "".join(f"while :; do cat {folder}/{pipe}; done >/dev/null & "
+                    for pipe in ("updater", "relayed"))
+    return subprocess.Popen(["sh", "-c", f"{loops} wait"], preexec_fn=on_core(CLIENT_CORE),
                             start_new_session=True)
 
 
@@ -156,6 +158,17 @@ class Bare(Server):
         for command in self.commands:
             self.spawn(command)
         self.wait_for(self.port, self.secure_port)
+
+
+class Relay(Server):
+    """What passes a body on to an updater of its own, and does nothing else."""
+
+    def __init__(self, folder):
+        super().__init__("relay")
+        os.mkfifo(f"{folder}/relayed")
+        self.spawn([sys.executable, f"{os.path.dirname(__file__)}/relay.py", str(self.port),
+                    f"{folder}/relayed"])
+        self.wait_for(self.port)
 
 
 class Nginx(Server):

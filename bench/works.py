@@ -21,7 +21,7 @@ IDLE = 900
 FILE = 1024
 LARGE_FILE = 64 << 20
 TRACK = 4 << 20
-IMAGE = 32 << 20
+IMAGE = 256 << 20
 ROWS = 100
 INSTRUCTIONS = 20
 
@@ -205,9 +205,8 @@ def make_works(folder, device, answers, seconds):
         Work("64 MiB file, one client", 1.0, wrk(seconds, 1),
              {"device": file_path(folder, "large"), "nginx": "/large.bin", "lighttpd": "/large.bin"},
              figure="rate", compared=("nginx", "lighttpd")),
-        # Has to copy into a FIFO what the bare server drops.
-        Work("upload of 32 MiB to the updater", None, transfer(IMAGE, *multipart()),
-             {"device": "/?firmwareupdate", "bare": "/discard?"}),
+        Work("upload of 256 MiB to the updater", 0.8, transfer(IMAGE, *multipart()),
+             {"device": "/?firmwareupdate", "relay": "/?"}, figure="rate", compared=("relay",)),
     ]
     if device.offers("media:/track.wav"):
         works.append(Work("pipe relay of 4 MiB, one client", None, transfer(TRACK),

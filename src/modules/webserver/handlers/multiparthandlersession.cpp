@@ -12,12 +12,6 @@ namespace {
 // CR LF and two hyphens. A delimiter without more would be found all over a binary file.
 constexpr int delimiterPrefix = 4;
 
-// One step for each chunk is not enough when a chunk contains several boundaries. Further steps
-// reduce the backlog to this size, so that a body of many small parts is not buffered. Not less
-// than the largest head of a request, which contains the delimiter, so that each step makes
-// progress.
-constexpr int maximumBacklog = 64 * 1024;
-
 } // namespace
 
 MultipartHandlerSession::MultipartHandlerSession(MultipartResponderFactory* factory,
@@ -63,9 +57,9 @@ void MultipartHandlerSession::on_gotChunk(const char* data, unsigned int size) {
     if (isFailed() || m_ended)
         return;
     m_splitter->append(data, size);
-    int left = parseChunkBuffer(false);
-    while (left > maximumBacklog)
-        left = parseChunkBuffer(false);
+    do {
+        parseChunkBuffer(false);
+    } while (m_splitter->canStep());
     if (m_splitter->isAtEnd())
         endBody();
 }

@@ -10,7 +10,7 @@ const QByteArray closingMark = QByteArrayLiteral("--");
 
 // A chunk of the server and a delimiter. Reserved, so that an emptied buffer does not free its
 // memory.
-constexpr int usualSize = 16 * 1024;
+constexpr int usualSize = 65 * 1024;
 
 // With more than one carriage return in so many bytes, a search for the whole delimiter is faster.
 constexpr size_t sparse = 64;
@@ -121,6 +121,10 @@ void MultipartSplitter::endSearch(qint64 position) {
 
 int MultipartSplitter::step(bool final) {
     return m_inHeader ? stepHeader() : stepContent(final);
+}
+
+bool MultipartSplitter::canStep() const {
+    return m_inHeader ? headerLength() >= 0 : !m_marks.empty() || size() > m_delimiter.size();
 }
 
 int MultipartSplitter::stepContent(bool final) {

@@ -31,6 +31,8 @@ public:
     // complete. `final`: nothing will be appended. Returns the number of buffered bytes, 0 when no
     // further step is possible.
     int step(bool final);
+    // Whether another step takes something, before more bytes are appended.
+    bool canStep() const;
     // The length of the header block at the front, -1 while it is not complete.
     int headerLength() const;
 

@@ -4,13 +4,7 @@
 #include "core/mimetypes.h"
 #include "core/plixconnect.h"
 
-#include <utility>
-
 namespace {
-
-// Each write wakes the updater, which takes longer than copying the bytes. So the chunks of one
-// turn of the event loop are written together, up to this size.
-constexpr int writeBytes = 64 * 1024;
 
 const QString failedText = QStringLiteral("The firmware updater did not take the image.\n");
 const QString busyText = QStringLiteral("Another firmware image is being uploaded.\n");
@@ -31,7 +25,6 @@ FirmwareUpdateResponder::FirmwareUpdateResponder(Request& request, const QString
     if (!m_active)
         return;
     dbglog_info("Handling firmware update connection");
-    m_buffer.reserve(writeBytes);
 }
 
 FirmwareUpdateResponder::~FirmwareUpdateResponder() {
@@ -51,9 +44,6 @@ void FirmwareUpdateResponder::newPart(const QByteArray& headers) {
         return;
     dbglog_debug("New part: " << headers);
     m_partHeaders = headers;
-    closeFile();
-    if (!m_active)
-        return;
     if (++m_parts > maximumParts)
         return giveUp(400, manyPartsText);
     // Five more attempts for each part would delay the answer in vain.
@@ -67,20 +57,13 @@ void FirmwareUpdateResponder::partData(const char* data, unsigned int length) {
         return;
     dbglog_debug("Data len: " << length);
     m_recentBytes += length;
-    m_buffer.append(data, static_cast<int>(length));
-    if (m_buffer.size() >= writeBytes)
-        writeDataToUpdater(static_cast<unsigned int>(m_buffer.size()));
-    else if (!std::exchange(m_isWriteQueued, true))
-        QMetaObject::invokeMethod(this, &FirmwareUpdateResponder::writeCollected,
-                                  Qt::QueuedConnection);
+    writeDataToUpdater(data, length);
 }
 
 void FirmwareUpdateResponder::finish() {
     dbglog_scopedFunction;
-    closeFile();
     m_minimumTimer.stop();
-    if (m_writer)
-        m_writer->end(isBodyComplete());
+    closeFile();
     updatePause();
 }
 
@@ -115,8 +98,8 @@ bool FirmwareUpdateResponder::takeUpdater() {
 
 void FirmwareUpdateResponder::closeFile() {
     dbglog_scopedFunction;
-    if (m_active)
-        writeDataToUpdater(static_cast<unsigned int>(m_buffer.size()));
+    if (m_writer)
+        m_writer->end(isBodyComplete());
 }
 
 void FirmwareUpdateResponder::cancelTransfer() {
@@ -124,25 +107,17 @@ void FirmwareUpdateResponder::cancelTransfer() {
     giveUp(500, failedText);
 }
 
-bool FirmwareUpdateResponder::writeDataToUpdater(unsigned int length) {
+bool FirmwareUpdateResponder::writeDataToUpdater(const char* data, unsigned int length) {
     if (length == 0)
         return true;
     if (!m_writer) {
         dbglog_warning("Pipe for write is not open!");
         m_active = false;
-        m_buffer.clear();
         return false;
     }
-    m_writer->write(m_buffer.constData(), length);
-    m_buffer.remove(0, static_cast<int>(length));
+    m_writer->write(data, length);
     updatePause();
     return m_writer && !m_writer->isFull();
-}
-
-void FirmwareUpdateResponder::writeCollected() {
-    m_isWriteQueued = false;
-    if (m_active)
-        writeDataToUpdater(static_cast<unsigned int>(m_buffer.size()));
 }
 
 void FirmwareUpdateResponder::on_writer_roomMade() {
@@ -188,7 +163,6 @@ void FirmwareUpdateResponder::pauseMessage(bool pause) {
 // The rest of the body is dropped. libsoup sends the response when it has read the body.
 void FirmwareUpdateResponder::giveUp(int status, const QString& text) {
     m_active = false;
-    m_buffer.clear();
     m_minimumTimer.stop();
     if (m_writer) {
         m_writer->disconnect(this);

@@ -43,13 +43,12 @@ public:
 
     // Begins the next part, for which the updater's FIFO is opened.
     void openFile();
-    // Writes the buffered bytes of the part that ends.
+    // Ends the last part. The updater still reads what it has not read.
     void closeFile();
     // Cancels the upload: the rest of the body is read and dropped, and the status is 500.
     void cancelTransfer();
-    // Writes that many bytes from the front of the buffer. False when the FIFO is full and some of
-    // them wait, or when the transfer has failed.
-    bool writeDataToUpdater(unsigned int length);
+    // False when the FIFO is full and many bytes wait, or when the transfer has failed.
+    bool writeDataToUpdater(const char* data, unsigned int length);
 
 private Q_SLOTS:
     void on_writer_roomMade();
@@ -58,18 +57,15 @@ private Q_SLOTS:
 
 private:
     bool takeUpdater();
-    void writeCollected();
     void updatePause();
     void pauseMessage(bool pause);
     void giveUp(int status, const QString& text);
 
     QPointer<Message> m_message;
     QByteArray m_partHeaders;
-    QByteArray m_buffer;
     bool m_active;
     bool m_updaterIsMissing = false;
     bool m_paused = false;
-    bool m_isWriteQueued = false;
     int m_parts = 0;
     QPointer<FirmwareUpdateWriter> m_writer;
     QTimer m_minimumTimer;

@@ -33,9 +33,9 @@ constexpr int readerTimeoutMs = 10000;
 
 constexpr int stallCheckMs = 1000;
 
-// Large enough that the upload continues while the updater is busy, small enough for the
-// processor's cache. The system allows this size to every user.
-constexpr int pipeBytes = 256 * 1024;
+// Large enough that neither side often waits for the other. The system allows every user this size,
+// and no larger one.
+constexpr int pipeBytes = 1024 * 1024;
 
 int unreadBytes(int descriptor) {
     int unread = 0;
