@@ -14,7 +14,7 @@
 
 namespace {
 
-using FileServing::Request;
+using FileRequest = FileServing::Request;
 using HashPtr = std::shared_ptr<FileHash>;
 
 // The number of times that a file may change while it is hashed. A file that is written to all the
@@ -32,12 +32,12 @@ void redirect(Message* message, const QString& path) {
     message->setNoCache();
 }
 
-Request withFile(Request request, const QFileInfo& file) {
+FileRequest withFile(FileRequest request, const QFileInfo& file) {
     request.file = file;
     return request;
 }
 
-void send(const Request& request, const std::shared_ptr<const MappedFile>& contents,
+void send(const FileRequest& request, const std::shared_ptr<const MappedFile>& contents,
           const ETagCache::Entry& entry, Message* message) {
     RecentFiles::instance().add(request.file.filePath(), request.documentRoot, {contents, entry});
     FileAnswer::send(request.file, contents, entry, message, request.contentType);
@@ -51,7 +51,7 @@ QString digestOf(const std::shared_ptr<const MappedFile>& contents, const HashPt
     return contents->size() <= FileHash::sliceBytes ? FileHash::now(contents) : QString();
 }
 
-bool sendRecent(const Request& request, Message* message) {
+bool sendRecent(const FileRequest& request, Message* message) {
     const auto recent = RecentFiles::instance().find(request.file.filePath(), request.documentRoot);
     if (recent)
         FileAnswer::send(request.file, recent->contents, recent->entry, message,
@@ -61,7 +61,7 @@ bool sendRecent(const Request& request, Message* message) {
 
 // Returns null when the message has been answered, otherwise the computation to wait for. `hash`: a
 // computation that has finished.
-HashPtr answerFromFile(const Request& request, const QString& canonical, Message* message,
+HashPtr answerFromFile(const FileRequest& request, const QString& canonical, Message* message,
                        const HashPtr& hash) {
     GErrorPtr error;
     const auto contents = MappedFile::open(QFile::encodeName(canonical), error.out());
@@ -96,7 +96,7 @@ void refuse(const FileLookup& lookup, Message* message) {
 }
 
 // As answerFromFile().
-HashPtr answer(const Request& request, Message* message, const HashPtr& hash) {
+HashPtr answer(const FileRequest& request, Message* message, const HashPtr& hash) {
     if (sendRecent(request, message))
         return nullptr;
     const FileLookup lookup = FileLookup::find(request.file, request.documentRoot, request.rootPage,
@@ -113,14 +113,14 @@ HashPtr answer(const Request& request, Message* message, const HashPtr& hash) {
         break;
     }
     const bool isAnother = lookup.file.filePath() != request.file.filePath();
-    const Request forFile = withFile(request, lookup.file);
+    const FileRequest forFile = withFile(request, lookup.file);
     if (isAnother && sendRecent(forFile, message))
         return nullptr;
     return answerFromFile(forFile, lookup.canonicalName, message, hash);
 }
 
 // `hash`: the computation of the last attempt, which has finished; null at the first attempt.
-void attempt(const Request& request, Message* message, const FileServing::Done& done,
+void attempt(const FileRequest& request, Message* message, const FileServing::Done& done,
              const HashPtr& hash, int attempts) {
     message->setEncoding(Message::ContentLength);
     const HashPtr awaited = answer(request, message, hash);
