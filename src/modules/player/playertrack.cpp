@@ -38,6 +38,8 @@ QVariantHash PlayerTrack::row() const {
         roles.insert(PlixRoles::Icon(), cover);
     if (durationMs > 0)
         roles.insert(PlixRoles::Maximum(), durationMs);
+    if (isInternal)
+        roles.insert(PlixRoles::Internal(), true);
     return roles;
 }
 

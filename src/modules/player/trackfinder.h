@@ -1,0 +1,25 @@
+#pragma once
+
+#include "core/model/cmerror.h"
+#include "playertrack.h"
+
+#include <QVector>
+
+#include <functional>
+
+class QObject;
+
+// Asks other workers for tracks. Nothing is called back once the context has been deleted.
+namespace TrackFinder {
+
+// The track of the node at the path; an error when there is none that may be shown.
+void find(const QString& path, QObject* context,
+          const std::function<void(const PlayerTrack& track, const CMError& error)>& found);
+// Those of the media worker's list that may be shown, at most `maximum`. Nothing is called back
+// without a media worker.
+void findAll(int maximum, QObject* context,
+             const std::function<void(const QVector<PlayerTrack>& tracks)>& found);
+// Calls the SLOT() of the receiver when that list changes.
+void follow(QObject* receiver, const char* slot);
+
+} // namespace TrackFinder
