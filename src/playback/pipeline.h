@@ -1,0 +1,89 @@
+#pragma once
+
+#include "soundfilter.h"
+
+#include <QByteArray>
+#include <QVariantHash>
+
+#include <functional>
+
+// What plays: a chain of GStreamer elements from the address of a track to the output. It lives on
+// the main loop of the default context; GStreamer's threads only call on_playbin_aboutToFinish().
+//
+// It reports as the protocol of playbackcontrol.h says.
+class Pipeline {
+public:
+    struct Track {
+        // Given by who loads it, and part of every report on it; 0 is no track.
+        qint64 id = 0;
+        QByteArray uri;
+        std::optional<EncoderDelay> delay;
+
+        explicit operator bool() const { return id != 0; }
+    };
+    using Report = std::function<void(const QVariantHash& report)>;
+
+    // `output` describes the elements that the sound goes to, as gst-launch-1.0 takes them. When
+    // that cannot be understood, every track fails.
+    Pipeline(const QString& output, Report report);
+    Pipeline(const Pipeline&) = delete;
+    Pipeline& operator=(const Pipeline&) = delete;
+    ~Pipeline();
+
+    SoundFilter& filter() { return m_filter; }
+
+    // Replaces the present track, at a position in milliseconds.
+    void load(const Track& track, qint64 position);
+    // The track that follows the present one without a gap; it replaces one that was to follow and
+    // has not begun to be decoded.
+    void follow(const Track& track);
+    void setPlaying(bool isPlaying);
+    void stop();
+    void seek(qint64 position);
+    void reportPosition();
+
+private:
+    static gboolean on_bus_message(GstBus* bus, GstMessage* message, gpointer self);
+    static void on_playbin_aboutToFinish(GstElement* playbin, gpointer self);
+    static gboolean on_report_due(gpointer self);
+    void handleMessage(GstMessage* message);
+    void handleError(GstMessage* message);
+    void handleBuffering(GstMessage* message);
+    void handleStreamStart();
+    void handleTags(GstMessage* message);
+    void handleSettled();
+    void handleState(GstMessage* message);
+    void start(const Track& track, qint64 position);
+    void setState(GstState state);
+    void fail(const QString& reason, bool isOutput);
+    void reportDuration();
+    void report(const char* what, QVariantHash members = {});
+    bool isFromOutput(GstMessage* message) const;
+    qint64 positionOf(GstFormat format);
+
+    const Report m_report;
+    SoundFilter m_filter;
+    GstObjectPtr<GstElement> m_playbin;
+    GstObjectPtr<GstElement> m_output;
+    QString m_outputError;
+    GSignalConnection m_aboutToFinish;
+    guint m_busWatch = 0;
+    guint m_reportTimer = 0;
+
+    Track m_track;
+    bool m_isWanted = false;
+    bool m_isPlaying = false;
+    bool m_isBuffering = false;
+    // Whether the source cannot be paused, so that waiting for a full buffer would never end.
+    bool m_isLive = false;
+    // Where to jump once the track can be; -1 for nowhere.
+    qint64 m_jump = -1;
+    QString m_missingPlugin;
+    QVariantHash m_tags;
+
+    // Shared with the thread that asks for the track that follows.
+    std::mutex m_mutex;
+    Track m_next;
+    // Has begun to be decoded, but not to be played.
+    Track m_decoded;
+};
