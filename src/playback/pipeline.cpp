@@ -54,6 +54,7 @@ void Pipeline::load(const Track& track, qint64 position) {
 
 void Pipeline::start(const Track& track, qint64 position) {
     setState(GST_STATE_READY);
+    dropMessages();
     {
         const std::lock_guard lock(m_mutex);
         m_next = {};
@@ -70,6 +71,13 @@ void Pipeline::start(const Track& track, qint64 position) {
         gst_element_set_state(m_playbin.get(), GST_STATE_PAUSED) == GST_STATE_CHANGE_NO_PREROLL;
     if (m_isLive)
         handleSettled();
+}
+
+// Those that are still under way tell of what has been dropped.
+void Pipeline::dropMessages() {
+    const GstObjectPtr<GstBus> bus(gst_element_get_bus(m_playbin.get()));
+    gst_bus_set_flushing(bus.get(), TRUE);
+    gst_bus_set_flushing(bus.get(), FALSE);
 }
 
 void Pipeline::follow(const Track& track) {

@@ -54,6 +54,7 @@ private:
     void handleSettled();
     void handleState(GstMessage* message);
     void start(const Track& track, qint64 position);
+    void dropMessages();
     void setState(GstState state);
     void fail(const QString& reason, bool isOutput);
     void reportDuration();

@@ -8,6 +8,9 @@
 const QString PlayerNodes::state = QStringLiteral("player:player/state");
 const QString PlayerNodes::volume = QStringLiteral("player:player/volume");
 const QString PlayerNodes::mute = QStringLiteral("player:player/mute");
+const QString PlayerNodes::repeat = QStringLiteral("player:player/repeat");
+const QString PlayerNodes::shuffle = QStringLiteral("player:player/shuffle");
+const QString PlayerNodes::error = QStringLiteral("player:player/error");
 const QString PlayerNodes::position = QStringLiteral("player:player/position");
 const QString PlayerNodes::progress = QStringLiteral("player:player/progress");
 const QString PlayerNodes::duration = QStringLiteral("player:player/duration");
@@ -57,6 +60,13 @@ void PlayerNodes::provide(CMNodesWorker* worker, const QStringList& actions) {
     provideNode(worker, mute,
                 {{title, QStringLiteral("Mute")},
                  {PlixRolesType::Value(), PlixValue::fromScalar(false).__variant()}});
+    provideNode(
+        worker, repeat,
+        {{title, QStringLiteral("Repeat")},
+         {PlixRolesType::Value(), PlixValue::fromScalar(QStringLiteral("off")).__variant()}});
+    provideNode(worker, shuffle,
+                {{title, QStringLiteral("Shuffle")},
+                 {PlixRolesType::Value(), PlixValue::fromScalar(false).__variant()}});
     const QString milliseconds = QStringLiteral("Milliseconds");
     provideDisplay(worker, state, "State");
     provideDisplay(worker, position, "Position", milliseconds);
@@ -64,6 +74,8 @@ void PlayerNodes::provide(CMNodesWorker* worker, const QStringList& actions) {
     provideDisplay(worker, progress, "Progress");
     provideDisplay(worker, track, "Track");
     provideDisplay(worker, queue, "Queue");
+    provideDisplay(worker, error, "Error");
+    showError(worker, {});
     for (const QString& path : actions) {
         const QString name = path.section('/', 1);
         provideNode(worker, path,
@@ -78,6 +90,10 @@ void PlayerNodes::showTrack(CMNodesWorker* worker, const PlayerTrack& shown) {
     worker->setRole(track, PlixRolesType::Value(), shown.record());
     worker->setRole(track, PlixRoles::Description(), shown.line());
     worker->setValue(duration, positionValue(shown.durationMs));
+}
+
+void PlayerNodes::showError(CMNodesWorker* worker, const QString& text) {
+    worker->setValue(error, PlixValue::fromScalar(text));
 }
 
 void PlayerNodes::showPosition(CMNodesWorker* worker, qint64 now, bool isRunning) {

@@ -7,6 +7,10 @@
 //
 //   player:player/state     "stopped", "playing", "paused"
 //   player:player/volume    0 to 100; mute: a boolean
+//   player:player/repeat    "off", "one": the track, "all": the queue
+//   player:player/shuffle   a boolean: the rows are played in random order
+//   player:player/error     why the latest track could not be played, or not to its end, in plain
+//                           words; empty from the next command or the next track on that is played
 //   player:player/position  milliseconds; exact when it is read, announced at jumps, when the state
 //                           changes and every ten seconds while a track is played
 //   player:player/progress  {"position": milliseconds, "time": when that was so, in milliseconds
@@ -22,6 +26,9 @@ namespace PlayerNodes {
 extern const QString state;
 extern const QString volume;
 extern const QString mute;
+extern const QString repeat;
+extern const QString shuffle;
+extern const QString error;
 extern const QString position;
 extern const QString progress;
 extern const QString duration;
@@ -33,6 +40,7 @@ extern const QString queue;
 void provide(CMNodesWorker* worker, const QStringList& actions);
 
 void showTrack(CMNodesWorker* worker, const PlayerTrack& track);
+void showError(CMNodesWorker* worker, const QString& text);
 void showPosition(CMNodesWorker* worker, qint64 position, bool isRunning);
 PlixValue positionValue(qint64 position);
 QVariantHash progressRecord(qint64 position, bool isRunning);

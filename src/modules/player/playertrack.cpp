@@ -58,3 +58,20 @@ QVariantHash PlayerTrack::record() const {
         {QStringLiteral("duration"), durationMs}, {idRole(), id},
     };
 }
+
+QVariantHash PlayerTrack::kept() const {
+    return {{QStringLiteral("path"), path},           {QStringLiteral("title"), title},
+            {QStringLiteral("artist"), artist},       {QStringLiteral("cover"), cover},
+            {QStringLiteral("duration"), durationMs}, {QStringLiteral("internal"), isInternal}};
+}
+
+PlayerTrack PlayerTrack::fromKept(const QVariantHash& members) {
+    PlayerTrack track;
+    track.path = members.value(QStringLiteral("path")).toString();
+    track.title = members.value(QStringLiteral("title")).toString();
+    track.artist = members.value(QStringLiteral("artist")).toString();
+    track.cover = members.value(QStringLiteral("cover")).toString();
+    track.durationMs = members.value(QStringLiteral("duration")).toLongLong();
+    track.isInternal = members.value(QStringLiteral("internal")).toBool();
+    return track;
+}

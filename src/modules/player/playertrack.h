@@ -29,4 +29,7 @@ struct PlayerTrack {
     QVariantHash record() const;
     // The same in one line of text.
     QString line() const;
+    // All but the id, for a file.
+    QVariantHash kept() const;
+    static PlayerTrack fromKept(const QVariantHash& members);
 };

@@ -1,10 +1,12 @@
 #include "playerworker.h"
 
-#include "clockengine.h"
 #include "core/dbglog.h"
 #include "core/model/cmroles.h"
+#include "core/model/cmvalueitem.h"
+#include "core/model/cmvalues.h"
 #include "core/plixconnect.h"
 #include "playerarguments.h"
+#include "playerengines.h"
 #include "playernodes.h"
 #include "trackfinder.h"
 
@@ -14,9 +16,25 @@ namespace {
 
 // Clients count on by themselves; this is for those whose clocks run at another speed.
 constexpr int tickMs = 10 * 1000;
-constexpr qint64 restartAfterMs = 3000;
+// Joins changes that follow each other, to save the flash memory.
+constexpr int keepDelayMs = 1000;
+// What is lost of the position when the power fails.
+constexpr int keepTickMs = 60 * 1000;
 // The limit of a position in a track of unknown length: a year.
 constexpr qint64 maximumPositionMs = 366LL * 24 * 3600 * 1000;
+
+const QString stateDirName = QStringLiteral("stateDir");
+// In what is kept.
+const QString nodesName = QStringLiteral("nodes");
+const QString placeName = QStringLiteral("place");
+const QString volumeAtStartName = QStringLiteral("volumeAtStart");
+
+// Whose values survive a restart.
+const QStringList& keptNodes() {
+    static const QStringList paths{PlayerNodes::volume, PlayerNodes::mute, PlayerNodes::repeat,
+                                   PlayerNodes::shuffle};
+    return paths;
+}
 
 CMError typeMismatch(const char* message) {
     return CMError::fromName(CMErrorNames::typeMismatch(), QString::fromLatin1(message));
@@ -29,24 +47,45 @@ CMError outOfRange(const char* message) {
 } // namespace
 
 PlayerWorker::PlayerWorker(const QVariantHash& config)
-    : CMNodesWorker(config, QStringLiteral("player")), m_queue(this, PlayerNodes::queue),
-      m_commands(&m_queue), m_engine(std::make_unique<ClockEngine>()),
-      m_awaitsMedia(m_queue.isEmpty()) {
+    : CMNodesWorker(config, QStringLiteral("player")),
+      m_store(config.value(stateDirName).toString()), m_queue(this, PlayerNodes::queue),
+      m_commands(&m_queue),
+      m_player(&m_queue, makePlayerEngine(config.value(stateDirName).toString())) {
     m_tick.setInterval(tickMs);
-    plixConnect(&m_tick, &QTimer::timeout, this, &PlayerWorker::publishPosition);
-    plixConnect(m_engine.get(), &PlayerEngine::ended, this, &PlayerWorker::on_engine_ended);
-    plixConnect(&m_queue, &PlayQueue::currentReplaced, this,
-                &PlayerWorker::on_queue_currentReplaced);
+    plixConnect(&m_tick, &QTimer::timeout, this, &PlayerWorker::showPosition);
+    m_keepTick.setInterval(keepTickMs);
+    plixConnect(&m_keepTick, &QTimer::timeout, this, &PlayerWorker::keep);
+    m_keep.setSingleShot(true);
+    m_keep.setInterval(keepDelayMs);
+    plixConnect(&m_keep, &QTimer::timeout, this, &PlayerWorker::keep);
 
     PlayerNodes::provide(this, actions().keys());
-    select(m_queue.current(), State::Stopped);
+    plixConnect(&m_player, &Player::trackChanged, this,
+                [this] { PlayerNodes::showTrack(this, m_player.track()); });
+    plixConnect(&m_player, &Player::positionChanged, this, &PlayerWorker::showPosition);
+    plixConnect(&m_player, &Player::stateChanged, this, &PlayerWorker::showState);
+    plixConnect(&m_player, &Player::errorChanged, this,
+                [this](const QString& text) { PlayerNodes::showError(this, text); });
 
+    m_restored = m_store.values();
+    if (const auto rows = m_store.queue()) {
+        m_isClaimed = true;
+        m_queue.fill(*rows);
+    }
+    m_awaitsMedia = m_queue.isEmpty() && !m_isClaimed;
+    restoreValues(config.value(QStringLiteral("overrides")).toStringList());
+    restorePlace();
+
+    new CMValueItem(this, CMPath::fromEncoded(QStringLiteral("settings:/player/replayGain")), this,
+                    SLOT(on_replayGain_changed(PlixValue)));
     TrackFinder::follow(this, SLOT(on_mediaRows_changed()));
     // Later: the media worker may start after this one.
     QTimer::singleShot(0, this, &PlayerWorker::on_mediaRows_changed);
 }
 
-PlayerWorker::~PlayerWorker() = default;
+PlayerWorker::~PlayerWorker() {
+    keep();
+}
 
 // Requests.
 
@@ -55,9 +94,10 @@ void PlayerWorker::getDataRequest(const CMGetDataRequest& request) {
     if (path != PlayerNodes::position && path != PlayerNodes::progress)
         return CMNodesWorker::getDataRequest(request);
     // A read returns the exact position, without announcing a change.
+    const qint64 position = m_player.position();
     const QVariantHash now = path == PlayerNodes::position
-                                 ? PlayerNodes::positionValue(position()).__variant().toHash()
-                                 : PlayerNodes::progressRecord(position(), m_engine->isRunning());
+                                 ? PlayerNodes::positionValue(position).__variant().toHash()
+                                 : PlayerNodes::progressRecord(position, m_player.isRunning());
     QVariantList values;
     for (const QString& name : request.roles)
         values.append(name == PlixRolesType::Value() ? QVariant(now) : role(path, name));
@@ -65,8 +105,11 @@ void PlayerWorker::getDataRequest(const CMGetDataRequest& request) {
 }
 
 void PlayerWorker::setDataRequest(const CMSetDataRequest& request) {
-    const Action action =
-        request.role == PlixRoles::Activate() ? actions().value(request.path.toEncoded()) : nullptr;
+    const QString path = request.path.toEncoded();
+    if (path == PlayerNodes::repeat && request.role == PlixRolesType::Value() &&
+        !PlayOrder::repeatNamed(CMValues::scalar(request.value).toString()))
+        return request.reply.fail(outOfRange("Repeat is \"off\", \"one\" or \"all\""));
+    const Action action = request.role == PlixRoles::Activate() ? actions().value(path) : nullptr;
     if (!action)
         return CMNodesWorker::setDataRequest(request);
     dbglog_debug("Activating " << request.path);
@@ -76,10 +119,10 @@ void PlayerWorker::setDataRequest(const CMSetDataRequest& request) {
 const QHash<QString, PlayerWorker::Action>& PlayerWorker::actions() {
     static const QHash<QString, Action> table{
         {QStringLiteral("player:player/play"), &PlayerWorker::play},
-        {QStringLiteral("player:player/pause"), &PlayerWorker::pause},
-        {QStringLiteral("player:player/stop"), &PlayerWorker::stop},
-        {QStringLiteral("player:player/next"), &PlayerWorker::next},
-        {QStringLiteral("player:player/previous"), &PlayerWorker::previous},
+        {QStringLiteral("player:player/pause"), &PlayerWorker::act<&Player::pause>},
+        {QStringLiteral("player:player/stop"), &PlayerWorker::act<&Player::stop>},
+        {QStringLiteral("player:player/next"), &PlayerWorker::act<&Player::next>},
+        {QStringLiteral("player:player/previous"), &PlayerWorker::act<&Player::previous>},
         {QStringLiteral("player:player/seek"), &PlayerWorker::seek},
         {QStringLiteral("player:queue/insert"), &PlayerWorker::insert},
         {QStringLiteral("player:queue/remove"), &PlayerWorker::change<&QueueCommands::remove>},
@@ -94,14 +137,17 @@ void PlayerWorker::succeed(const Reply& reply) const {
     reply.finish(role(PlayerNodes::state, PlixRolesType::Value()));
 }
 
+template <PlayerWorker::PlayerAction action>
+void PlayerWorker::act(const QVariant&, const Reply& reply) {
+    (m_player.*action)();
+    succeed(reply);
+}
+
 void PlayerWorker::play(const QVariant& argument, const Reply& reply) {
     if (PlayerArguments::isBare(argument)) {
         if (m_queue.isEmpty())
             return reply.fail(outOfRange("The queue is empty"));
-        if (m_state == State::Stopped)
-            select(std::max(m_queue.current(), 0), State::Playing);
-        else
-            setState(State::Playing);
+        m_player.play();
         return succeed(reply);
     }
     const QVariant path = PlayerArguments::member(argument, QStringLiteral("path"));
@@ -111,7 +157,7 @@ void PlayerWorker::play(const QVariant& argument, const Reply& reply) {
     const auto index = m_commands.rowNamed(argument, &error);
     if (!index)
         return reply.fail(error);
-    select(*index, State::Playing);
+    m_player.playRow(*index);
     succeed(reply);
 }
 
@@ -122,47 +168,23 @@ void PlayerWorker::playPath(const QString& path, const Reply& reply) {
         if (m_queue.indexOfPath(track.path) < 0) {
             if (!m_queue.insert(m_queue.size(), track))
                 return reply.fail(QueueCommands::queueIsFull());
-            m_awaitsMedia = false;
+            claimQueue();
         }
-        select(m_queue.indexOfPath(track.path), State::Playing);
+        m_player.playRow(m_queue.indexOfPath(track.path));
         succeed(reply);
     });
-}
-
-void PlayerWorker::pause(const QVariant&, const Reply& reply) {
-    if (m_state == State::Playing)
-        setState(State::Paused);
-    succeed(reply);
-}
-
-void PlayerWorker::stop(const QVariant&, const Reply& reply) {
-    select(m_queue.current(), State::Stopped);
-    succeed(reply);
-}
-
-void PlayerWorker::next(const QVariant&, const Reply& reply) {
-    endTrack();
-    succeed(reply);
-}
-
-void PlayerWorker::previous(const QVariant&, const Reply& reply) {
-    const bool restarts = m_engine->position() >= restartAfterMs;
-    if (!m_queue.isEmpty())
-        select(std::max(0, m_queue.current() - (restarts ? 0 : 1)), State::Playing);
-    succeed(reply);
 }
 
 void PlayerWorker::seek(const QVariant& argument, const Reply& reply) {
     const auto position = PlayerArguments::integer(argument);
     if (!position)
         return reply.fail(typeMismatch("Seeking takes a whole number of milliseconds"));
-    if (m_state == State::Stopped)
+    if (m_player.state() == Player::State::Stopped)
         return reply.fail(outOfRange("Nothing is being played"));
-    const qint64 end = currentDuration() > 0 ? currentDuration() : maximumPositionMs;
-    if (*position < 0 || *position > end)
+    const qint64 duration = m_player.track().durationMs;
+    if (*position < 0 || *position > (duration > 0 ? duration : maximumPositionMs))
         return reply.fail(outOfRange("The position lies outside the track"));
-    m_engine->seek(*position);
-    publishPosition();
+    m_player.seek(*position);
     succeed(reply);
 }
 
@@ -185,11 +207,18 @@ void PlayerWorker::change(const QVariant& argument, const Reply& reply) {
 void PlayerWorker::finishChange(const CMError& error, const Reply& reply) {
     if (error)
         return reply.fail(error);
-    m_awaitsMedia = false;
+    claimQueue();
     succeed(reply);
 }
 
-// The queue.
+void PlayerWorker::claimQueue() {
+    m_awaitsMedia = false;
+    m_isClaimed = true;
+    m_isQueueChanged = true;
+    keepLater();
+}
+
+// The media worker's tracks.
 
 void PlayerWorker::on_mediaRows_changed() {
     TrackFinder::findAll(PlayQueue::maximumRows, this,
@@ -199,74 +228,108 @@ void PlayerWorker::on_mediaRows_changed() {
 void PlayerWorker::useMediaTracks(const QVector<PlayerTrack>& tracks) {
     if (m_awaitsMedia) {
         m_awaitsMedia = tracks.isEmpty();
-        if (!tracks.isEmpty())
-            m_queue.fill(tracks);
-        return;
+        if (tracks.isEmpty())
+            return;
+        m_queue.fill(tracks);
+        return restorePlace();
     }
     // Rows of the configuration may lack the durations of their tracks.
-    const qint64 before = currentDuration();
     QHash<QString, qint64> durations;
     for (const PlayerTrack& track : tracks)
         durations.insert(track.path, track.durationMs);
-    m_queue.learnDurations(durations);
-    if (currentDuration() == before)
-        return;
-    PlayerNodes::showTrack(this, m_queue.currentTrack());
-    m_engine->setDuration(currentDuration());
+    m_player.learnDurations(durations);
 }
 
-void PlayerWorker::on_queue_currentReplaced(bool follows) {
-    select(m_queue.current(), follows ? m_state : State::Stopped);
+// What is shown.
+
+void PlayerWorker::showPosition() {
+    PlayerNodes::showPosition(this, m_player.position(), m_player.isRunning());
 }
 
-// What is being played.
-
-void PlayerWorker::select(int index, State state) {
-    m_queue.setCurrent(index);
-    if (index < 0 || state == State::Stopped)
-        m_engine->stop();
-    else
-        m_engine->load(m_queue.currentTrack(), 0);
-    PlayerNodes::showTrack(this, m_queue.currentTrack());
-    setState(index < 0 ? State::Stopped : state);
-}
-
-void PlayerWorker::setState(State state) {
-    m_state = state;
-    if (state == State::Playing) {
-        m_engine->play();
-        m_tick.start();
-    } else {
-        m_engine->pause();
-        m_tick.stop();
+void PlayerWorker::showState() {
+    for (QTimer* timer : {&m_tick, &m_keepTick}) {
+        if (m_player.state() == Player::State::Playing)
+            timer->start();
+        else
+            timer->stop();
     }
     static const QString names[] = {QStringLiteral("stopped"), QStringLiteral("playing"),
                                     QStringLiteral("paused")};
-    publishPosition();
-    setValue(PlayerNodes::state, PlixValue::fromScalar(names[int(state)]));
+    setValue(PlayerNodes::state, PlixValue::fromScalar(names[int(m_player.state())]));
+    keepLater();
 }
 
-void PlayerWorker::on_engine_ended() {
-    endTrack();
+void PlayerWorker::on_replayGain_changed(const PlixValue& value) {
+    m_player.engine().setReplayGain(value.string_());
 }
 
-void PlayerWorker::endTrack() {
-    const bool hasNext = m_queue.current() + 1 < m_queue.size();
-    if (hasNext)
-        select(m_queue.current() + 1, State::Playing);
-    else
-        select(m_queue.current(), State::Stopped);
+void PlayerWorker::stored(const QString& path, const QString& role, const QVariant&) {
+    if (role == PlixRolesType::Value() && keptNodes().contains(path)) {
+        applyValues();
+        keepLater();
+    }
 }
 
-void PlayerWorker::publishPosition() {
-    PlayerNodes::showPosition(this, position(), m_engine->isRunning());
+void PlayerWorker::applyValues() {
+    const auto valueOf = [this](const QString& path) {
+        return CMValues::scalar(role(path, PlixRolesType::Value()));
+    };
+    m_player.engine().setVolume(valueOf(PlayerNodes::volume).toInt());
+    m_player.engine().setMute(valueOf(PlayerNodes::mute).toBool());
+    const auto repeat = PlayOrder::repeatNamed(valueOf(PlayerNodes::repeat).toString());
+    m_player.setRepeat(repeat.value_or(PlayOrder::Repeat::Off));
+    m_player.setShuffle(valueOf(PlayerNodes::shuffle).toBool());
 }
 
-qint64 PlayerWorker::position() const {
-    const qint64 position = m_engine->position();
-    return currentDuration() > 0 ? std::min(position, currentDuration()) : position;
+// What survives a restart.
+
+// With the checks of a client's write, because the device files may have changed meanwhile.
+void PlayerWorker::restoreValues(const QStringList& overrides) {
+    m_volumeAtStart = CMValues::scalar(role(PlayerNodes::volume, PlixRolesType::Value()));
+    const QVariantHash nodes = m_restored.value(nodesName).toHash();
+    for (const QString& path : keptNodes()) {
+        // A setting that has been changed since counts more than the last volume.
+        const bool isOutdated =
+            path == PlayerNodes::volume &&
+            !CMValues::same(m_restored.value(volumeAtStartName), m_volumeAtStart);
+        if (nodes.contains(path) && !overrides.contains(path) && !isOutdated)
+            PlayerWorker::setDataRequest(
+                {CMPath::fromEncoded(path), PlixRolesType::Value(), nodes.value(path), {}});
+    }
+    applyValues();
 }
 
-qint64 PlayerWorker::currentDuration() const {
-    return m_queue.currentTrack().durationMs;
+void PlayerWorker::restorePlace() {
+    const QVariantHash place = m_restored.value(placeName).toHash();
+    const QString path = place.value(QStringLiteral("path")).toString();
+    int index = place.value(QStringLiteral("index")).toInt();
+    if (index < 0 || index >= m_queue.size() || m_queue.at(index).path != path)
+        index = m_queue.indexOfPath(path);
+    if (index < 0)
+        return m_player.restore(m_queue.isEmpty() ? -1 : 0, Player::State::Stopped, 0);
+    const bool isStopped = place.value(QStringLiteral("stopped")).toBool();
+    m_player.restore(index, isStopped ? Player::State::Stopped : Player::State::Paused,
+                     place.value(QStringLiteral("position")).toLongLong());
+}
+
+void PlayerWorker::keepLater() {
+    if (!m_keep.isActive())
+        m_keep.start();
+}
+
+void PlayerWorker::keep() {
+    if (m_isClaimed && std::exchange(m_isQueueChanged, false))
+        m_store.keepQueue(m_queue.tracks());
+    QVariantHash nodes;
+    for (const QString& path : keptNodes())
+        nodes.insert(path, role(path, PlixRolesType::Value()));
+    // Until the media worker has given its tracks, the place is where it was.
+    const QVariantHash place{
+        {QStringLiteral("path"), m_queue.currentTrack().path},
+        {QStringLiteral("index"), m_queue.current()},
+        {QStringLiteral("position"), m_player.position()},
+        {QStringLiteral("stopped"), m_player.state() == Player::State::Stopped}};
+    m_store.keepValues({{nodesName, nodes},
+                        {volumeAtStartName, m_volumeAtStart},
+                        {placeName, m_awaitsMedia ? m_restored.value(placeName) : place}});
 }

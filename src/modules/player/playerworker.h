@@ -1,18 +1,15 @@
 #pragma once
 
 #include "core/model/cmnodesworker.h"
+#include "player.h"
+#include "playerstore.h"
 #include "playqueue.h"
 #include "queuecommands.h"
 
 #include <QTimer>
 
-#include <memory>
-
-class PlayerEngine;
-
-// The player: it plays the tracks of its queue one after another with an engine. playernodes.h
-// lists the nodes that show what it does. These perform an action when their role `activate` is
-// written, and answer with the state:
+// The player of the device. playernodes.h lists the nodes that show what it does. These perform an
+// action when their role `activate` is written, and answer with the state:
 //
 //   player:player/play      nothing, true or {}: resumes, or starts at the current row;
 //                           {"path": PATH} or a text: that track now, which joins the end of the
@@ -29,11 +26,13 @@ class PlayerEngine;
 //
 // queuecommands.h tells what a ROW and a place are.
 //
-// At the end of a track the next row is played; behind the last one the player stops. When the
-// current row is removed, the row that takes its place becomes current in the same state.
-//
 // The queue starts with the rows that the configuration gives it, otherwise with the tracks of the
-// media worker as soon as there are any, unless a client has changed it before.
+// media worker as soon as there are any, unless a client has changed it before. Such a queue is
+// kept when the device restarts; so are the volume, the modes, the current row and the position in
+// it. What was playing rests then.
+//
+// Configuration: "nodes"; "stateDir", the state directory; "overrides", the paths whose configured
+// values have precedence over kept ones.
 class PlayerWorker : public CMNodesWorker {
     Q_OBJECT
 
@@ -44,47 +43,55 @@ public:
     void getDataRequest(const CMGetDataRequest& request) override;
     void setDataRequest(const CMSetDataRequest& request) override;
 
+protected:
+    void stored(const QString& path, const QString& role, const QVariant& value) override;
+
 private Q_SLOTS:
     void on_mediaRows_changed();
+    void on_replayGain_changed(const PlixValue& value);
 
 private:
-    enum class State { Stopped, Playing, Paused };
     using Reply = CMReply<QVariant>;
     using Action = void (PlayerWorker::*)(const QVariant& argument, const Reply& reply);
+    using PlayerAction = void (Player::*)();
     using QueueAction = CMError (QueueCommands::*)(const QVariant& argument) const;
 
     static const QHash<QString, Action>& actions();
     void play(const QVariant& argument, const Reply& reply);
-    void pause(const QVariant& argument, const Reply& reply);
-    void stop(const QVariant& argument, const Reply& reply);
-    void next(const QVariant& argument, const Reply& reply);
-    void previous(const QVariant& argument, const Reply& reply);
+    void playPath(const QString& path, const Reply& reply);
     void seek(const QVariant& argument, const Reply& reply);
     void insert(const QVariant& argument, const Reply& reply);
+    template <PlayerAction action>
+    void act(const QVariant& argument, const Reply& reply);
     template <QueueAction action>
     void change(const QVariant& argument, const Reply& reply);
     void succeed(const Reply& reply) const;
     void finishChange(const CMError& error, const Reply& reply);
+    void claimQueue();
 
-    void playPath(const QString& path, const Reply& reply);
+    void showPosition();
+    void showState();
     void useMediaTracks(const QVector<PlayerTrack>& tracks);
 
-    void on_queue_currentReplaced(bool follows);
-    void on_engine_ended();
-    // Makes the row current and starts at its beginning; stops for -1, which means no row.
-    void select(int index, State state);
-    void setState(State state);
-    void endTrack();
-    void publishPosition();
-    qint64 position() const;
-    // 0 when unknown, or when there is no track.
-    qint64 currentDuration() const;
+    void restoreValues(const QStringList& overrides);
+    void restorePlace();
+    void applyValues();
+    void keepLater();
+    void keep();
 
+    PlayerStore m_store;
+    QVariantHash m_restored;
     PlayQueue m_queue;
     QueueCommands m_commands;
-    std::unique_ptr<PlayerEngine> m_engine;
-    State m_state = State::Stopped;
+    Player m_player;
     QTimer m_tick;
+    QTimer m_keep;
+    QTimer m_keepTick;
+    // The volume of the settings.
+    QVariant m_volumeAtStart;
     // Whether the queue is to be filled with the tracks of the media worker.
     bool m_awaitsMedia;
+    // Whether a client has made the queue what it is, so that it is kept; and what is not yet.
+    bool m_isClaimed = false;
+    bool m_isQueueChanged = false;
 };

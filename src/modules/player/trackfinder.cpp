@@ -2,6 +2,10 @@
 
 #include "core/model/cmroles.h"
 #include "core/model/cmroot.h"
+#include "core/plixhttprequest.h"
+
+#include <QFile>
+#include <QFileInfo>
 
 namespace {
 
@@ -9,7 +13,56 @@ CMPath mediaPath() {
     return CMPath::fromEncoded(QStringLiteral("media:/"));
 }
 
+const QString notThere = QStringLiteral("It is not there any more");
+
+QString fileUri(const QString& fileName) {
+    return QStringLiteral("file://") +
+           QString::fromLatin1(QFile::encodeName(fileName).toPercentEncoding("/"));
+}
+
+// Asks the worker of the path for the file, as the web server does for a client.
+void locateFile(const QString& path, QObject* context,
+                const std::function<void(const QString& uri, const QString& reason)>& found) {
+    PlixHttpRequestData data;
+    data.setVariable(QStringLiteral("REQUEST_METHOD"), QStringLiteral("GET"));
+    data.setVariable(QStringLiteral("QUERY_STRING"), QString());
+    PlixHttpRequest request;
+    request.setData(data);
+    const CMReply<QVariant> reply;
+    reply.onFinished(context, [found](const CMReply<QVariant>& finished) {
+        const PlixHttpRequestReply answer(finished.value().toHash());
+        if (finished.error() || answer.status() == 404)
+            return found({}, notThere);
+        if (answer.localFile().isEmpty())
+            return found({}, QStringLiteral("It is no file that could be played here"));
+        if (!QFileInfo::exists(answer.localFile()))
+            return found({}, notThere);
+        found(fileUri(answer.localFile()), {});
+    });
+    CMRoot()->setData(CMPath::fromEncoded(path), PlixRoles::HttpRequest(), request.__variant(),
+                      reply);
+}
+
 } // namespace
+
+bool TrackFinder::isRemote(const QString& uri) {
+    return uri.startsWith(QLatin1String("http://")) || uri.startsWith(QLatin1String("https://"));
+}
+
+void TrackFinder::locate(
+    const QString& path, QObject* context,
+    const std::function<void(const QString& uri, const QString& reason)>& found) {
+    const CMReply<QVariantList> data;
+    data.onFinished(context, [path, context, found](const CMReply<QVariantList>& finished) {
+        if (finished.error())
+            return found({}, notThere);
+        const QString value = PlixValue(finished.value().value(0).toHash()).string_();
+        if (isRemote(value))
+            return found(value, {});
+        locateFile(path, context, found);
+    });
+    CMRoot()->getData(CMPath::fromEncoded(path), {PlixRolesType::Value()}, data);
+}
 
 void TrackFinder::find(
     const QString& path, QObject* context,

@@ -19,6 +19,11 @@ void find(const QString& path, QObject* context,
 // without a media worker.
 void findAll(int maximum, QObject* context,
              const std::function<void(const QVector<PlayerTrack>& tracks)>& found);
+// Where the sound of the track at the path is: the URI of a local file, or of a stream on the
+// network. Empty, with the reason in plain words, when it is nowhere.
+void locate(const QString& path, QObject* context,
+            const std::function<void(const QString& uri, const QString& reason)>& found);
+bool isRemote(const QString& uri);
 // Calls the SLOT() of the receiver when that list changes.
 void follow(QObject* receiver, const char* slot);
 

@@ -21,7 +21,9 @@ QString stateFile(const QVariantHash& config, const char* name) {
 // device file can set them.
 bool isDeviceNode(const QString& path) {
     return path.startsWith(QLatin1String("settings:/webserver/")) ||
-           path == QLatin1String("settings:/media/directory");
+           path == QLatin1String("settings:/media/directory") ||
+           path == QLatin1String("settings:/player/engine") ||
+           path == QLatin1String("settings:/player/output");
 }
 
 } // namespace

@@ -1,0 +1,63 @@
+#include "playerstore.h"
+
+#include "core/dbglog.h"
+#include "core/plixjson.h"
+
+#include <QFile>
+#include <QSaveFile>
+
+namespace {
+
+void save(const QString& fileName, const QByteArray& content) {
+    QSaveFile file(fileName);
+    const bool saved = file.open(QIODevice::WriteOnly) &&
+                       file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
+                       file.write(content) == content.size() && file.commit();
+    if (!saved)
+        dbglog_error("Not kept: " << fileName << ": " << file.errorString());
+}
+
+} // namespace
+
+QString PlayerStore::fileName(const char* name) const {
+    return m_folder + '/' + QLatin1String(name);
+}
+
+QVariantHash PlayerStore::values() const {
+    QFile file(fileName("player.json"));
+    if (m_folder.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return {};
+    PlixError error;
+    return PlixJson::parse(file.readAll(), error).toHash();
+}
+
+void PlayerStore::keepValues(const QVariantHash& values) {
+    if (m_folder.isEmpty() || values == m_kept)
+        return;
+    m_kept = values;
+    save(fileName("player.json"), PlixJson::serialize(values));
+}
+
+// One line for each row, because a text of JSON may not have as many values as a full queue has.
+std::optional<QVector<PlayerTrack>> PlayerStore::queue() const {
+    QFile file(fileName("player-queue.jsonl"));
+    if (m_folder.isEmpty() || !file.open(QIODevice::ReadOnly))
+        return std::nullopt;
+    QVector<PlayerTrack> tracks;
+    while (!file.atEnd()) {
+        PlixError error;
+        const QVariantHash row = PlixJson::parse(file.readLine(), error).toHash();
+        if (error.isEmpty())
+            tracks.append(PlayerTrack::fromKept(row));
+    }
+    return tracks;
+}
+
+void PlayerStore::keepQueue(const QVector<PlayerTrack>& tracks) const {
+    if (m_folder.isEmpty())
+        return;
+    QByteArray lines;
+    for (const PlayerTrack& track : tracks)
+        lines += PlixJson::serialize(track.kept()) + '\n';
+    save(fileName("player-queue.jsonl"), lines);
+}
