@@ -6,8 +6,10 @@ build_packages=(
     g++ cmake ninja-build pkg-config
     qtbase5-dev libsoup2.4-dev libglib2.0-dev liblog4cplus-dev rapidjson-dev
     glib-networking libssl-dev openssl
+    libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
 )
 test_packages=(
+    ffmpeg gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     curl dpkg-dev esbuild file iproute2 mypy node-typescript python3 python3-jsonschema
     python3-setuptools python3-wheel python3-yaml valgrind
 )

@@ -24,6 +24,7 @@ QString streamText(const GError* error) {
         return QStringLiteral("It contains no music in a known format");
     case GST_STREAM_ERROR_CODEC_NOT_FOUND:
         return QStringLiteral("A decoder for its format is not installed");
+    case GST_STREAM_ERROR_FAILED:
     case GST_STREAM_ERROR_DECODE:
     case GST_STREAM_ERROR_DEMUX:
     case GST_STREAM_ERROR_FORMAT:

@@ -41,7 +41,8 @@ Pipeline::~Pipeline() {
         return;
     g_source_remove(m_reportTimer);
     g_source_remove(m_busWatch);
-    gst_element_set_state(m_playbin.get(), GST_STATE_NULL);
+    endWaiting();
+    setState(GST_STATE_NULL);
 }
 
 void Pipeline::load(const Track& track, qint64 position) {
@@ -53,12 +54,14 @@ void Pipeline::load(const Track& track, qint64 position) {
 }
 
 void Pipeline::start(const Track& track, qint64 position) {
+    endWaiting();
     setState(GST_STATE_READY);
     dropMessages();
     {
         const std::lock_guard lock(m_mutex);
-        m_next = {};
+        m_next.reset();
         m_decoded = {};
+        m_isCancelled = false;
     }
     m_filter.begin();
     m_filter.expect(track.delay);
@@ -73,6 +76,12 @@ void Pipeline::start(const Track& track, qint64 position) {
         handleSettled();
 }
 
+// The track that is decoded already, if any, and whether a thread waits for what follows.
+std::pair<Pipeline::Track, bool> Pipeline::ahead() {
+    const std::lock_guard lock(m_mutex);
+    return {m_decoded, m_isWaiting};
+}
+
 // Those that are still under way tell of what has been dropped.
 void Pipeline::dropMessages() {
     const GstObjectPtr<GstBus> bus(gst_element_get_bus(m_playbin.get()));
@@ -83,17 +92,32 @@ void Pipeline::dropMessages() {
 void Pipeline::follow(const Track& track) {
     const std::lock_guard lock(m_mutex);
     m_next = track;
+    m_changed.notify_all();
 }
 
-// The streaming thread needs an answer at once.
+// The streaming thread has handed on all of the present track, and wants the next one before it
+// returns. What it has handed on lasts for seconds; but of a short track it asks even before the
+// track is heard, and so before anybody can have said what follows it.
 void Pipeline::on_playbin_aboutToFinish(GstElement* playbin, gpointer self) {
     auto* pipeline = static_cast<Pipeline*>(self);
-    const std::lock_guard lock(pipeline->m_mutex);
-    if (!pipeline->m_next)
+    std::unique_lock lock(pipeline->m_mutex);
+    pipeline->m_isWaiting = true;
+    pipeline->m_changed.wait(lock, [&] {
+        return pipeline->m_isCancelled || (pipeline->m_next && !pipeline->m_decoded);
+    });
+    pipeline->m_isWaiting = false;
+    if (pipeline->m_isCancelled || !*pipeline->m_next)
         return;
-    pipeline->m_decoded = std::exchange(pipeline->m_next, {});
+    pipeline->m_decoded = *std::exchange(pipeline->m_next, std::nullopt);
     pipeline->m_filter.expect(pipeline->m_decoded.delay);
     g_object_set(playbin, "uri", pipeline->m_decoded.uri.constData(), nullptr);
+}
+
+// Before the pipeline is stopped, which waits for its threads.
+void Pipeline::endWaiting() {
+    const std::lock_guard lock(m_mutex);
+    m_isCancelled = true;
+    m_changed.notify_all();
 }
 
 void Pipeline::setPlaying(bool isPlaying) {
@@ -106,6 +130,7 @@ void Pipeline::setPlaying(bool isPlaying) {
 void Pipeline::stop() {
     m_track = {};
     m_isPlaying = false;
+    endWaiting();
     if (m_outputError.isEmpty())
         setState(GST_STATE_NULL);
 }
@@ -117,15 +142,12 @@ void Pipeline::setState(GstState state) {
 void Pipeline::seek(qint64 position) {
     if (!m_track || !m_outputError.isEmpty())
         return;
-    Track decoded;
-    {
-        const std::lock_guard lock(m_mutex);
-        decoded = m_decoded;
-    }
-    // A jump would be one in the track that is decoded already.
-    if (decoded) {
+    // A jump would be one in the track that is decoded already, or wait for the thread that waits.
+    if (const auto [decoded, isWaiting] = ahead(); decoded || isWaiting) {
         start(m_track, position);
-        return follow(decoded);
+        if (decoded)
+            follow(decoded);
+        return;
     }
     m_jump = -1;
     const qint64 target = position * nsPerMs + beginOf(m_track);
@@ -177,15 +199,12 @@ void Pipeline::handleMessage(GstMessage* message) {
 void Pipeline::handleError(GstMessage* message) {
     GErrorPtr error;
     gst_message_parse_error(message, error.out(), nullptr);
-    Track decoded;
-    {
-        const std::lock_guard lock(m_mutex);
-        decoded = m_decoded;
-    }
     const bool isOutput = isFromOutput(message);
     // The present track is played to its end, and the one that follows fails when it is loaded.
-    if (decoded && !isOutput)
-        return start(m_track, positionOf(GST_FORMAT_TIME));
+    if (ahead().first && !isOutput) {
+        start(m_track, position());
+        return follow({});
+    }
     fail(m_missingPlugin.isEmpty() || isOutput ? failureText(error.get(), isOutput)
                                                : m_missingPlugin,
          isOutput);
@@ -218,6 +237,7 @@ void Pipeline::handleStreamStart() {
     {
         const std::lock_guard lock(m_mutex);
         decoded = std::exchange(m_decoded, {});
+        m_changed.notify_all();
     }
     if (decoded) {
         m_track = decoded;
@@ -275,16 +295,16 @@ gboolean Pipeline::on_report_due(gpointer self) {
 
 void Pipeline::reportPosition() {
     if (m_track)
-        report("position", {{QStringLiteral("position"), positionOf(GST_FORMAT_TIME)},
+        report("position", {{QStringLiteral("position"), position()},
                             {QStringLiteral("running"), m_isPlaying}});
 }
 
 // In milliseconds.
-qint64 Pipeline::positionOf(GstFormat format) {
+qint64 Pipeline::position() {
     gint64 position = 0;
     if (m_jump >= 0)
         return m_jump;
-    if (!gst_element_query_position(m_playbin.get(), format, &position))
+    if (!gst_element_query_position(m_playbin.get(), GST_FORMAT_TIME, &position))
         return 0;
     return std::max<qint64>(0, position - beginOf(m_track)) / nsPerMs;
 }

@@ -5,6 +5,7 @@
 #include <QByteArray>
 #include <QVariantHash>
 
+#include <condition_variable>
 #include <functional>
 
 // What plays: a chain of GStreamer elements from the address of a track to the output. It lives on
@@ -34,8 +35,9 @@ public:
 
     // Replaces the present track, at a position in milliseconds.
     void load(const Track& track, qint64 position);
-    // The track that follows the present one without a gap; it replaces one that was to follow and
-    // has not begun to be decoded.
+    // The track that follows the present one without a gap, or none; it replaces one that was to
+    // follow and has not begun to be decoded. Has to be said after each load(), and each time that
+    // the track has begun which was to follow: the end of a track waits for it.
     void follow(const Track& track);
     void setPlaying(bool isPlaying);
     void stop();
@@ -54,13 +56,15 @@ private:
     void handleSettled();
     void handleState(GstMessage* message);
     void start(const Track& track, qint64 position);
+    void endWaiting();
+    std::pair<Track, bool> ahead();
     void dropMessages();
     void setState(GstState state);
     void fail(const QString& reason, bool isOutput);
     void reportDuration();
     void report(const char* what, QVariantHash members = {});
     bool isFromOutput(GstMessage* message) const;
-    qint64 positionOf(GstFormat format);
+    qint64 position();
 
     const Report m_report;
     SoundFilter m_filter;
@@ -84,7 +88,11 @@ private:
 
     // Shared with the thread that asks for the track that follows.
     std::mutex m_mutex;
-    Track m_next;
+    std::condition_variable m_changed;
+    // Empty until it has been said.
+    std::optional<Track> m_next;
     // Has begun to be decoded, but not to be played.
     Track m_decoded;
+    bool m_isWaiting = false;
+    bool m_isCancelled = false;
 };

@@ -8,7 +8,8 @@
 //
 //   {"do":"load","id":N,"uri":URI,"position":P,"play":BOOL}   another track; play tells whether it
 //                                                             is played or rests at the position
-//   {"do":"next","id":N,"uri":URI}  what follows the present track; nothing without an id
+//   {"do":"next","id":N,"uri":URI}  what follows the present track; nothing without an id. To be
+//                                   said after each load and each start of the track that followed
 //   {"do":"play"}, {"do":"pause"}, {"do":"stop"}
 //   {"do":"seek","position":P}
 //   {"do":"volume","value":0..100}, {"do":"mute","value":BOOL}

@@ -76,6 +76,76 @@ private Q_SLOTS:
         QCOMPARE(position(), 0);
     }
 
+    void repeats() {
+        activate("player/play");
+        setData("player:player/repeat", "value", "one");
+        QTRY_VERIFY(position() > 200);
+        QTRY_VERIFY(position() < 200);
+        QCOMPARE(player(), QStringLiteral("playing a a b c"));
+        setData("player:player/repeat", "value", "all");
+        activate(R"(player/play {"index": 2})");
+        activate("player/next");
+        QCOMPARE(player(), QStringLiteral("playing a a b c"));
+        activate("player/previous");
+        QCOMPARE(player(), QStringLiteral("playing c a b c"));
+        QCOMPARE(setData("player:player/repeat", "value", "some"), QStringLiteral("outOfRange"));
+    }
+
+    // Each row once, back the way it came, forward again, and what is put behind the current row
+    // next; at the end it stops, or begins another round.
+    void shuffles() {
+        for (int i = 0; i < 30; ++i)
+            activate(R"(queue/insert {"path": "media:/d"})");
+        activate("player/play");
+        setData("player:player/shuffle", "value", true);
+        QStringList played{record("track").value("id").toString()};
+        const auto step = [&](const QString& command) {
+            activate(command);
+            return record("track").value("id").toString();
+        };
+        while (played.size() < 33)
+            played.append(step("player/next"));
+        QCOMPARE(QSet<QString>(played.begin(), played.end()).size(), 33);
+        for (int i = 31; i >= 20; --i)
+            QCOMPARE(step("player/previous"), played[i]);
+        QCOMPARE(step("player/next"), played[21]);
+        activate(R"(queue/insert {"path": "media:/c", "after": ")" + played[21] + R"("})");
+        QVERIFY(!played.contains(step("player/next")));
+        for (int i = 22; i < 33; ++i)
+            QCOMPARE(step("player/next"), played[i]);
+        activate("player/next");
+        QVERIFY(player().startsWith("stopped"));
+        setData("player:player/repeat", "value", "all");
+        for (int i = 0; i < 70; ++i)
+            activate("player/next");
+        QVERIFY(player().startsWith("playing"));
+    }
+
+    void goesOnAfterARestart() {
+        const QTemporaryDir state;
+        const auto restart = [&] {
+            m_player.reset();
+            m_player = std::make_unique<PlayerWorker>(QVariantHash{{"stateDir", state.path()}});
+        };
+        restart();
+        QTRY_COMPARE(player(), QStringLiteral("stopped a a b c"));
+        setData("player:player/volume", "value", 12);
+        setData("player:player/repeat", "value", "all");
+        activate(R"(player/play {"index": 2})");
+        activate("player/seek 3000");
+        // A queue that nobody has changed is that of the media worker, also later.
+        restart();
+        QTRY_COMPARE(player(), QStringLiteral("paused c a b c"));
+        activate(R"(queue/remove {"index": 0})");
+        restart();
+        QCOMPARE(player(), QStringLiteral("paused c b c"));
+        QVERIFY(position() >= 3000 && position() < 60000);
+        QCOMPARE(PlixValue(record("volume")).i32_(), 12);
+        QCOMPARE(PlixValue(record("repeat")).string_(), QStringLiteral("all"));
+        QCOMPARE(activate("player/play"), QString());
+        QVERIFY(position() >= 3000);
+    }
+
     void showsNothingOfAnInternalRow() {
         QVariantHash secret = node("s", 0);
         secret.insert("internal", QVariantHash{{"bool_", true}});

@@ -33,7 +33,8 @@ void ProcessEngine::load(const PlayerTrack& track, qint64 position) {
     rest();
     m_track = track;
     m_duration = track.durationMs;
-    m_next = {};
+    m_next.reset();
+    m_nextUri.reset();
     m_retryDelay.succeeded();
     m_clock.setPosition(position);
     if (m_isWanted)
@@ -104,7 +105,6 @@ void ProcessEngine::rest() {
     m_phase = Phase::Idle;
     m_id = 0;
     m_nextId = 0;
-    m_nextUri.clear();
     m_hasSounded = false;
     m_retry.stop();
     m_clock.stand();
@@ -154,30 +154,30 @@ void ProcessEngine::sendLoad() {
 }
 
 void ProcessEngine::prepare(const PlayerTrack& track) {
-    if (track.id == m_next.id && track.path == m_next.path)
+    if (m_next && track.id == m_next->id)
         return;
     m_next = track;
-    m_nextUri.clear();
-    sendNext();
-    if (track.id.isEmpty())
-        return;
-    TrackFinder::locate(track.path, this, [this, track](const QString& uri, const QString&) {
-        // One that cannot be played says so when it is loaded.
-        if (track.id != m_next.id || uri.isEmpty() || TrackFinder::isRemote(uri))
+    m_nextUri.reset();
+    const auto use = [this, track](const QString& uri, const QString&) {
+        if (!m_next || track.id != m_next->id)
             return;
-        m_nextUri = uri;
+        // What is nowhere says so when it is loaded; a stream has no beginning to be in time for.
+        m_nextUri = TrackFinder::isRemote(uri) ? QString() : uri;
         sendNext();
-    });
+    };
+    if (track.id.isEmpty())
+        use({}, {});
+    else
+        TrackFinder::locate(track.path, this, use);
 }
 
 void ProcessEngine::sendNext() {
-    m_nextId = 0;
-    if (m_phase != Phase::Loaded)
+    if (m_phase != Phase::Loaded || !m_nextUri)
         return;
-    if (m_nextUri.isEmpty())
+    m_nextId = m_nextUri->isEmpty() ? 0 : ++m_lastId;
+    if (m_nextId == 0)
         return send("next");
-    m_nextId = ++m_lastId;
-    send("next", {{QStringLiteral("id"), m_nextId}, {QStringLiteral("uri"), m_nextUri}});
+    send("next", {{QStringLiteral("id"), m_nextId}, {QStringLiteral("uri"), *m_nextUri}});
 }
 
 // Reports.
@@ -242,11 +242,11 @@ void ProcessEngine::handleStarted(const QVariantHash& report) {
         return ended();
     }
     m_id = id;
-    m_track = m_next;
-    m_uri = m_nextUri;
+    m_track = m_next.value_or(PlayerTrack());
+    m_uri = m_nextUri.value_or(QString());
     m_duration = m_track.durationMs;
-    m_next = {};
-    m_nextUri.clear();
+    m_next.reset();
+    m_nextUri.reset();
     m_nextId = 0;
     m_reported = 0;
     m_clock.setPosition(0);

@@ -5,6 +5,8 @@
 #include "playerengine.h"
 #include "retrydelay.h"
 
+#include <optional>
+
 // Plays with the program plix-playback, which the player needs nothing of before something is to be
 // heard: until then a track is only remembered.
 //
@@ -72,8 +74,9 @@ private:
     qint64 m_reported = 0;
     QElapsedTimer m_progress;
 
-    PlayerTrack m_next;
-    QString m_nextUri;
+    // Empty until the player has said what follows, and until that has been found.
+    std::optional<PlayerTrack> m_next;
+    std::optional<QString> m_nextUri;
 
     // Numbers for the program; reports on others than the present ones are late.
     qint64 m_lastId = 0;
