@@ -1,6 +1,6 @@
 # What `cmake --install` puts where, beyond the programs and libraries themselves. Components are
 # packages: "webserver" for a device, "dev" to build against it, "simulator" for a machine that
-# plays the device.
+# plays the device, "gstreamer" for one that is to be heard.
 
 # Grows with every incompatible change of the platform libraries.
 set(PLIX_SOVERSION 0)

@@ -53,4 +53,21 @@ The host program plixhost, workers that simulate a device, its web interface,
 and a hardened service that is started on request only, because everyone on the
 network may use the device.")
 
+if(PLIX_GSTREAMER)
+    list(APPEND CPACK_COMPONENTS_ALL gstreamer)
+endif()
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_NAME plix-player-gstreamer)
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_SECTION sound)
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_DEPENDS "${same_version}")
+# Plug-ins that are loaded when a file or an output needs them: docs/playing.md tells which does.
+string(JOIN ", " CPACK_DEBIAN_GSTREAMER_PACKAGE_RECOMMENDS
+    gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav gstreamer1.0-alsa
+    gstreamer1.0-pulseaudio)
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/packaging/gstreamer/postinst)
+set(CPACK_DEBIAN_GSTREAMER_PACKAGE_CONTROL_STRICT_PERMISSION ON)
+set(CPACK_COMPONENT_GSTREAMER_DESCRIPTION "Sound for the player of a networked streaming device
+The program with which the player of plix-simulator plays files and radio
+stations through GStreamer, and the service's access to sound devices. Used when
+the setting settings:/player/engine is gstreamer.")
+
 include(CPack)

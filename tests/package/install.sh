@@ -53,6 +53,18 @@ answer=$(curl -s --max-time 10 --cacert "$work/state/development-ca/ca.pem" \
 [ "$answer" = packed ] || fail "the page is $answer"
 stop_device
 
+if [ -e "$(package plix-player-gstreamer)" ]; then
+    for file in "$work"/*.deb; do
+        [[ $(dpkg-deb -f "$file" Depends Recommends) != *plix-player-gstreamer* ]] ||
+            fail "$file needs GStreamer"
+    done
+    [[ $(dpkg-deb -f "$(package plix-player-gstreamer)" Recommends) == *plugins-good* ]] ||
+        fail "plix-player-gstreamer recommends no decoders"
+    dpkg-deb -x "$(package plix-player-gstreamer)" "$root"
+    echo '{"do":"ping"}' | "$plugins/plix-playback" fakesink | grep -q alive ||
+        fail "plix-playback does not answer"
+fi
+
 if command -v systemd-analyze >/dev/null; then
     sed "s|^ExecStart=|&$root/usr/bin/|" "$root/usr/lib/systemd/system/plixhost.service" \
         >"$work/plixhost.service"

@@ -6,6 +6,8 @@
 #include "processengine.h"
 
 #include <QCoreApplication>
+#include <QDir>
+#include <QFile>
 
 namespace {
 
@@ -16,13 +18,22 @@ QString setting(const QString& path, const QString& otherwise) {
     return value.string_().isEmpty() ? otherwise : value.string_();
 }
 
+// In a build folder beside the host program, otherwise where it is installed.
+QString playbackProgram() {
+    const QString folder = QCoreApplication::applicationDirPath();
+    const QString name = QStringLiteral("/plix-playback");
+    return QFile::exists(folder + name)
+               ? folder + name
+               : QDir::cleanPath(folder + QStringLiteral("/" PLIX_INSTALLED_PROGRAMS) + name);
+}
+
 } // namespace
 
 std::unique_ptr<PlayerEngine> makePlayerEngine(const QString& stateDirectory) {
     const QString engine = setting(QStringLiteral("settings:/player/engine"), clockName);
     if (engine == QLatin1String("gstreamer"))
         return std::make_unique<ProcessEngine>(
-            QCoreApplication::applicationDirPath() + QStringLiteral("/plix-playback"),
+            playbackProgram(),
             setting(QStringLiteral("settings:/player/output"), QStringLiteral("autoaudiosink")),
             stateDirectory);
     if (engine != clockName)
