@@ -7,6 +7,7 @@ build_packages=(
     qtbase5-dev libsoup2.4-dev libglib2.0-dev liblog4cplus-dev rapidjson-dev
     glib-networking libssl-dev openssl
     libgstreamer1.0-dev libgstreamer-plugins-base1.0-dev
+    libtag1-dev libqt5sql5-sqlite
 )
 test_packages=(
     ffmpeg gstreamer1.0-plugins-base gstreamer1.0-plugins-good
