@@ -3,10 +3,9 @@
 #include "core/dbglog.h"
 #include "wavformat.h"
 
+#include <QDateTime>
 #include <QDir>
 #include <QFileInfo>
-
-#include <algorithm>
 
 namespace {
 
@@ -20,37 +19,27 @@ const QStringList& pictureExtensions() {
     return list;
 }
 
-QString coversPrefix() {
-    return QStringLiteral("covers/");
-}
-
 } // namespace
 
-QVector<MediaFolder::Track> MediaFolder::tracks() const {
-    QVector<Track> list;
+MediaCatalogue::Content MediaFolder::content() const {
+    MediaCatalogue::Content content;
     if (m_path.isEmpty())
-        return list;
+        return content;
     const QStringList names = QDir(m_path).entryList(QDir::Files, QDir::Name);
     for (const QString& name : names) {
         if (findIn(m_path, name, audioExtensions()).isNull())
             continue;
-        if (list.size() == maximumTracks) {
+        if (content.tracks.size() == maximumTracks) {
             dbglog_warning("Only the first " << maximumTracks << " files of " << m_path);
             break;
         }
-        list.append(track(name));
+        content.tracks.push_back(std::make_shared<const LibraryTrack>(track(name)));
     }
-    std::stable_sort(list.begin(), list.end(), [](const Track& left, const Track& right) {
-        return left.title.compare(right.title, Qt::CaseInsensitive) < 0;
-    });
-    return list;
+    return content;
 }
 
-QString MediaFolder::find(const QString& name) const {
-    if (!name.startsWith(coversPrefix()))
-        return findIn(m_path, name, audioExtensions());
-    return findIn(m_path + '/' + coversPrefix(), name.mid(coversPrefix().size()),
-                  pictureExtensions());
+QString MediaFolder::findCover(const QString& name) const {
+    return findIn(m_path + QStringLiteral("/covers/"), name, pictureExtensions());
 }
 
 QString MediaFolder::findIn(const QString& folder, const QString& fileName,
@@ -65,22 +54,28 @@ QString MediaFolder::findIn(const QString& folder, const QString& fileName,
                                                                     : QString();
 }
 
-MediaFolder::Track MediaFolder::track(const QString& fileName) const {
+LibraryTrack MediaFolder::track(const QString& fileName) const {
     QFile file(m_path + '/' + fileName);
     WavFormat::Info info;
     if (fileName.endsWith(QLatin1String(".wav"), Qt::CaseInsensitive) &&
         file.open(QIODevice::ReadOnly))
         info = WavFormat::read(file).value_or(info);
-    if (info.title.isEmpty())
-        info.title = QFileInfo(fileName).completeBaseName();
-    return {fileName, info.title, info.artist, coverOf(fileName), info.durationMs};
+    LibraryTrack track;
+    track.path = QFile::encodeName(fileName);
+    track.added = file.fileTime(QFileDevice::FileModificationTime).toSecsSinceEpoch();
+    track.title = info.title;
+    track.artist = info.artist;
+    track.durationMs = info.durationMs;
+    track.cover = coverOf(fileName);
+    track.prepare();
+    return track;
 }
 
-QString MediaFolder::coverOf(const QString& fileName) const {
+QByteArray MediaFolder::coverOf(const QString& fileName) const {
     const QString name = QFileInfo(fileName).completeBaseName() + '.';
     for (const QString& extension : pictureExtensions()) {
-        if (!find(coversPrefix() + name + extension).isNull())
-            return name + extension;
+        if (!findCover(name + extension).isNull())
+            return QFile::encodeName(name + extension);
     }
     return {};
 }

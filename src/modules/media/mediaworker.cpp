@@ -1,97 +1,138 @@
 #include "mediaworker.h"
 
 #include "core/dbglog.h"
-#include "core/mimetypes.h"
 #include "core/model/cmroles.h"
 #include "core/model/cmroot.h"
 #include "core/model/cmvalueitem.h"
+#include "core/model/cmvalues.h"
 #include "core/plixconnect.h"
 #include "core/plixhttprequest.h"
-#include "livesource.h"
-#include "pipewriter.h"
+#include "library/cataloguelists.h"
+#include "library/filenames.h"
+#include "library/medialibrary.h"
+#include "mediachanges.h"
+#include "mediaserver.h"
 #include "trackgenerator.h"
 
-#include <QFile>
-#include <QUrlQuery>
+#include <QCoreApplication>
+#include <QDir>
+#include <QStandardPaths>
 
-#include <cerrno>
-#include <cstring>
+#include <algorithm>
 
 namespace {
 
 // A folder changes many times while files are copied into it.
 constexpr int rescanDelayMs = 300;
+// Longer answers are not cached: they take more memory than they save time.
+constexpr int maximumCachedRows = 1000;
 
-QString rootPath() {
-    return QStringLiteral("media:/");
-}
 QString livePath() {
     return QStringLiteral("media:/live");
+}
+QString scanPath() {
+    return QStringLiteral("media:scan");
+}
+QString startPath() {
+    return QStringLiteral("media:scan/start");
+}
+QString cancelPath() {
+    return QStringLiteral("media:scan/cancel");
 }
 
 CMPath directoryPath() {
     return CMPath::fromEncoded(QStringLiteral("settings:/media/directory"));
 }
-
-QVariant textRecord(const QString& text) {
-    PlixValue value;
-    value.setString_(text);
-    return value.__variant();
+CMPath stationsPath() {
+    return CMPath::fromEncoded(QStringLiteral("settings:/media/stations"));
 }
 
-QVariantHash trackRoles(const MediaFolder::Track& track) {
-    QVariantHash roles{
-        {PlixRoles::Title(), track.title},
-        {PlixRoles::Type(), QStringLiteral("audio")},
-        {PlixRoles::Description(), track.artist},
-        {PlixRoles::Modifiable(), false},
-        {PlixRolesType::Value(), textRecord(rootPath() + track.fileName)},
-        {PlixRoles::Maximum(), QVariant()},
-        {PlixRoles::Icon(), QVariant()},
-    };
-    if (track.durationMs > 0)
-        roles.insert(PlixRoles::Maximum(), track.durationMs);
-    if (!track.cover.isEmpty())
-        roles.insert(PlixRoles::Icon(), rootPath() + QStringLiteral("covers/") + track.cover);
-    return roles;
+// Empty when it is not there.
+QString scanProgram(const QVariantHash& config) {
+    const QString configured = config.value(QStringLiteral("scanProgram")).toString();
+    return configured.isEmpty()
+               ? QStandardPaths::findExecutable(QStringLiteral("plix-media-scan"),
+                                                {QCoreApplication::applicationDirPath()})
+               : QStandardPaths::findExecutable(configured);
 }
 
-QVariantHash statusOnly(int status) {
-    PlixHttpRequestReply reply;
-    reply.setStatus(status);
-    return reply.__hash();
+QVariantHash container(const QString& title) {
+    return {{PlixRoles::Title(), title},
+            {PlixRoles::Type(), QStringLiteral("container")},
+            {PlixRoles::Modifiable(), false}};
 }
 
-bool wantsPipe(const PlixHttpRequest& request) {
-    const QUrlQuery query(request.data().variable(QStringLiteral("QUERY_STRING")).toString());
-    return query.queryItemValue(QStringLiteral("via")) == QLatin1String("pipe");
+QVariantHash action(const QString& title) {
+    return {{PlixRoles::Title(), title},
+            {PlixRoles::Modifiable(), false},
+            {PlixRoles::Activate(), true}};
+}
+
+QString name(LibraryProgress::State state) {
+    switch (state) {
+    case LibraryProgress::State::Off:
+        return QStringLiteral("off");
+    case LibraryProgress::State::Idle:
+        return QStringLiteral("idle");
+    case LibraryProgress::State::Scanning:
+        return QStringLiteral("scanning");
+    case LibraryProgress::State::Cancelled:
+        return QStringLiteral("cancelled");
+    case LibraryProgress::State::Away:
+        return QStringLiteral("away");
+    case LibraryProgress::State::Broken:
+        return QStringLiteral("broken");
+    }
+    return {};
+}
+
+QVariantList pick(const QVariantHash& values, const QStringList& roles) {
+    QVariantList picked;
+    picked.reserve(roles.size());
+    for (const QString& role : roles)
+        picked.append(values.value(role));
+    return picked;
 }
 
 } // namespace
 
 MediaWorker::MediaWorker(const QVariantHash& config)
-    : CMNodesWorker(config, QStringLiteral("media")),
-      m_stateDirectory(config.value(QStringLiteral("stateDir")).toString()) {
-    provide(rootPath(), {{PlixRoles::Title(), QStringLiteral("Media")},
-                         {PlixRoles::Type(), QStringLiteral("container")},
-                         {PlixRoles::Modifiable(), false}});
-    provide(livePath(), {{PlixRoles::Title(), QStringLiteral("Live")},
-                         {PlixRoles::Type(), QStringLiteral("audio")},
-                         {PlixRoles::Modifiable(), false},
-                         {PlixRolesType::Value(), textRecord(livePath())}});
-
+    : CMNodesWorker(config, QStringLiteral("media")), m_config(config),
+      m_stateDirectory(config.value(QStringLiteral("stateDir")).toString()),
+      m_scanProgram(scanProgram(config)), m_found(std::make_shared<const MediaCatalogue>()),
+      m_catalogue(m_found) {
+    provideNodes();
     m_rescan.setSingleShot(true);
     m_rescan.setInterval(rescanDelayMs);
-    plixConnect(&m_rescan, &QTimer::timeout, this, &MediaWorker::publish);
+    plixConnect(&m_rescan, &QTimer::timeout, this, &MediaWorker::readFolder);
     plixConnect(&m_watcher, SIGNAL(directoryChanged(QString)), this,
                 SLOT(on_watcher_directoryChanged()));
 
     CMAbstractWorker* root = CMRoot();
+    readStations();
     useDirectory(root ? PlixValue(root->getValue(directoryPath()).toHash()).string_() : QString());
     new CMValueItem(this, directoryPath(), this, SLOT(on_directory_changed(PlixValue)));
+    if (root)
+        root->connectDataChange(stationsPath(), this, SLOT(on_stations_dataChanged()));
 }
 
 MediaWorker::~MediaWorker() = default;
+
+void MediaWorker::provideNodes() {
+    provide(CatalogueLists::root(), container(QStringLiteral("Media")));
+    for (const auto& list : CatalogueLists::titles())
+        provide(CatalogueLists::root() + list.first, container(list.second));
+    PlixValue live;
+    live.setString_(livePath());
+    provide(livePath(), {{PlixRoles::Title(), QStringLiteral("Live")},
+                         {PlixRoles::Type(), QStringLiteral("audio")},
+                         {PlixRoles::Modifiable(), false},
+                         {PlixRolesType::Value(), live.__variant()}});
+    provide(scanPath(), {{PlixRoles::Title(), QStringLiteral("Media library")},
+                         {PlixRoles::Modifiable(), false}});
+    provide(startPath(), action(QStringLiteral("Look for changes")));
+    provide(cancelPath(), action(QStringLiteral("Stop looking")));
+}
 
 // Does not change roles that the configuration has set.
 void MediaWorker::provide(const QString& path, const QVariantHash& roles) {
@@ -111,6 +152,13 @@ void MediaWorker::on_directory_changed(const PlixValue& value) {
 void MediaWorker::useDirectory(const QString& directory) {
     m_directory = directory;
     m_generator.reset();
+    m_library.reset();
+    if (!m_watcher.directories().isEmpty())
+        m_watcher.removePaths(m_watcher.directories());
+    tell({});
+    const bool canKeep = !m_stateDirectory.isEmpty() && MediaStore::isAvailable();
+    if (!directory.isEmpty() && canKeep && !m_scanProgram.isEmpty())
+        return useLibrary(directory);
     if (!directory.isEmpty())
         return useFolder(directory);
     if (m_stateDirectory.isEmpty())
@@ -125,91 +173,154 @@ void MediaWorker::on_generator_finished() {
     useFolder(m_stateDirectory + QStringLiteral("/media"));
 }
 
+void MediaWorker::setServer(const QString& folder) {
+    const QString cache =
+        m_stateDirectory.isEmpty() ? QString() : m_stateDirectory + QStringLiteral("/media/cache");
+    m_server = std::make_unique<MediaServer>(MediaServer::Options{folder, cache, m_scanProgram});
+}
+
 void MediaWorker::useFolder(const QString& path) {
-    if (!m_watcher.directories().isEmpty())
-        m_watcher.removePaths(m_watcher.directories());
     m_folder = MediaFolder(path);
+    setServer(path);
     if (!path.isEmpty() && !m_watcher.addPath(path))
         dbglog_warning("There is no folder " << path);
+    readFolder();
+}
+
+void MediaWorker::useLibrary(const QString& path) {
+    setServer(path);
+    m_found = std::make_shared<const MediaCatalogue>();
     publish();
+    LibraryIndexer::Options options;
+    options.folder = FileNames::toBytes(QDir::cleanPath(path));
+    options.databasePath = m_stateDirectory + QStringLiteral("/media/library.db");
+    options.scanProgram = m_scanProgram;
+    options.settleMs = m_config.value(QStringLiteral("settleMs"), options.settleMs).toInt();
+    options.deadlineMs = m_config.value(QStringLiteral("deadlineMs"), options.deadlineMs).toInt();
+    m_library = std::make_unique<MediaLibrary>(options);
+    plixConnect(m_library.get(), &MediaLibrary::progressChanged, this, &MediaWorker::tell);
+    QObject::connect(m_library.get(), &MediaLibrary::catalogueChanged, this,
+                     [this](const MediaCataloguePtr& catalogue) {
+                         m_found = catalogue;
+                         publish();
+                     });
 }
 
 void MediaWorker::on_watcher_directoryChanged() {
     m_rescan.start();
 }
 
+void MediaWorker::readFolder() {
+    m_found = std::make_shared<const MediaCatalogue>(m_folder.content());
+    publish();
+    dbglog_info("Offering " << m_found->size() << " tracks of " << m_folder.path());
+}
+
+void MediaWorker::on_stations_dataChanged() {
+    readStations();
+    publish();
+}
+
+// The stations of an internal setting are internal themselves.
+void MediaWorker::readStations() {
+    if (!CMRoot())
+        return;
+    const CMReply<QList<QVariant>> reply;
+    CMRoot()->getData(stationsPath(), {PlixRolesType::Value(), PlixRoles::Internal()}, reply);
+    reply.onFinished(this, [this](const CMReply<QList<QVariant>>& finished) {
+        const QList<QVariant> values = finished.value();
+        m_stations = Stations::fromSetting(values.value(0).toList(),
+                                           CMValues::scalar(values.value(1)).toBool());
+    });
+}
+
 void MediaWorker::publish() {
-    QVector<QVariantHash> rows;
-    QStringList paths;
-    const QVector<MediaFolder::Track> tracks = m_folder.tracks();
-    for (const MediaFolder::Track& track : tracks) {
-        rows.append(trackRoles(track));
-        paths.append(rootPath() + track.fileName);
-        setNode(paths.last(), rows.last());
-    }
-    const QSet<QString> present(paths.begin(), paths.end());
-    for (const QString& path : qAsConst(m_trackPaths)) {
-        if (!present.contains(path))
-            removeNode(path);
-    }
-    m_trackPaths = paths;
-    setRows(rootPath(), rows);
-    dbglog_info("Offering " << rows.size() << " tracks of " << m_folder.path());
+    const MediaCataloguePtr before = m_catalogue;
+    m_catalogue = m_found->withStations(m_stations);
+    ++m_version;
+    // A receiver of the changes may delete this worker.
+    const MediaCataloguePtr after = m_catalogue;
+    announceChanges(*before, *after);
+}
+
+void MediaWorker::tell(const LibraryProgress& progress) {
+    const QVariantHash value{{QStringLiteral("state"), ::name(progress.state)},
+                             {QStringLiteral("found"), progress.found},
+                             {QStringLiteral("read"), progress.read},
+                             {QStringLiteral("failed"), progress.failed}};
+    setRole(scanPath(), PlixRolesType::Value(), value);
+}
+
+void MediaWorker::getDataRequest(const CMGetDataRequest& request) {
+    const QString path = request.path.toEncoded();
+    const QVariantHash roles = CatalogueLists::node(*m_catalogue, path);
+    if (roles.isEmpty())
+        return CMNodesWorker::getDataRequest(request);
+    QVariantList values;
+    for (const QString& wanted : request.roles)
+        values.append(roles.contains(wanted) ? roles.value(wanted) : role(path, wanted));
+    request.reply.finish(values);
+}
+
+void MediaWorker::getRowsRequest(const CMGetRowsRequest& request) {
+    const QString path = request.path.toEncoded();
+    const std::optional<CatalogueLists::List> list = CatalogueLists::find(*m_catalogue, path);
+    if (!list)
+        return CMNodesWorker::getRowsRequest(request);
+    if (request.version != -1 && request.version != m_version)
+        return request.reply.fail(
+            CMError::fromName(CMErrorNames::versionMismatch(),
+                              QStringLiteral("The list has version %1").arg(m_version)));
+
+    const bool isInternal = CMValues::scalar(role(path, PlixRoles::Internal())).toBool();
+    const int first = std::max(request.from, 0);
+    const int last = std::min(request.to, list->count - 1);
+    const auto make = [&] {
+        QVariantList rows;
+        for (int index = first; index <= last; ++index) {
+            QVariantHash row = list->row(index);
+            const QString node = PlixValue(row.value(PlixRolesType::Value()).toHash()).string_();
+            // The device file may hide single tracks.
+            if (isInternal || CMValues::scalar(role(node, PlixRoles::Internal())).toBool())
+                row.insert(PlixRoles::Internal(), true);
+            rows.append(QVariant(pick(row, request.roles)));
+        }
+        PlixRowsRoles result;
+        result.setRows(rows);
+        result.setCount(list->count);
+        result.setVersion(m_version);
+        return result;
+    };
+    request.reply.finish(
+        last - first < maximumCachedRows ? m_answers.answer(request, m_version, make) : make());
 }
 
 void MediaWorker::setDataRequest(const CMSetDataRequest& request) {
-    if (request.role != PlixRoles::HttpRequest())
-        return CMNodesWorker::setDataRequest(request);
     const QString path = request.path.toEncoded();
-    const QString name = path.startsWith(rootPath()) ? path.mid(rootPath().size()) : QString();
-    request.reply.finish(answer(name, PlixHttpRequest(request.value.toHash())));
+    if (request.role == PlixRoles::Activate() && activate(path))
+        return request.reply.finish(true);
+    if (request.role == PlixRoles::HttpRequest()) {
+        const QString root = CatalogueLists::root();
+        const QString name = path.startsWith(root) ? path.mid(root.size()) : QString();
+        return m_server->answer(
+            name, *m_catalogue, PlixHttpRequest(request.value.toHash()),
+            [reply = request.reply](const QVariantHash& answer) { reply.finish(answer); });
+    }
+    if (CatalogueLists::node(*m_catalogue, path).isEmpty())
+        return CMNodesWorker::setDataRequest(request);
+    request.reply.fail(CMError::fromName(
+        CMErrorNames::notModifiable(),
+        QStringLiteral("Role \"%1\" of \"%2\" cannot be modified").arg(request.role, path)));
 }
 
-QVariantHash MediaWorker::answer(const QString& name, const PlixHttpRequest& request) {
-    if (rootPath() + name == livePath())
-        return answerThroughPipe(request, QStringLiteral("audio/wav"),
-                                 std::make_unique<LiveSource>());
-    const QString file = m_folder.find(name);
-    return file.isNull() ? statusOnly(404) : answerFile(file, request);
-}
-
-QVariantHash MediaWorker::answerFile(const QString& path, const PlixHttpRequest& request) {
-    const QString type = MimeTypes::URIToMimeType(path, MimeTypes::Application::octetStream());
-    if (!wantsPipe(request)) {
-        PlixHttpRequestReply reply;
-        reply.setStatus(200);
-        reply.setContentType(type);
-        reply.setLocalFile(path);
-        return reply.__hash();
-    }
-    auto file = std::make_unique<QFile>(path);
-    if (!file->open(QIODevice::ReadOnly)) {
-        dbglog_warning("Cannot read " << path << ": " << file->errorString());
-        return statusOnly(403);
-    }
-    const qint64 length = file->size();
-    PlixHttpRequestReply reply(answerThroughPipe(request, type, std::move(file)));
-    if (reply.status() == 200)
-        reply.setContentLength(length);
-    return reply.__hash();
-}
-
-QVariantHash MediaWorker::answerThroughPipe(const PlixHttpRequest& request,
-                                            const QString& contentType,
-                                            std::unique_ptr<QIODevice> source) {
-    if (!request.hasStreamPipe()) {
-        dbglog_warning("Not writing into the pipe \"" << request.pipe() << "\"");
-        return statusOnly(400);
-    }
-    auto writer = std::make_unique<PipeWriter>(request.pipe(), std::move(source), this);
-    if (!writer->start()) {
-        dbglog_warning("Cannot write to " << request.pipe() << ": " << strerror(errno));
-        return statusOnly(503);
-    }
-    // It deletes itself, at the latest with this worker.
-    static_cast<void>(writer.release());
-    PlixHttpRequestReply reply;
-    reply.setStatus(200);
-    reply.setContentType(contentType);
-    return reply.__hash();
+// False when the path is no action. Without a library there is nothing to do.
+bool MediaWorker::activate(const QString& path) {
+    const bool isStart = path == startPath();
+    if (!isStart && path != cancelPath())
+        return false;
+    if (m_library && isStart)
+        m_library->scan();
+    else if (m_library)
+        m_library->cancel();
+    return true;
 }
