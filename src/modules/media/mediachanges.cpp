@@ -4,8 +4,6 @@
 #include "core/model/cmroles.h"
 #include "core/plixhost.h"
 #include "library/cataloguelists.h"
-#include "library/catalogueroles.h"
-#include "library/filenames.h"
 
 namespace {
 
@@ -15,38 +13,34 @@ CMChangeNotifier* notifier() {
     return registry ? registry->changeNotifier() : nullptr;
 }
 
-void announceTrack(const LibraryTrack& track, bool isThere) {
-    const QString name = CatalogueRoles::path(FileNames::toText(track.path));
-    const CMPath path = CMPath::fromEncoded(name);
-    PlixValue value;
-    if (isThere)
-        value.setString_(name);
-    if (notifier())
-        notifier()->valueChanged(path, value);
-    for (const QString& role : {PlixRoles::Title(), PlixRoles::Description(), PlixRoles::Icon(),
-                                PlixRoles::Maximum(), PlixRolesType::Value()}) {
+void announceNode(const CMPath& path, const QVariantHash& before, const QVariantHash& after) {
+    if (before == after)
+        return;
+    QVariantHash changed = before;
+    for (auto role = after.cbegin(); role != after.cend(); ++role)
+        changed.insert(role.key(), *role);
+    for (auto role = changed.cbegin(); role != changed.cend(); ++role) {
+        const QVariant value = after.value(role.key());
+        if (before.value(role.key()) == value)
+            continue;
+        if (role.key() == PlixRolesType::Value() && notifier())
+            notifier()->valueChanged(path, PlixValue(value.toHash()));
         if (notifier())
-            notifier()->dataChanged(path, role);
+            notifier()->dataChanged(path, role.key());
     }
-}
-
-void announceList(const QString& path) {
-    if (notifier())
-        notifier()->rowsChanged(CMPath::fromEncoded(path), {});
 }
 
 } // namespace
 
 void announceChanges(const MediaCatalogue& before, const MediaCatalogue& after) {
-    announceList(CatalogueLists::root());
-    for (const auto& list : CatalogueLists::titles())
-        announceList(CatalogueRoles::path(list.first));
-    for (int index = 0; index < after.size(); ++index) {
-        if (!before.contains(after.track(index)))
-            announceTrack(after.track(index), true);
-    }
-    for (int index = 0; index < before.size(); ++index) {
-        if (!after.hasPath(before.track(index).path))
-            announceTrack(before.track(index), false);
+    if (!notifier())
+        return;
+    const QVector<CMPath> watched = notifier()->watchedPaths(QStringLiteral("media"));
+    for (const CMPath& path : watched) {
+        const QString name = path.toEncoded();
+        announceNode(path, CatalogueLists::node(before, name), CatalogueLists::node(after, name));
+        const bool isList = CatalogueLists::find(before, name) || CatalogueLists::find(after, name);
+        if (isList && notifier())
+            notifier()->rowsChanged(path, {});
     }
 }

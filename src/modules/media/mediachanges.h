@@ -2,6 +2,6 @@
 
 #include "library/mediacatalogue.h"
 
-// Announces what differs between two catalogues: the lists, without the rows that differ, and the
-// nodes of the tracks.
+// Announces to those who watch them what differs between two catalogues: the nodes and, without the
+// rows that differ, the lists.
 void announceChanges(const MediaCatalogue& before, const MediaCatalogue& after);

@@ -7,7 +7,6 @@
 #include "core/model/cmvalues.h"
 #include "core/plixconnect.h"
 #include "core/plixhttprequest.h"
-#include "library/cataloguelists.h"
 #include "library/filenames.h"
 #include "library/medialibrary.h"
 #include "mediachanges.h"
@@ -86,12 +85,13 @@ QString name(LibraryProgress::State state) {
     return {};
 }
 
-QVariantList pick(const QVariantHash& values, const QStringList& roles) {
-    QVariantList picked;
-    picked.reserve(roles.size());
-    for (const QString& role : roles)
-        picked.append(values.value(role));
-    return picked;
+QSet<QString> internalNodes(const QVariantHash& nodes) {
+    QSet<QString> internal;
+    for (auto node = nodes.cbegin(); node != nodes.cend(); ++node) {
+        if (CMValues::scalar(node->toHash().value(PlixRoles::Internal())).toBool())
+            internal.insert(node.key());
+    }
+    return internal;
 }
 
 } // namespace
@@ -99,8 +99,9 @@ QVariantList pick(const QVariantHash& values, const QStringList& roles) {
 MediaWorker::MediaWorker(const QVariantHash& config)
     : CMNodesWorker(config, QStringLiteral("media")), m_config(config),
       m_stateDirectory(config.value(QStringLiteral("stateDir")).toString()),
-      m_scanProgram(scanProgram(config)), m_found(std::make_shared<const MediaCatalogue>()),
-      m_catalogue(m_found) {
+      m_scanProgram(scanProgram(config)),
+      m_internal(internalNodes(config.value(QStringLiteral("nodes")).toHash())),
+      m_found(std::make_shared<const MediaCatalogue>()), m_catalogue(m_found) {
     provideNodes();
     m_rescan.setSingleShot(true);
     m_rescan.setInterval(rescanDelayMs);
@@ -244,6 +245,7 @@ void MediaWorker::publish() {
 }
 
 void MediaWorker::tell(const LibraryProgress& progress) {
+    m_progress = progress;
     const QVariantHash value{{QStringLiteral("state"), ::name(progress.state)},
                              {QStringLiteral("found"), progress.found},
                              {QStringLiteral("read"), progress.read},
@@ -272,27 +274,37 @@ void MediaWorker::getRowsRequest(const CMGetRowsRequest& request) {
             CMError::fromName(CMErrorNames::versionMismatch(),
                               QStringLiteral("The list has version %1").arg(m_version)));
 
-    const bool isInternal = CMValues::scalar(role(path, PlixRoles::Internal())).toBool();
-    const int first = std::max(request.from, 0);
     const int last = std::min(request.to, list->count - 1);
-    const auto make = [&] {
-        QVariantList rows;
-        for (int index = first; index <= last; ++index) {
-            QVariantHash row = list->row(index);
-            const QString node = PlixValue(row.value(PlixRolesType::Value()).toHash()).string_();
-            // The device file may hide single tracks.
-            if (isInternal || CMValues::scalar(role(node, PlixRoles::Internal())).toBool())
-                row.insert(PlixRoles::Internal(), true);
-            rows.append(QVariant(pick(row, request.roles)));
-        }
-        PlixRowsRoles result;
-        result.setRows(rows);
-        result.setCount(list->count);
-        result.setVersion(m_version);
-        return result;
-    };
-    request.reply.finish(
-        last - first < maximumCachedRows ? m_answers.answer(request, m_version, make) : make());
+    const auto make = [&] { return rows(*list, request, last); };
+    request.reply.finish(last - request.from < maximumCachedRows
+                             ? m_answers.answer(request, m_version, make)
+                             : make());
+}
+
+PlixRowsRoles MediaWorker::rows(const CatalogueLists::List& list, const CMGetRowsRequest& request,
+                                int last) const {
+    const bool isInternal = m_internal.contains(request.path.toEncoded());
+    const int internalAt = request.roles.indexOf(PlixRoles::Internal());
+    QVariantList rows;
+    for (int index = std::max(request.from, 0); index <= last; ++index) {
+        QVariantList values = list.row(index, request.roles);
+        if (internalAt >= 0 && (isInternal || isInternalRow(list, index)))
+            values[internalAt] = true;
+        rows.append(QVariant(values));
+    }
+    PlixRowsRoles result;
+    result.setRows(rows);
+    result.setCount(list.count);
+    result.setVersion(m_version);
+    return result;
+}
+
+// A device file may hide single nodes; what is copied from them is hidden too.
+bool MediaWorker::isInternalRow(const CatalogueLists::List& list, int index) const {
+    if (m_internal.isEmpty())
+        return false;
+    const QVariantList values = list.row(index, {PlixRolesType::Value()});
+    return m_internal.contains(PlixValue(values.first().toHash()).string_());
 }
 
 void MediaWorker::setDataRequest(const CMSetDataRequest& request) {
@@ -318,9 +330,15 @@ bool MediaWorker::activate(const QString& path) {
     const bool isStart = path == startPath();
     if (!isStart && path != cancelPath())
         return false;
-    if (m_library && isStart)
-        m_library->scan();
-    else if (m_library)
+    if (!m_library)
+        return true;
+    if (!isStart) {
         m_library->cancel();
+        return true;
+    }
+    // At once, so that who has started it does not take the rest before for its end.
+    m_progress.state = LibraryProgress::State::Scanning;
+    tell(m_progress);
+    m_library->scan();
     return true;
 }

@@ -1,11 +1,12 @@
 #pragma once
 
 #include "core/model/cmnodesworker.h"
+#include "library/cataloguelists.h"
 #include "library/libraryprogress.h"
-#include "library/mediacatalogue.h"
 #include "mediafolder.h"
 
 #include <QFileSystemWatcher>
+#include <QSet>
 #include <QTimer>
 
 class MediaLibrary;
@@ -63,11 +64,16 @@ private:
     void readStations();
     void publish();
     void tell(const LibraryProgress& progress);
+    PlixRowsRoles rows(const CatalogueLists::List& list, const CMGetRowsRequest& request,
+                       int last) const;
+    bool isInternalRow(const CatalogueLists::List& list, int index) const;
     bool activate(const QString& path);
 
     QVariantHash m_config;
     QString m_stateDirectory;
     QString m_scanProgram;
+    // Paths that the device file hides.
+    QSet<QString> m_internal;
     QString m_directory;
     MediaFolder m_folder;
     std::unique_ptr<MediaLibrary> m_library;
@@ -79,6 +85,7 @@ private:
     MediaCataloguePtr m_found;
     MediaCataloguePtr m_catalogue;
     QVector<Station> m_stations;
+    LibraryProgress m_progress;
     qint64 m_version = 0;
     CMRowsAnswers m_answers;
 };

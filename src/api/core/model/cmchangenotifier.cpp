@@ -51,6 +51,15 @@ bool CMChangeNotifier::disconnect(const CMPath& path, const char* signal, QObjec
     return true;
 }
 
+QVector<CMPath> CMChangeNotifier::watchedPaths(const QString& worker) const {
+    QVector<CMPath> watched;
+    for (auto entry = m_paths.keyBegin(); entry != m_paths.keyEnd(); ++entry) {
+        if (entry->worker() == worker)
+            watched.append(*entry);
+    }
+    return watched;
+}
+
 // Deleted receivers leave entries without connections behind. They are removed when the index has
 // doubled, so that it has at most twice the necessary size, at an amortised constant cost.
 void CMChangeNotifier::dropUnwatched() {

@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QObject>
 #include <QSharedPointer>
+#include <QVector>
 
 // The subscriptions of one path. Receivers are connected to its signals, so that Qt removes a
 // subscription when its receiver is deleted.
@@ -38,6 +39,10 @@ public:
     void valueChanged(const CMPath& path, const PlixValue& value);
     void dataChanged(const CMPath& path, const QString& role);
     void rowsChanged(const CMPath& path, const PlixList<PlixRowEvent>& events);
+
+    // The watched paths of a worker, for one whose nodes are too many to look for changes in all of
+    // them. Includes paths whose receivers were deleted a short time ago.
+    QVector<CMPath> watchedPaths(const QString& worker) const;
 
     // The number of paths in the index, including those without receivers that are not yet removed.
     int size() const { return m_paths.size(); }

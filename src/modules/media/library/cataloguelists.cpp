@@ -11,31 +11,38 @@ namespace {
 using CatalogueLists::List;
 
 List tracks(const MediaCatalogue& catalogue, const MediaCatalogue::Tracks& indexes) {
-    return {indexes.size(), [&catalogue, indexes](int row) {
-                return CatalogueRoles::track(catalogue, indexes[row]);
+    return {indexes.size(), [&catalogue, indexes](int row, const QStringList& roles) {
+                return CatalogueRoles::track(catalogue, indexes[row], roles);
             }};
 }
 
 List join(const List& first, const List& second) {
-    return {first.count + second.count, [first, second](int row) {
-                return row < first.count ? first.row(row) : second.row(row - first.count);
+    return {first.count + second.count, [first, second](int row, const QStringList& roles) {
+                return row < first.count ? first.row(row, roles)
+                                         : second.row(row - first.count, roles);
+            }};
+}
+
+// Of things of which each has its roles.
+template <typename Things, typename RolesOf>
+List things(const Things& list, RolesOf rolesOf) {
+    return {list.size(), [list, rolesOf](int row, const QStringList& roles) {
+                const QVariantHash all = rolesOf(list[row]);
+                QVariantList values;
+                for (const QString& role : roles)
+                    values.append(all.value(role));
+                return values;
             }};
 }
 
 using RolesOfId = QVariantHash (*)(const MediaCatalogue&, const QString&);
 
 List groups(const MediaCatalogue& catalogue, const QStringList& ids, RolesOfId roles) {
-    return {ids.size(), [&catalogue, ids, roles](int row) { return roles(catalogue, ids[row]); }};
-}
-
-List stations(const QVector<Station>& list) {
-    return {list.size(), [list](int row) { return CatalogueRoles::stationRow(list[row]); }};
+    return things(ids, [&catalogue, roles](const QString& id) { return roles(catalogue, id); });
 }
 
 List folders(const MediaCatalogue& catalogue, const MediaCatalogue::Folder& folder) {
-    const QVector<QByteArray> paths = folder.folders;
-    return join({paths.size(), [paths](int row) { return CatalogueRoles::folder(paths[row]); }},
-                tracks(catalogue, folder.tracks));
+    return join(things(folder.folders, CatalogueRoles::folder), tracks(catalogue, folder.tracks));
 }
 
 List found(const MediaCatalogue& catalogue, const QString& text) {
@@ -46,8 +53,9 @@ List found(const MediaCatalogue& catalogue, const QString& text) {
 }
 
 List all(const MediaCatalogue& catalogue) {
-    return {catalogue.size(),
-            [&catalogue](int row) { return CatalogueRoles::track(catalogue, row); }};
+    return {catalogue.size(), [&catalogue](int row, const QStringList& roles) {
+                return CatalogueRoles::track(catalogue, row, roles);
+            }};
 }
 
 List artist(const MediaCatalogue& catalogue, const MediaCatalogue::Artist& artist) {
@@ -81,7 +89,7 @@ std::optional<List> top(const MediaCatalogue& catalogue, const Place& place) {
     if (place.is("folders"))
         return folders(catalogue, catalogue.folders().value({}));
     if (place.is("stations"))
-        return stations(catalogue.stations());
+        return things(catalogue.stations(), CatalogueRoles::stationRow);
     return std::nullopt;
 }
 

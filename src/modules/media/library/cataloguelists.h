@@ -13,8 +13,8 @@ QString root();
 // The rows of a list, made when they are asked for. Valid as long as the catalogue.
 struct List {
     int count = 0;
-    // The roles of a row.
-    std::function<QVariantHash(int)> row;
+    // The values of a row, in the order of the roles.
+    std::function<QVariantList(int, const QStringList& roles)> row;
 };
 
 // Of the text of a search, which is longer than anybody types.

@@ -16,30 +16,50 @@ QString coverPath(const QByteArray& name) {
     return CatalogueRoles::path(QStringLiteral("covers/") + FileNames::toText(name));
 }
 
-// Roles beyond those that every node has: only those that are known.
-void addTags(const LibraryTrack& track, QVariantHash* roles) {
-    const auto addText = [&](const char* name, const QString& text) {
-        if (!text.isEmpty())
-            roles->insert(QLatin1String(name), text);
+QVariant ifKnown(const QString& text) {
+    return text.isEmpty() ? QVariant() : QVariant(text);
+}
+
+QVariant ifKnown(qint64 number) {
+    return number > 0 ? QVariant(number) : QVariant();
+}
+
+QVariant ifKnown(const std::optional<double>& number) {
+    return number ? QVariant(*number) : QVariant();
+}
+
+QVariant coverOf(const MediaCatalogue& catalogue, int index) {
+    const QByteArray cover = catalogue.cover(index);
+    return cover.isEmpty() ? QVariant() : QVariant(coverPath(cover));
+}
+
+using Catalogue = const MediaCatalogue&;
+using RoleOfTrack = QVariant (*)(Catalogue, int index);
+
+const QHash<QString, RoleOfTrack>& rolesOfTrack() {
+    static const QHash<QString, RoleOfTrack> roles{
+        {PlixRoles::Title(), [](Catalogue c, int i) { return QVariant(c.track(i).title); }},
+        {PlixRoles::Type(), [](Catalogue, int) { return QVariant(QStringLiteral("audio")); }},
+        {PlixRoles::Description(), [](Catalogue c, int i) { return QVariant(c.track(i).artist); }},
+        {PlixRoles::Modifiable(), [](Catalogue, int) { return QVariant(false); }},
+        {PlixRolesType::Value(),
+         [](Catalogue c, int i) {
+             return textRecord(CatalogueRoles::path(FileNames::toText(c.track(i).path)));
+         }},
+        {PlixRoles::Maximum(), [](Catalogue c, int i) { return ifKnown(c.track(i).durationMs); }},
+        {PlixRoles::Icon(), coverOf},
+        {"album", [](Catalogue c, int i) { return ifKnown(c.track(i).album); }},
+        {"albumArtist", [](Catalogue c, int i) { return ifKnown(c.track(i).albumArtist); }},
+        {"genre", [](Catalogue c, int i) { return ifKnown(c.track(i).genre); }},
+        {"year", [](Catalogue c, int i) { return ifKnown(c.track(i).year); }},
+        {"track", [](Catalogue c, int i) { return ifKnown(c.track(i).track); }},
+        {"disc", [](Catalogue c, int i) { return ifKnown(c.track(i).disc); }},
+        {"trackGain", [](Catalogue c, int i) { return ifKnown(c.track(i).trackGain); }},
+        {"trackPeak", [](Catalogue c, int i) { return ifKnown(c.track(i).trackPeak); }},
+        {"albumGain", [](Catalogue c, int i) { return ifKnown(c.track(i).albumGain); }},
+        {"albumPeak", [](Catalogue c, int i) { return ifKnown(c.track(i).albumPeak); }},
     };
-    const auto addNumber = [&](const char* name, int number) {
-        if (number > 0)
-            roles->insert(QLatin1String(name), number);
-    };
-    const auto addDecimal = [&](const char* name, const std::optional<double>& number) {
-        if (number)
-            roles->insert(QLatin1String(name), *number);
-    };
-    addText("album", track.album);
-    addText("albumArtist", track.albumArtist);
-    addText("genre", track.genre);
-    addNumber("year", track.year);
-    addNumber("track", track.track);
-    addNumber("disc", track.disc);
-    addDecimal("trackGain", track.trackGain);
-    addDecimal("trackPeak", track.trackPeak);
-    addDecimal("albumGain", track.albumGain);
-    addDecimal("albumPeak", track.albumPeak);
+    return roles;
 }
 
 QVariantHash station(const Station& station, const QString& value) {
@@ -63,21 +83,25 @@ QString CatalogueRoles::path(const QString& rest) {
 }
 
 QVariantHash CatalogueRoles::track(const MediaCatalogue& catalogue, int index) {
-    const LibraryTrack& track = catalogue.track(index);
-    QVariantHash roles{
-        {PlixRoles::Title(), track.title},
-        {PlixRoles::Type(), QStringLiteral("audio")},
-        {PlixRoles::Description(), track.artist},
-        {PlixRoles::Modifiable(), false},
-        {PlixRolesType::Value(), textRecord(path(FileNames::toText(track.path)))},
-    };
-    if (track.durationMs > 0)
-        roles.insert(PlixRoles::Maximum(), track.durationMs);
-    const QByteArray cover = catalogue.cover(index);
-    if (!cover.isEmpty())
-        roles.insert(PlixRoles::Icon(), coverPath(cover));
-    addTags(track, &roles);
+    QVariantHash roles;
+    const auto& all = rolesOfTrack();
+    for (auto role = all.cbegin(); role != all.cend(); ++role) {
+        const QVariant value = (*role)(catalogue, index);
+        if (value.isValid())
+            roles.insert(role.key(), value);
+    }
     return roles;
+}
+
+QVariantList CatalogueRoles::track(const MediaCatalogue& catalogue, int index,
+                                   const QStringList& roles) {
+    QVariantList values;
+    values.reserve(roles.size());
+    for (const QString& name : roles) {
+        const RoleOfTrack role = rolesOfTrack().value(name);
+        values.append(role ? role(catalogue, index) : QVariant());
+    }
+    return values;
 }
 
 QVariantHash CatalogueRoles::album(const MediaCatalogue& catalogue, const QString& id) {
@@ -85,9 +109,9 @@ QVariantHash CatalogueRoles::album(const MediaCatalogue& catalogue, const QStrin
     QVariantHash roles = container(album.title, path(QStringLiteral("albums/") + id));
     roles.insert(PlixRoles::Description(), album.artist);
     const int first = album.tracks.first();
-    const QByteArray cover = catalogue.cover(first);
-    if (!cover.isEmpty())
-        roles.insert(PlixRoles::Icon(), coverPath(cover));
+    const QVariant cover = coverOf(catalogue, first);
+    if (cover.isValid())
+        roles.insert(PlixRoles::Icon(), cover);
     if (catalogue.track(first).year > 0)
         roles.insert(QStringLiteral("year"), catalogue.track(first).year);
     return roles;

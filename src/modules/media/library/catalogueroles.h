@@ -9,6 +9,8 @@ namespace CatalogueRoles {
 QString path(const QString& rest);
 
 QVariantHash track(const MediaCatalogue& catalogue, int index);
+// Some of them, faster: clients and workers ask for thousands of tracks at once.
+QVariantList track(const MediaCatalogue& catalogue, int index, const QStringList& roles);
 QVariantHash album(const MediaCatalogue& catalogue, const QString& id);
 QVariantHash artist(const MediaCatalogue& catalogue, const QString& id);
 QVariantHash genre(const MediaCatalogue& catalogue, const QString& id);

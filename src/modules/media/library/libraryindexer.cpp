@@ -65,12 +65,20 @@ void LibraryIndexer::startReaders() {
     plixConnect(m_watcher.get(), SIGNAL(folderChanged(QByteArray)), this,
                 SLOT(on_watcher_folderChanged(QByteArray)));
     plixConnect(m_watcher.get(), SIGNAL(changesLost()), this, SLOT(scan()));
-    m_process = std::make_unique<ScanProcess>(m_options.scanProgram, m_options.deadlineMs);
-    plixConnect(m_process.get(), SIGNAL(answered(QByteArray, QVariantHash)), this,
+    for (int i = 0; i < maximumProcesses; ++i)
+        startProcess();
+}
+
+// The program is started with the first file.
+void LibraryIndexer::startProcess() {
+    m_processes.push_back(
+        std::make_unique<ScanProcess>(m_options.scanProgram, m_options.deadlineMs));
+    ScanProcess* const process = m_processes.back().get();
+    plixConnect(process, SIGNAL(answered(QByteArray, QVariantHash)), this,
                 SLOT(on_process_answered(QByteArray, QVariantHash)));
-    plixConnect(m_process.get(), SIGNAL(died(QByteArray, QString)), this,
+    plixConnect(process, SIGNAL(died(QByteArray, QString)), this,
                 SLOT(on_process_died(QByteArray, QString)));
-    plixConnect(m_process.get(), SIGNAL(broken(QString)), this, SLOT(on_process_broken(QString)));
+    plixConnect(process, SIGNAL(broken(QString)), this, SLOT(on_process_broken(QString)));
 }
 
 void LibraryIndexer::startTimers() {
@@ -98,9 +106,10 @@ void LibraryIndexer::scan() {
 
 void LibraryIndexer::cancel() {
     m_isStopped = false;
-    if (!m_process)
+    if (m_processes.empty())
         return;
-    m_process->cancel();
+    for (const auto& process : m_processes)
+        process->cancel();
     m_reading.clear();
     m_unsettled.clear();
     rest();
@@ -183,7 +192,10 @@ void LibraryIndexer::readOrWait(const QByteArray& path, const FolderContent::Fil
         return;
     }
     m_reading.insert(path, file);
-    m_process->read(m_options.folder + '/' + path);
+    const auto idlest = std::min_element(
+        m_processes.begin(), m_processes.end(),
+        [](const auto& left, const auto& right) { return left->pending() < right->pending(); });
+    (*idlest)->read(m_options.folder + '/' + path);
 }
 
 void LibraryIndexer::on_watcher_folderChanged(const QByteArray& folder) {
@@ -244,6 +256,8 @@ void LibraryIndexer::on_process_died(const QByteArray& fileName, const QString& 
 
 void LibraryIndexer::on_process_broken(const QString& reason) {
     dbglog_error("Cannot read files with " << m_options.scanProgram << ": " << reason);
+    for (const auto& process : m_processes)
+        process->cancel();
     m_reading.clear();
     tell(LibraryProgress::State::Broken);
 }

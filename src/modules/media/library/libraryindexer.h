@@ -17,6 +17,10 @@ class LibraryIndexer : public QObject {
     Q_OBJECT
 
 public:
+    // What reads files at a time. More than two make a disk slower and leave no processor for the
+    // rest of a small device.
+    static constexpr int maximumProcesses = 2;
+
     struct Options {
         QByteArray folder;
         QString databasePath;
@@ -54,6 +58,7 @@ private Q_SLOTS:
 private:
     void startTimers();
     void startReaders();
+    void startProcess();
     bool isAway(MediaStore::Source* source) const;
     void beAway();
     void scan(const QSet<QByteArray>& folders);
@@ -71,7 +76,7 @@ private:
     std::atomic<bool> m_isStopped{false};
     std::unique_ptr<LibraryIndex> m_index;
     std::unique_ptr<FolderWatcher> m_watcher;
-    std::unique_ptr<ScanProcess> m_process;
+    std::vector<std::unique_ptr<ScanProcess>> m_processes;
     LibraryProgress m_progress;
     // What is being read, and what waits until it is not written to any more.
     QHash<QByteArray, FolderContent::File> m_reading;

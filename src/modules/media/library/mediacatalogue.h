@@ -64,12 +64,6 @@ public:
 
     int size() const { return int(m_content.tracks.size()); }
     const LibraryTrack& track(int index) const { return *m_content.tracks[size_t(index)]; }
-    // Whether it is this track, unchanged.
-    bool contains(const LibraryTrack& track) const {
-        const int index = m_byPath.value(track.path, -1);
-        return index >= 0 && &this->track(index) == &track;
-    }
-    bool hasPath(const QByteArray& path) const { return m_byPath.contains(path); }
     // By its present path or, if no file is there, by a former one. -1 when there is none.
     int find(const QByteArray& path) const;
     // Its name in media:/covers/; empty without one.

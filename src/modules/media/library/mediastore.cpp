@@ -6,7 +6,6 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QSqlError>
-#include <QSqlQuery>
 
 namespace {
 
@@ -130,6 +129,7 @@ void MediaStore::setAside() {
 void MediaStore::close() {
     if (!m_database.isValid())
         return;
+    m_saveTrack.reset();
     m_database.close();
     m_database = {};
     QSqlDatabase::removeDatabase(m_name);
@@ -137,13 +137,17 @@ void MediaStore::close() {
 
 bool MediaStore::run(const char* sql, const QVariantList& values) const {
     QSqlQuery query(m_database);
-    bool isDone = query.prepare(QLatin1String(sql));
-    for (const QVariant& entry : values)
-        query.addBindValue(entry);
-    isDone = isDone && query.exec();
-    if (!isDone)
-        dbglog_warning("Cannot write to " << m_path << ": " << query.lastError().text());
-    return isDone;
+    query.prepare(QLatin1String(sql));
+    return execute(&query, values);
+}
+
+bool MediaStore::execute(QSqlQuery* query, const QVariantList& values) const {
+    for (int position = 0; position < values.size(); ++position)
+        query->bindValue(position, values[position]);
+    if (query->exec())
+        return true;
+    dbglog_warning("Cannot write to " << m_path << ": " << query->lastError().text());
+    return false;
 }
 
 MediaStore::Source MediaStore::source() const {
@@ -212,29 +216,33 @@ void MediaStore::commit() {
 }
 
 void MediaStore::save(const LibraryTrack& track) {
-    run("INSERT OR REPLACE INTO tracks VALUES "
-        "(?, ?, 0, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)",
-        {track.id,
-         track.path,
-         track.size,
-         track.modifiedNs,
-         int(track.state),
-         track.added,
-         track.fingerprint,
-         track.title,
-         track.artist,
-         track.albumArtist,
-         track.album,
-         track.genre,
-         track.year,
-         track.track,
-         track.disc,
-         track.durationMs,
-         value(track.trackGain),
-         value(track.trackPeak),
-         value(track.albumGain),
-         value(track.albumPeak),
-         track.cover});
+    if (!m_saveTrack) {
+        m_saveTrack = std::make_unique<QSqlQuery>(m_database);
+        m_saveTrack->prepare(
+            QStringLiteral("INSERT OR REPLACE INTO tracks VALUES "
+                           "(?, ?, 0, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?, ?)"));
+    }
+    execute(m_saveTrack.get(), {track.id,
+                                track.path,
+                                track.size,
+                                track.modifiedNs,
+                                int(track.state),
+                                track.added,
+                                track.fingerprint,
+                                track.title,
+                                track.artist,
+                                track.albumArtist,
+                                track.album,
+                                track.genre,
+                                track.year,
+                                track.track,
+                                track.disc,
+                                track.durationMs,
+                                value(track.trackGain),
+                                value(track.trackPeak),
+                                value(track.albumGain),
+                                value(track.albumPeak),
+                                track.cover});
 }
 
 void MediaStore::setMissing(qint64 id, qint64 sinceSeconds) {

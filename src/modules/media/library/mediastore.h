@@ -4,6 +4,7 @@
 
 #include <QHash>
 #include <QSqlDatabase>
+#include <QSqlQuery>
 #include <QVector>
 
 #include <vector>
@@ -63,10 +64,13 @@ private:
     bool hasSchema();
     bool makeSchema();
     bool run(const char* sql, const QVariantList& values = {}) const;
+    bool execute(QSqlQuery* query, const QVariantList& values) const;
     void setAside();
     void close();
 
     QString m_path;
     QString m_name;
     QSqlDatabase m_database;
+    // Preparing it anew for each track takes longer than executing it.
+    std::unique_ptr<QSqlQuery> m_saveTrack;
 };

@@ -8,8 +8,8 @@
 
 namespace {
 
-// The process reads the next file while this side stores the last one.
-constexpr int maximumSent = 16;
+// The process reads further files while this side stores the last ones.
+constexpr int maximumSent = 64;
 // Files come in groups, and a new process takes some milliseconds.
 constexpr int idleMs = 5000;
 // A process that is killed ends at once, unless it waits for a disk.
