@@ -85,6 +85,15 @@ def memory_mib(pid):
         return int(re.search(r"VmRSS:\s+(\d+)", status.read()).group(1)) / 1024
 
 
+def processor_seconds(pid):
+    """Of the process and the children that it has waited for, and those that still run."""
+    with open(f"/proc/{pid}/stat") as stat:
+        fields = stat.read().rpartition(")")[2].split()
+    children = subprocess.run(["pgrep", "-P", str(pid)], stdout=subprocess.PIPE, text=True).stdout.split()
+    return (sum(map(int, fields[11:15])) / os.sysconf("SC_CLK_TCK")
+            + sum(processor_seconds(child) for child in children))
+
+
 class Device:
     """The library of a device."""
 
@@ -190,6 +199,7 @@ def measure(kind, build, music, count):
         begin = time.monotonic()
         server = kind(build, music, folder)
         cold = seconds_until(server, count, begin)
+        spent = processor_seconds(server.process.pid)
         again = time.monotonic()
         server.update()
         unchanged = seconds_until(server, count, again)
@@ -201,7 +211,8 @@ def measure(kind, build, music, count):
             seconds = seconds_until(server, count, begin)
             print(f"{kind.name}: all tracks {seconds * 1000:.0f} ms after the second start")
             turns += server.end()
-    print(f"{kind.name}: {figures[0]:.0f} tracks/s from nothing, {figures[1]:.0f} unchanged, "
+    print(f"{kind.name}: {figures[0]:.0f} tracks/s from nothing ({spent:.1f} s of processor time), "
+          f"{figures[1]:.0f} unchanged, "
           f"{figures[2]:.0f} MiB, search {figures[3]:.0f} ms")
     for turn in turns:
         print(f"  {turn}")

@@ -10,13 +10,14 @@
 bool LibraryIndex::open() {
     if (!m_store.open())
         return false;
-    for (const MediaStore::Entry& entry : m_store.tracks()) {
-        m_nextId = std::max(m_nextId, entry.track->id + 1);
-        if (entry.isMissing)
-            addMissing(entry.track);
+    m_store.readTracks([this](LibraryTrack track, bool isMissing) {
+        m_nextId = std::max(m_nextId, track.id + 1);
+        const LibraryTrackPtr entry = shared(std::move(track));
+        if (isMissing)
+            addMissing(entry);
         else
-            m_tracks.insert(entry.track->path, entry.track);
-    }
+            m_tracks.insert(entry->path, entry);
+    });
     m_moved = m_store.moved();
     m_pictures = m_store.folderPictures();
     m_namedCovers = m_store.namedCovers();
@@ -111,10 +112,16 @@ void LibraryIndex::add(LibraryTrack track) {
     }
     if (m_moved.remove(track.path) > 0)
         m_store.removeMoved(track.path);
+    const LibraryTrackPtr entry = shared(std::move(track));
+    m_tracks.insert(entry->path, entry);
+    m_unsaved.push_back(entry);
+}
+
+LibraryTrackPtr LibraryIndex::shared(LibraryTrack track) {
+    for (QString* name : {&track.artist, &track.albumArtist, &track.album, &track.genre})
+        *name = *m_names.insert(*name);
     track.prepare();
-    const auto shared = std::make_shared<const LibraryTrack>(std::move(track));
-    m_tracks.insert(shared->path, shared);
-    m_unsaved.push_back(shared);
+    return std::make_shared<const LibraryTrack>(std::move(track));
 }
 
 // The same place, or the same content at a place that is empty now. No longer missing.

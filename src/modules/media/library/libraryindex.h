@@ -40,6 +40,7 @@ private:
     void setMissing(const QByteArray& path);
     void addMissing(const LibraryTrackPtr& track);
     LibraryTrackPtr takeKnown(const LibraryTrack& track);
+    LibraryTrackPtr shared(LibraryTrack track);
     bool takeOverPictures(const FolderContent& content);
     bool takeOverPlaylists(const FolderContent& content);
 
@@ -54,4 +55,6 @@ private:
     QHash<QByteArray, QByteArray> m_namedCovers;
     QHash<QByteArray, QVector<Station>> m_playlists;
     std::vector<LibraryTrackPtr> m_unsaved;
+    // Names that many tracks have, in memory once.
+    QSet<QString> m_names;
 };

@@ -69,8 +69,7 @@ MediaCatalogue::MediaCatalogue(Content content) : m_content(std::move(content)) 
     for (int index = 0; index < size(); ++index)
         m_byPath.insert(track(index).path, index);
     indexCovers();
-    groupAlbums();
-    groupArtists();
+    groupArtists(groupAlbums());
     groupGenres();
     groupFolders();
     listRecent();
@@ -108,10 +107,13 @@ void MediaCatalogue::indexCovers() {
         m_coverFiles.insert(picture.second, picture.first);
 }
 
-void MediaCatalogue::groupAlbums() {
+QStringList MediaCatalogue::groupAlbums() {
+    QStringList albumsOfTracks;
     for (int index = 0; index < size(); ++index) {
-        if (!track(index).album.isEmpty())
-            m_albums.byId[albumId(track(index))].tracks.append(index);
+        const bool isOfAlbum = !track(index).album.isEmpty();
+        albumsOfTracks.append(isOfAlbum ? albumId(track(index)) : QString());
+        if (isOfAlbum)
+            m_albums.byId[albumsOfTracks.last()].tracks.append(index);
     }
     const auto place = [this](int index) {
         const LibraryTrack& entry = track(index);
@@ -130,9 +132,10 @@ void MediaCatalogue::groupAlbums() {
                                                     : QString();
     }
     sortByName(&m_albums, [](const Album& album) { return album.title; });
+    return albumsOfTracks;
 }
 
-void MediaCatalogue::groupArtists() {
+void MediaCatalogue::groupArtists(const QStringList& albumsOfTracks) {
     for (const QString& id : qAsConst(m_albums.order)) {
         const QString name = m_albums.byId[id].artist;
         if (name.isEmpty())
@@ -144,7 +147,7 @@ void MediaCatalogue::groupArtists() {
     for (int index = 0; index < size(); ++index) {
         const LibraryTrack& entry = track(index);
         const bool isOnOwnAlbum =
-            !entry.album.isEmpty() && m_albums.byId[albumId(entry)].artist == entry.artist;
+            !entry.album.isEmpty() && m_albums.byId[albumsOfTracks[index]].artist == entry.artist;
         if (entry.artist.isEmpty() || isOnOwnAlbum)
             continue;
         Artist& artist = m_artists.byId[idOfName(entry.artist)];

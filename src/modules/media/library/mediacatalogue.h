@@ -81,8 +81,9 @@ public:
 
 private:
     void indexCovers();
-    void groupAlbums();
-    void groupArtists();
+    // The ids of the tracks' albums; empty without one.
+    QStringList groupAlbums();
+    void groupArtists(const QStringList& albumsOfTracks);
     void groupGenres();
     void groupFolders();
     void listRecent();

@@ -33,33 +33,32 @@ std::optional<double> number(const QVariant& value) {
 }
 
 // In the order of the columns.
-LibraryTrackPtr readTrack(const QSqlQuery& row) {
-    auto track = std::make_shared<LibraryTrack>();
+LibraryTrack readTrack(const QSqlQuery& row) {
+    LibraryTrack track;
     int column = 0;
     const auto next = [&] { return row.value(column++); };
-    track->id = next().toLongLong();
-    track->path = next().toByteArray();
+    track.id = next().toLongLong();
+    track.path = next().toByteArray();
     next();
-    track->size = next().toLongLong();
-    track->modifiedNs = next().toLongLong();
-    track->state = LibraryTrack::State(next().toInt());
-    track->added = next().toLongLong();
-    track->fingerprint = next().toByteArray();
-    track->title = next().toString();
-    track->artist = next().toString();
-    track->albumArtist = next().toString();
-    track->album = next().toString();
-    track->genre = next().toString();
-    track->year = next().toInt();
-    track->track = next().toInt();
-    track->disc = next().toInt();
-    track->durationMs = next().toLongLong();
-    track->trackGain = number(next());
-    track->trackPeak = number(next());
-    track->albumGain = number(next());
-    track->albumPeak = number(next());
-    track->cover = next().toByteArray();
-    track->prepare();
+    track.size = next().toLongLong();
+    track.modifiedNs = next().toLongLong();
+    track.state = LibraryTrack::State(next().toInt());
+    track.added = next().toLongLong();
+    track.fingerprint = next().toByteArray();
+    track.title = next().toString();
+    track.artist = next().toString();
+    track.albumArtist = next().toString();
+    track.album = next().toString();
+    track.genre = next().toString();
+    track.year = next().toInt();
+    track.track = next().toInt();
+    track.disc = next().toInt();
+    track.durationMs = next().toLongLong();
+    track.trackGain = number(next());
+    track.trackPeak = number(next());
+    track.albumGain = number(next());
+    track.albumPeak = number(next());
+    track.cover = next().toByteArray();
     return track;
 }
 
@@ -164,18 +163,17 @@ void MediaStore::setSource(const Source& source) {
         {source.folder, qint64(source.device), qint64(source.inode)});
 }
 
-std::vector<MediaStore::Entry> MediaStore::tracks() const {
+void MediaStore::readTracks(
+    const std::function<void(LibraryTrack track, bool isMissing)>& use) const {
     const qint64 oldest =
         QDateTime::currentSecsSinceEpoch() - qint64(maximumMissingDays) * 24 * 60 * 60;
     run("DELETE FROM tracks WHERE missing != 0 AND missing < ?", {oldest});
     run("DELETE FROM moved WHERE track NOT IN (SELECT id FROM tracks)");
-    std::vector<Entry> entries;
     QSqlQuery query(m_database);
     query.setForwardOnly(true);
     query.exec(QStringLiteral("SELECT * FROM tracks"));
     while (query.next())
-        entries.push_back({readTrack(query), query.value(2).toLongLong() != 0});
-    return entries;
+        use(readTrack(query), query.value(2).toLongLong() != 0);
 }
 
 QHash<QByteArray, qint64> MediaStore::moved() const {

@@ -7,7 +7,7 @@
 #include <QSqlQuery>
 #include <QVector>
 
-#include <vector>
+#include <functional>
 
 // The library on the disk: a SQLite database in which all of it stays while the device is off. All
 // SQL is here. An object belongs to one thread. Writes that fail are logged; what they would have
@@ -19,11 +19,6 @@ public:
         QByteArray folder;
         quint64 device = 0;
         quint64 inode = 0;
-    };
-    // A file that was there once. It stays known so that it is the same track when it comes back.
-    struct Entry {
-        LibraryTrackPtr track;
-        bool isMissing;
     };
     using Pictures = QHash<QByteArray, QPair<QByteArray, QByteArray>>;
 
@@ -42,7 +37,9 @@ public:
 
     Source source() const;
     void setSource(const Source& source);
-    std::vector<Entry> tracks() const;
+    // A file that is missing was there once. It stays known so that it is the same track when it
+    // comes back.
+    void readTracks(const std::function<void(LibraryTrack track, bool isMissing)>& use) const;
     // Former paths and the ids of the tracks.
     QHash<QByteArray, qint64> moved() const;
     Pictures folderPictures() const;

@@ -10,6 +10,8 @@ namespace {
 
 // The process reads further files while this side stores the last ones.
 constexpr int maximumSent = 64;
+// Several names go in one write.
+constexpr int minimumSent = maximumSent / 2;
 // Files come in groups, and a new process takes some milliseconds.
 constexpr int idleMs = 5000;
 // A process that is killed ends at once, unless it waits for a disk.
@@ -46,13 +48,18 @@ void ScanProcess::send() {
     m_idle.stop();
     if (!m_process)
         start();
+    if (m_sent.size() > minimumSent)
+        return;
+    QByteArray names;
     while (m_process && m_sent.size() < maximumSent && !m_waiting.isEmpty()) {
         if (m_sent.isEmpty())
             m_deadline.start();
         m_sent.enqueue(m_waiting.dequeue());
         dbglog_debug("Reading " << m_sent.last());
-        m_process->write(m_sent.last() + '\0');
+        names += m_sent.last() + '\0';
     }
+    if (!names.isEmpty())
+        m_process->write(names);
 }
 
 void ScanProcess::start() {
