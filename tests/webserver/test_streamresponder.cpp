@@ -141,8 +141,11 @@ negative length                     |1500   |65536|-5
         QVERIFY(QFile::resize(name, 64 << 20));
         Relay relay(1);
         relay.producer.reply.insert("localFile", name);
+        relay.producer.reply.insert("headers", QVariantHash{{"Cache-Control", "immutable"}});
         relay.client.send(RawClient::requestBytes("GET", target, "Range: bytes=0-4\r\n"));
-        QCOMPARE(relay.client.readReply().body, QByteArray("begin"));
+        const HttpReply reply = relay.client.readReply();
+        QCOMPARE(reply.body, QByteArray("begin"));
+        QCOMPARE(reply.header("Cache-Control"), QByteArray("immutable"));
         QVERIFY(!relay.hasPipe());
     }
 

@@ -12,6 +12,7 @@
 #include "request.h"
 #include "responders/file/fileserving.h"
 
+#include <QFileInfo>
 #include <QPointer>
 #include <QSocketNotifier>
 
@@ -176,6 +177,9 @@ void StreamResponder::on_httpRequest_finishedSignal(const CMVoidReply& reply) {
 void StreamResponder::serveFile(const PlixHttpRequestReply& reply) {
     // The FIFO is not needed.
     release();
+    // They are of the file, and not of the answer that there is none.
+    if (QFileInfo::exists(reply.localFile()))
+        setHeaders(reply.headers());
     FileServing::serve({QFileInfo(reply.localFile()), {}, {}, reply.contentType()}, &request(),
                        [self = QPointer<StreamResponder>(this)] {
                            if (self)

@@ -30,8 +30,9 @@ public:
     static constexpr int defaultPatienceMs = 30000;
 
     // The number of streams of all servers at a time; further ones are answered with 503. Each
-    // takes a FIFO, two descriptors and time of its worker.
-    static constexpr int maximumStreams = 64;
+    // takes a FIFO, two descriptors and time of its worker. A page of album covers asks for 200 at
+    // once.
+    static constexpr int maximumStreams = 256;
 
     StreamResponder(Request& request, const QString& documentRoot,
                     int patienceMs = defaultPatienceMs, QObject* parent = nullptr);
