@@ -12,6 +12,7 @@ build_packages=(
 test_packages=(
     ffmpeg gstreamer1.0-plugins-base gstreamer1.0-plugins-good
     curl dpkg-dev esbuild file iproute2 mypy node-typescript python3 python3-jsonschema
+    curl dpkg-dev esbuild ffmpeg file iproute2 mypy node-typescript python3 python3-jsonschema
     python3-setuptools python3-wheel python3-yaml valgrind
 )
 # Tests take these from elsewhere too, if they are there.
@@ -19,7 +20,7 @@ command -v chromium >/dev/null || test_packages+=(chromium)
 command -v node >/dev/null || test_packages+=(nodejs)
 command -v npm >/dev/null || test_packages+=(npm)
 bench_packages=(
-    wrk nginx-light lighttpd curl python3 strace valgrind libbenchmark-dev nlohmann-json3-dev
+    wrk nginx-light lighttpd mpd ffmpeg curl python3 strace valgrind libbenchmark-dev nlohmann-json3-dev
 )
 check_packages=(git clang-format clang-tidy)
 fuzz_packages=(clang libclang-rt-14-dev llvm libhttp-parser-dev)
