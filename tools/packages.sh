@@ -10,10 +10,9 @@ build_packages=(
     libtag1-dev libqt5sql5-sqlite
 )
 test_packages=(
-    ffmpeg gstreamer1.0-plugins-base gstreamer1.0-plugins-good
-    curl dpkg-dev esbuild file iproute2 mypy node-typescript python3 python3-jsonschema
-    curl dpkg-dev esbuild ffmpeg file iproute2 mypy node-typescript python3 python3-jsonschema
-    python3-setuptools python3-wheel python3-yaml valgrind
+    curl dpkg-dev esbuild ffmpeg file gstreamer1.0-plugins-base gstreamer1.0-plugins-good iproute2
+    mypy node-typescript python3 python3-jsonschema python3-setuptools python3-wheel python3-yaml
+    valgrind
 )
 # Tests take these from elsewhere too, if they are there.
 command -v chromium >/dev/null || test_packages+=(chromium)
