@@ -2,7 +2,9 @@
 
 #include "core/dbglog.h"
 #include "core/model/cmnodesworker.h"
+#include "core/plixconnect.h"
 #include "devicedescription.h"
+#include "hostworker.h"
 #include "workerplugin.h"
 
 #include <QMetaObject>
@@ -37,6 +39,7 @@ Device::~Device() {
 bool Device::start(const DeviceDescription& description, const QString& stateDirectory,
                    QString* error) {
     makePlainWorkers(description);
+    makeHostWorker(description);
     for (const DeviceDescription::Worker& entry : description.workers()) {
         dbglog_debug("Loading " << entry.library);
         CMAbstractWorker* worker = WorkerPlugin::create(
@@ -64,6 +67,13 @@ void Device::makePlainWorkers(const DeviceDescription& description) {
     const QStringList names = description.nodeWorkers();
     for (const QString& name : names)
         m_workers.push_back(std::make_unique<CMNodesWorker>(config, name));
+}
+
+void Device::makeHostWorker(const DeviceDescription& description) {
+    auto worker =
+        std::make_unique<HostWorker>(QVariantHash{{QStringLiteral("nodes"), description.nodes()}});
+    plixConnect(worker.get(), &HostWorker::restartRequested, this, &Device::restartRequested);
+    m_workers.push_back(std::move(worker));
 }
 
 void Device::dropReplacedWorkers() {

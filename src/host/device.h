@@ -27,8 +27,11 @@ Q_SIGNALS:
     // All workers have processed the events that they queued in their constructors, and none is
     // still starting. The arguments are the ports that are listened on, 0 for none.
     void ready(int httpPort, int httpsPort);
+    // A client has asked for a restart of the device.
+    void restartRequested();
 
 private:
+    void makeHostWorker(const DeviceDescription& description);
     void makePlainWorkers(const DeviceDescription& description);
     void dropReplacedWorkers();
     void on_workers_settled();

@@ -16,17 +16,21 @@
 #include <glib-unix.h>
 
 #include <cerrno>
+#include <climits>
 #include <csignal>
 #include <cstdio>
 #include <cstring>
 #include <malloc.h>
 #include <sys/resource.h>
+#include <unistd.h>
 
 namespace {
 
 constexpr int largeBlockBytes = 256 * 1024;
 
 constexpr int usageError = 2;
+// The result of the event loop when the device is to be restarted. Not an exit status.
+constexpr int restartStatus = -1;
 
 int fail(const QString& reason) {
     // simplified() makes it one line.
@@ -160,10 +164,22 @@ int run(const HostOptions& options) {
 
     Device device;
     QObject::connect(&device, &Device::ready, &device, printReady);
+    QObject::connect(&device, &Device::restartRequested, &device,
+                     [] { QCoreApplication::exit(restartStatus); });
     if (!device.start(description, state.path(), &error))
         return fail(error);
     const LoopMonitor monitor;
     return QCoreApplication::exec();
+}
+
+// Replaces this process by a new one of the same program, with its process id, arguments, working
+// directory and standard streams. Returns only when that fails.
+int restart(char** argv) {
+    // Libraries may have files open that a new program would inherit.
+    close_range(STDERR_FILENO + 1, UINT_MAX, CLOSE_RANGE_CLOEXEC);
+    const QString program = QCoreApplication::applicationFilePath();
+    execv(QFile::encodeName(program).constData(), argv);
+    return fail(QStringLiteral("%1: %2").arg(program, QString::fromLocal8Bit(strerror(errno))));
 }
 
 } // namespace
@@ -184,5 +200,6 @@ int main(int argc, char** argv) {
         return print(HostOptions::helpText());
     if (options.version)
         return print(QStringLiteral("plixhost " PLIX_VERSION "\n"));
-    return run(options);
+    const int status = run(options);
+    return status == restartStatus ? restart(argv) : status;
 }

@@ -55,6 +55,27 @@ private Q_SLOTS:
         QVERIFY(!QFileInfo::exists(m_pipe));
     }
 
+    void runsWhatWasReceivedAfterRestart() {
+        start();
+        QString running = version("version");
+        for (const auto& [bytes, next] :
+             {std::pair(QByteArray("plix-firmware 2.0-b1\n\0rest", 26), QString("2.0-b1")),
+              std::pair(QByteArray("plix-firmware " + QByteArray(100, '2') + '\n'), QString()),
+              std::pair(QByteArray("plix-firmware \n"), QString())}) {
+            QVERIFY(upload(bytes));
+            const QString expected = next.isEmpty() ? QString(digest(bytes).left(12)) : next;
+            QTRY_COMPARE(version("pending"), expected);
+            QCOMPARE(version("version"), running);
+            QVERIFY(upload("x", "{}"));
+            QTRY_COMPARE(update("state"), QVariant("failed"));
+            m_worker.reset();
+            start();
+            running = expected;
+            QCOMPARE(version("version"), running);
+            QCOMPARE(version("pending"), QString(""));
+        }
+    }
+
     void recoversFromFailures() {
         // What a crash has left.
         QCOMPARE(mkfifo(m_pipe.constData(), 0666), 0);
@@ -84,6 +105,9 @@ private:
     }
     QVariant update(const QString& member) const {
         return m_worker->role("firmware:update", "value").toHash().value(member);
+    }
+    QString version(const QString& node) const {
+        return PlixValue(m_worker->role("firmware:" + node, "value").toHash()).string_();
     }
     static QByteArray digest(const QByteArray& bytes) {
         return QCryptographicHash::hash(bytes, QCryptographicHash::Sha256).toHex();

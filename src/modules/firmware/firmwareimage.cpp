@@ -2,6 +2,21 @@
 
 #include <QDir>
 #include <QFileInfo>
+#include <QRegularExpression>
+
+#include <algorithm>
+
+namespace {
+
+// The longest first line with a version.
+constexpr int headBytes = 64;
+constexpr int digestVersionDigits = 12;
+
+QString versionFile(const QString& imageFile) {
+    return QFileInfo(imageFile).path() + QStringLiteral("/version");
+}
+
+} // namespace
 
 FirmwareImage::FirmwareImage(const QString& fileName) : m_file(fileName) {}
 
@@ -14,8 +29,28 @@ bool FirmwareImage::write(const char* data, int size) {
     if (m_file.write(data, size) != size)
         return false;
     m_hash.addData(data, size);
+    m_head.append(data, std::min(size, headBytes - m_head.size()));
     m_size += size;
     return true;
+}
+
+bool FirmwareImage::commit() {
+    QSaveFile file(versionFile(m_file.fileName()));
+    return m_file.commit() && file.open(QIODevice::WriteOnly) &&
+           file.write(version().toUtf8()) >= 0 && file.commit();
+}
+
+QString FirmwareImage::version() const {
+    static const QRegularExpression line(QStringLiteral("^plix-firmware ([\\w.+-]+)\n"));
+    const auto match = line.match(QString::fromLatin1(m_head));
+    return match.hasMatch() ? match.captured(1) : sha256().left(digestVersionDigits);
+}
+
+QString FirmwareImage::storedVersion(const QString& fileName) {
+    QFile file(versionFile(fileName));
+    return QFile::exists(fileName) && file.open(QIODevice::ReadOnly)
+               ? QString::fromUtf8(file.readAll())
+               : QString();
 }
 
 void FirmwareImage::removeRemains(const QString& fileName) {

@@ -21,6 +21,11 @@
 namespace {
 
 const QString updatePath = QStringLiteral("firmware:update");
+const QString versionPath = QStringLiteral("firmware:version");
+const QString pendingPath = QStringLiteral("firmware:pending");
+
+// Of a device that has never received an image.
+const QString firstVersion = QStringLiteral("1.0.0");
 
 // The usual capacity of a FIFO, and the number of reads in one turn of the event loop.
 constexpr int readSize = 64 * 1024;
@@ -47,6 +52,11 @@ FirmwareWorker::FirmwareWorker(const QVariantHash& config)
 
     setNode(updatePath, {{PlixRoles::Title(), QStringLiteral("Firmware update")},
                          {PlixRoles::Modifiable(), false}});
+    const QString stored = FirmwareImage::storedVersion(m_imageFile);
+    provideVersion(versionPath, QStringLiteral("Firmware version"),
+                   stored.isEmpty() ? firstVersion : stored);
+    provideVersion(pendingPath, QStringLiteral("Firmware version after the next start"),
+                   QString(""));
     report(QStringLiteral("idle"));
     m_progressTimer.setInterval(progressMs);
     plixConnect(&m_progressTimer, SIGNAL(timeout()), this, SLOT(on_progressTimer_timeout()));
@@ -159,8 +169,12 @@ void FirmwareWorker::on_image_committed(bool ok) {
     if (!ok)
         return fail(m_image->errorString());
     const QString sha256 = m_image->sha256();
+    PlixValue version;
+    version.setString_(m_image->version());
     m_image.reset();
-    dbglog_info("Received a firmware image: " << m_bytes << " bytes, SHA-256 " << sha256);
+    dbglog_info("Received firmware " << version.string_() << ": " << m_bytes << " bytes, SHA-256 "
+                                     << sha256);
+    setValue(pendingPath, version);
     report(QStringLiteral("received"), sha256);
     if (m_pipe->readNotifier())
         m_pipe->readNotifier()->setEnabled(true);
@@ -181,6 +195,15 @@ void FirmwareWorker::fail(const QString& reason) {
     m_pipe.reset();
     if (createPipe())
         openPipe();
+}
+
+void FirmwareWorker::provideVersion(const QString& path, const QString& title,
+                                    const QString& version) {
+    PlixValue value;
+    value.setString_(version);
+    setNode(path, {{PlixRoles::Title(), title},
+                   {PlixRolesType::Value(), value.__variant()},
+                   {PlixRoles::Modifiable(), false}});
 }
 
 void FirmwareWorker::on_progressTimer_timeout() {

@@ -19,6 +19,10 @@ class FirmwareImage;
 // are in a file beside the FIFO, see firmwarenotice.h. An image that is incomplete or not as
 // announced has the state "failed", and the previous image is not changed.
 //
+// The device runs the image that was stored when it was started: "firmware:version" is its version.
+// "firmware:pending" is that of an image received since, which the next start runs; else it is
+// empty.
+//
 // Configuration: "nodes"; "stateDir", the state directory.
 class FirmwareWorker : public CMNodesWorker {
     Q_OBJECT
@@ -45,6 +49,7 @@ private:
     void discard(const QString& reason);
     void fail(const QString& reason);
     void report(const QString& state, const QString& sha256 = QString(""));
+    void provideVersion(const QString& path, const QString& title, const QString& version);
 
     QString m_imageFile;
     std::unique_ptr<PlixNamedPipe> m_pipe;
