@@ -542,8 +542,8 @@ class EventFeed {
         this.#queueId = answer;
         this.#subscribed = lost ? new Set(added) : wanted;
         this.#tell({ type: 'ready', paths: added });
-        if (lost)
-            await this.#modifyQueue(signal);
+        // What was wanted meanwhile, or has been lost.
+        await this.#modifyQueue(signal);
     }
 
     async #poll(signal) {

@@ -109,6 +109,21 @@ describe('plix.js', () => {
         assert.equal(newQueues(), 1);
     });
 
+    it('follows at once what is wanted while the queue is made', async t => {
+        const { fetch } = globalThis;
+        const following = new Plix(device.httpUrl);
+        const stops = [];
+        t.after(() => stops.forEach(stop => stop()));
+        let volume;
+        t.mock.method(globalThis, 'fetch', (url, options) => {
+            if (url.endsWith('modifyQueue') && stops.length === 1)
+                stops.push(following.watch('player:player/volume', value => { volume = value; }));
+            return fetch(url, options);
+        });
+        stops.push(following.watch('player:player/mute', () => {}));
+        await until(() => volume !== undefined, 'the volume, before the first poll is over');
+    });
+
     it('calls nobody who has stopped', async t => {
         const called = [];
         for (const [path, method] of [
