@@ -22,12 +22,15 @@ HostWorker::HostWorker(const QVariantHash& config)
     setNode(restartPath, {{PlixRoles::Title(), QStringLiteral("Restart")},
                           {PlixRoles::Type(), QStringLiteral("action")},
                           {PlixRolesType::Value(), started.__variant()},
-                          {PlixRoles::Activate(), true},
                           {PlixRoles::Modifiable(), false}});
+    // Template pages can reach internal nodes too.
+    if (!role(restartPath, PlixRoles::Internal()).toBool())
+        setRole(restartPath, PlixRoles::Activate(), true);
 }
 
 void HostWorker::setDataRequest(const CMSetDataRequest& request) {
-    if (request.path.toEncoded() != restartPath || request.role != PlixRoles::Activate())
+    if (request.path.toEncoded() != restartPath || request.role != PlixRoles::Activate() ||
+        !role(restartPath, PlixRoles::Activate()).isValid())
         return CMNodesWorker::setDataRequest(request);
     dbglog_info("A client restarts the device");
     request.reply.finish(role(restartPath, PlixRolesType::Value()));

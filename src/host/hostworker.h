@@ -4,7 +4,8 @@
 
 // The host's own node, "device:restart": writing its role "activate" restarts the device. Its value
 // is the time of the last start in milliseconds since 1970, by which clients see that the device
-// has been restarted. A device file can hide the node with the role "internal".
+// has been restarted. With the role "internal", which a device file can set, the node is hidden and
+// cannot be activated.
 class HostWorker : public CMNodesWorker {
     Q_OBJECT
 

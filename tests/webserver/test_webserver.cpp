@@ -28,6 +28,10 @@ QSslCertificate servedCertificate(int port) {
     return client.socket().peerCertificate();
 }
 
+QString published(TestDevice& device, const QString& name) {
+    return PlixValue(device.web().role("SoupServer:" + name, "value").toHash()).string_();
+}
+
 } // namespace
 
 // The worker as the host makes it: which server offers what, and the device's certificate.
@@ -102,6 +106,14 @@ private Q_SLOTS:
             names.sort();
             QCOMPARE(names, (QStringList{"127.0.0.1", "fe80::1"}));
             QCOMPARE(second.publicKey(), first.publicKey());
+            // Pages show what people compare, and offer the authority, but not its key.
+            QCOMPARE(published(device, "certificate/sha256"),
+                     QString(second.digest(QCryptographicHash::Sha256).toHex(':')).toUpper());
+            const QByteArray shown = published(device, "authority/certificate").toLatin1();
+            const QSslCertificate authority(QByteArray::fromBase64(shown), QSsl::Der);
+            QCOMPARE(authority.subjectInfo(QSslCertificate::Organization),
+                     second.issuerInfo(QSslCertificate::Organization));
+            QCOMPARE(authority.toDer(), QByteArray::fromBase64(shown));
 
             setAddresses({});
             QCOMPARE(device.httpsPort(), 0);
@@ -111,6 +123,25 @@ private Q_SLOTS:
         }
         QVERIFY(!QFile::exists(DeviceCertificate::keyFile()));
         QVERIFY(!QFile::exists(DeviceCertificate::certificateFile()));
+    }
+
+    void publishesTextsOfTheLanguage() {
+        TestDevice device({{"settings:/ui/language", valueNode("string_", "en")}});
+        device.writeFile("lang/en.json", R"({"Play": "Play", "Stop?": "Stop?"})");
+        device.writeFile("lang/de.json", R"({"Play": "Los", "More": "Mehr"})");
+        device.writeFile("de.json", R"({"Play": "outside"})");
+        const QPair<const char*, const char*> rows[] = {
+            {"de", "de Los"}, {"../de", "en Play"}, {"de-AT", "de Los"}, {"ja", "en Play"}};
+        for (const auto& [language, expected] : rows) {
+            PlixValue value;
+            value.setString_(language);
+            device.worker("settings").setValue("settings:/ui/language", value);
+            settle();
+            QCOMPARE(published(device, "texts/@lang") + ' ' + published(device, "texts/Play"),
+                     QString(expected));
+            QCOMPARE(published(device, "texts/Stop?"), QString("Stop?"));
+        }
+        QVERIFY(!device.web().hasNode("SoupServer:texts/More"));
     }
 
     void explicitCertificateOffersNoPages() {

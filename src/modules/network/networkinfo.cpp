@@ -30,6 +30,17 @@ QVariantHash NetworkInfo::record(const QVector<Interface>& interfaces) {
         {QStringLiteral("softAp"), QVariantHash{{QStringLiteral("accessPoints"), QVariantList()}}}};
 }
 
+QString NetworkInfo::text(const QVector<Interface>& interfaces) {
+    QStringList addresses;
+    for (const Interface& interface : interfaces) {
+        for (const QHostAddress& address : interface.addresses) {
+            if (!address.isLoopback() && !address.isLinkLocal())
+                addresses.append(address.toString());
+        }
+    }
+    return addresses.join(QStringLiteral(", "));
+}
+
 QVector<NetworkInfo::Interface> NetworkInfo::interfaces() {
     QVector<Interface> result;
     const QList<QNetworkInterface> all = QNetworkInterface::allInterfaces();

@@ -18,6 +18,9 @@ struct Interface {
 // Access points are listed like other wireless interfaces.
 QVariantHash record(const QVector<Interface>& interfaces);
 
+// The addresses of the interfaces in words, without those of loopback: "192.168.1.5, 10.0.0.7".
+QString text(const QVector<Interface>& interfaces);
+
 // The machine's interfaces that are up, loopback included.
 QVector<Interface> interfaces();
 

@@ -8,8 +8,17 @@
 #include "interfacewatcher.h"
 #include "networkinfo.h"
 
+#include <QSysInfo>
+
+namespace {
+
+const QString hostNamePath = QStringLiteral("network:hostname");
+
+} // namespace
+
 NetworkWorker::NetworkWorker(const QVariantHash& config)
     : CMNodesWorker(config, QStringLiteral("network")) {
+    provideHostName();
     const QString path = PlixNetworkInfoPath().toEncoded();
     if (role(path, PlixRolesType::Value()).isValid()) {
         // Clients must not write the addresses, because the device certificate is made for them.
@@ -24,11 +33,24 @@ NetworkWorker::NetworkWorker(const QVariantHash& config)
     plixConnect(watcher, &InterfaceWatcher::changed, this, &NetworkWorker::update);
 }
 
+void NetworkWorker::provideHostName() {
+    if (hasNode(hostNamePath))
+        return;
+    PlixValue name;
+    name.setString_(QSysInfo::machineHostName());
+    setNode(hostNamePath, {{PlixRoles::Title(), QStringLiteral("Host name")},
+                           {PlixRolesType::Value(), name.__variant()},
+                           {PlixRoles::Modifiable(), false}});
+}
+
 void NetworkWorker::update() {
     const QString path = PlixNetworkInfoPath().toEncoded();
-    const QVariantHash info = NetworkInfo::record(NetworkInfo::interfaces());
+    const QVector<NetworkInfo::Interface> interfaces = NetworkInfo::interfaces();
+    const QVariantHash info = NetworkInfo::record(interfaces);
     if (role(path, PlixRolesType::Value()).toHash() == info)
         return;
     dbglog_info("Network: " << PlixJson::serialize(info));
+    // For pages without scripts.
+    setRole(path, PlixRoles::Description(), NetworkInfo::text(interfaces));
     setRole(path, PlixRolesType::Value(), info);
 }

@@ -2,7 +2,8 @@
 
 #include "core/model/cmnodesworker.h"
 
-// Provides the device's addresses in one node. They follow the interfaces of the machine, unless
+// Provides the device's addresses in one node, and its host name in "network:hostname", unless the
+// configuration has one. The addresses follow the interfaces of the machine, unless
 // the configuration's "nodes" contain a value for the node.
 class NetworkWorker : public CMNodesWorker {
     Q_OBJECT
@@ -11,5 +12,6 @@ public:
     explicit NetworkWorker(const QVariantHash& config);
 
 private:
+    void provideHostName();
     void update();
 };

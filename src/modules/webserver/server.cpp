@@ -127,10 +127,12 @@ bool Server::loadTls(GError** error) {
     GTlsCertificate* certificate = nullptr;
     g_object_get(m_soupServer.get(), SOUP_SERVER_TLS_CERTIFICATE, &certificate, nullptr);
     const auto held = GObjectPtr<GTlsCertificate>::adopt(certificate);
+    const QByteArray chain = certificateChainText(certificate);
     QString reason;
-    auto tls =
-        TlsContext::create(certificateChainText(certificate), privateKeyText(certificate), &reason);
-    if (!tls)
+    auto tls = TlsContext::create(chain, privateKeyText(certificate), &reason);
+    if (tls)
+        Q_EMIT certificateLoaded(certificateBytes(chain));
+    else
         g_set_error_literal(error, G_TLS_ERROR, G_TLS_ERROR_BAD_CERTIFICATE,
                             reason.toUtf8().constData());
     m_connections->setTls(std::move(tls));

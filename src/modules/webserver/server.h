@@ -89,6 +89,10 @@ public:
     // Whether the server waits for the key or for the lock of the files.
     bool isWaitingForKey() const;
 
+Q_SIGNALS:
+    // Connections from now on use this certificate (DER).
+    void certificateLoaded(const QByteArray& certificate);
+
 private:
     struct HandlerData {
         Server* server;

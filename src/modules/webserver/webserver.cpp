@@ -1,9 +1,12 @@
 #include "webserver.h"
 
+#include "certificate/tlscertificate.h"
 #include "connection/connectionbudget.h"
 #include "core/dbglog.h"
+#include "core/model/cmroles.h"
 #include "core/model/cmroot.h"
 #include "core/model/cmvalueitem.h"
+#include "core/plixconnect.h"
 #include "core/plixpaths.h"
 #include "files/recentfiles.h"
 #include "handlers/handler.h"
@@ -20,6 +23,7 @@
 #include "responders/firmware/firmwareupdateresponder.h"
 #include "responders/multipartresponderfactory.h"
 #include "responders/page/pageresponder.h"
+#include "responders/page/pagetexts.h"
 #include "responders/responderfactory.h"
 #include "responders/stream/stalepipes.h"
 #include "responders/stream/streamresponder.h"
@@ -146,10 +150,33 @@ void WebserverWorker::startServer(int port, const QString& certificate, const QS
         return;
     }
     server->setBudget(m_budget);
+    plixConnect(server.get(), &Server::certificateLoaded, this, [this](const QByteArray& bytes) {
+        publishText(QStringLiteral("certificate/sha256"), certificateFingerprint(bytes));
+    });
+    if (useDeviceCert)
+        publishAuthority(certificate);
     addUrlMap(server.get(), !certificate.isEmpty() && !privateKey.isEmpty() && useDeviceCert);
     server->setAllowedOrigins(m_allowedOrigins);
     server->start();
     m_servers.append(server.release());
+}
+
+void WebserverWorker::publishText(const QString& name, const QString& text) {
+    PlixValue value;
+    value.setString_(text);
+    setNode(QStringLiteral("SoupServer:") + name,
+            {{PlixRolesType::Value(), value.__variant()}, {PlixRoles::Modifiable(), false}});
+}
+
+// The certificate alone: the setting's text may contain the key as well.
+void WebserverWorker::publishAuthority(const QString& certificate) {
+    const QByteArray bytes = certificateBytes(certificate.toUtf8());
+    if (bytes.isEmpty())
+        return;
+    const QString fingerprint = certificateFingerprint(bytes);
+    dbglog_info("HTTPS authority: SHA-256 " << fingerprint);
+    publishText(QStringLiteral("authority/sha256"), fingerprint);
+    publishText(QStringLiteral("authority/certificate"), QString::fromLatin1(bytes.toBase64()));
 }
 
 void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
@@ -215,6 +242,9 @@ void WebserverWorker::on_uiLanguage_changed(const PlixValue& value) {
     dbglog_scopedFunction;
     for (Server* server : qAsConst(m_servers))
         server->setLanguage(value.string_());
+    const QMap<QString, QString> texts = pageTexts(m_documentRoot, value.string_());
+    for (auto text = texts.begin(); text != texts.end(); ++text)
+        publishText(QStringLiteral("texts/") + text.key(), *text);
 }
 
 void WebserverWorker::on_networkInfo_changed(const PlixValue& value) {

@@ -23,6 +23,13 @@ class Server;
 // with the URL map of webserver.cpp, and follows the language of the user interface and the
 // addresses of the device. Owned by the host. The servers are its children; the handlers of the URL
 // map live as long as the worker.
+//
+// Its nodes, for pages, are texts that clients can read:
+// "SoupServer:certificate/sha256": the fingerprint of the HTTPS certificate in use;
+// "SoupServer:authority/sha256" and ".../certificate": of the authority that signs the device's
+// certificates, its fingerprint and the certificate (DER in Base64);
+// "SoupServer:texts/ENGLISH": the pages' texts in the language of the user interface, see
+// pagetexts.h.
 class WebserverWorker : public CMNodesWorker {
     Q_OBJECT
     // The ports that the servers listen on; 0 while a server does not listen.
@@ -48,6 +55,8 @@ private Q_SLOTS:
     void on_networkInfo_changed(const PlixValue& value);
 
 private:
+    void publishText(const QString& name, const QString& text);
+    void publishAuthority(const QString& certificate);
     void addUrlMap(Server* server, bool servesPages);
     int listeningPort(bool https) const;
 

@@ -2,6 +2,8 @@
 
 #include "core/dbglog.h"
 
+#include <QCryptographicHash>
+
 namespace {
 
 QByteArray textProperty(GTlsCertificate* certificate, const char* name) {
@@ -32,6 +34,19 @@ QByteArray certificateChainText(GTlsCertificate* certificate) {
     for (; certificate; certificate = g_tls_certificate_get_issuer(certificate))
         text += textProperty(certificate, "certificate-pem");
     return text;
+}
+
+QByteArray certificateBytes(const QByteArray& pem) {
+    const QByteArray begin = QByteArrayLiteral("-----BEGIN CERTIFICATE-----");
+    const int first = pem.indexOf(begin) + begin.size();
+    const int last = pem.indexOf("-----END CERTIFICATE-----", first);
+    return first < begin.size() || last < 0 ? QByteArray()
+                                            : QByteArray::fromBase64(pem.mid(first, last - first));
+}
+
+QString certificateFingerprint(const QByteArray& bytes) {
+    const QByteArray digest = QCryptographicHash::hash(bytes, QCryptographicHash::Sha256);
+    return QString::fromLatin1(digest.toHex(':').toUpper());
 }
 
 QByteArray privateKeyText(GTlsCertificate* certificate) {

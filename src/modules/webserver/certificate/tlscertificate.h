@@ -14,5 +14,11 @@ GObjectPtr<GTlsCertificate> loadCertificate(const QString& pem);
 // Of a certificate and of those that lead to its authority, as far as they are known.
 QByteArray certificateChainText(GTlsCertificate* certificate);
 
+// The bytes (DER) of the first certificate in a PEM text; empty when there is none.
+QByteArray certificateBytes(const QByteArray& pem);
+
+// The SHA-256 digest of these bytes as browsers show it: "5A:0F:...".
+QString certificateFingerprint(const QByteArray& bytes);
+
 // Empty when the private key is not known.
 QByteArray privateKeyText(GTlsCertificate* certificate);
