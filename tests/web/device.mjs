@@ -127,6 +127,19 @@ export class Device extends Plix {
         }
     }
 
+    /** Waits until it is back after a restart that `act` brings about. */
+    async restarted(act) {
+        const before = await this.get('device:restart');
+        await until(takeLock, 'other devices', Infinity);
+        try {
+            await act();
+            await until(async () => await this.get('device:restart') !== before, 'the restart', START_MS);
+            await until(() => this.#hasHttps(), 'HTTPS');
+        } finally {
+            rmSync(lockFile, { force: true });
+        }
+    }
+
     async #start() {
         this.#process = spawn(program, this.#arguments, { stdio: ['ignore', 'pipe', 'pipe'] });
         const { stdout, stderr } = this.#process;

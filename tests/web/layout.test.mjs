@@ -8,7 +8,8 @@ import { device, newProfile, nodes } from './fixture.mjs';
 
 // Names, contrast, sizes for fingers and the like.
 const RULES = ['wcag2a', 'wcag2aa', 'wcag22aa'];
-const PAGES = ['/index.html', '/player.fcgi', '/settings.fcgi', '/update.html', '/data.html#player:queue'];
+const PAGES = ['/index.html', '/player.fcgi', '/settings.fcgi', '/network.fcgi', '/update.html', '/update.fcgi',
+    '/data.html#player:queue'];
 const WORD = 'Rindfleischetikettierungsueberwachungsaufgabenuebertragungsgesetz'.repeat(2);
 const SIZES = [[390, 844], [844, 390], [720, 450], [480, 320], [1024, 600], [1280, 800]];
 

@@ -1,6 +1,9 @@
 import assert from 'node:assert/strict';
-import { createHash, randomBytes } from 'node:crypto';
+import { createHash, randomBytes, X509Certificate } from 'node:crypto';
+import { once } from 'node:events';
+import { readFileSync } from 'node:fs';
 import { test } from 'node:test';
+import { connect } from 'node:tls';
 import { open } from './browser.mjs';
 import { until } from './device.mjs';
 import { device, newProfile } from './fixture.mjs';
@@ -22,6 +25,8 @@ async function slowLine(page, mebibytes = 12) {
 }
 
 test('the first load stays within its budget', async test => {
+    // In English there is no catalogue to load.
+    await device.set('settings:/ui/language', 'de');
     const context = await newProfile();
     const loaded = [];
     context.on('requestfinished', request => loaded.push(request));
@@ -34,12 +39,13 @@ test('the first load stays within its budget', async test => {
     test.diagnostic(`${loaded.length} requests, ${bytes} bytes`);
     assert.ok(loaded.length <= REQUESTS, `${loaded.length} requests`);
     assert.ok(bytes <= BYTES, `${bytes} bytes`);
+    await device.set('settings:/ui/language', 'en');
 });
 
 test('every page can be put on a home screen', async () => {
     const context = await newProfile();
-    for (const path of ['/index.html', '/player.fcgi', '/settings.fcgi', '/update.html', '/data.html']) {
-        const page = await open(context, path);
+    for (const path of ['index.html', 'player.fcgi', 'settings.fcgi', 'network.fcgi', 'update.html', 'update.fcgi', 'data.html']) {
+        const page = await open(context, `/${path}`);
         const line = await context.newCDPSession(page);
         const { url, data, errors } = await line.send('Page.getAppManifest');
         assert.deepEqual([new URL(url).pathname, errors, JSON.parse(data).name], ['/manifest.json', [], 'Plix']);
@@ -82,12 +88,19 @@ test('without JavaScript the player plays, pauses and sets the volume', async ()
     const context = await newProfile({ javaScriptEnabled: false });
     const page = await open(context);
     await page.waitForURL('**/player.fcgi');
-    for (const [button, state] of [['Play', 'playing'], ['Pause', 'paused'], ['Stop', 'stopped']]) {
+    await device.set('settings:/ui/language', 'de');
+    await page.reload();
+    for (const [button, state, word] of [
+        ['Wiedergabe', 'playing', 'läuft'], ['Pause', 'paused', 'angehalten'], ['Stopp', 'stopped', 'gestoppt'],
+    ]) {
         await click(page, button);
         await page.waitForURL('**/player.fcgi');
-        await page.locator(`#state:text("${state}")`).waitFor();
+        await page.locator('#state').getByText(word, { exact: true }).waitFor();
         assert.equal((await device.get('player:player/state')), state);
     }
+    assert.equal(await page.getAttribute('html', 'lang'), 'de');
+    await device.set('settings:/ui/language', 'en');
+    await page.reload();
     const { title, artist } = await device.get('player:player/track');
     assert.equal(await page.textContent('#track'), `${title} – ${artist}`);
     await page.fill('#volume', '17');
@@ -96,6 +109,12 @@ test('without JavaScript the player plays, pauses and sets the volume', async ()
     assert.equal(await page.inputValue('#volume'), '17');
     assert.equal(await device.get('player:player/volume'), 17);
     assert.ok(!device.log.includes('player:player'), device.log);
+
+    // Nothing is written without the form: by a link, or by what fetches pages ahead.
+    const name = await device.get('settings:/device/name');
+    for (const path of ['control', 'set-volume', 'save-name', 'restart'])
+        assert.equal((await context.request.get(`/${path}.fcgi?value=x&type=PlixValue:string_`)).status(), 200);
+    assert.deepEqual([await device.get('settings:/device/name'), await device.get('player:player/volume')], [name, 17]);
 });
 
 test('until the device has answered nothing looks like an answer', async () => {
@@ -115,10 +134,13 @@ test('until the device has answered nothing looks like an answer', async () => {
     await until(async () => await page.locator('[aria-busy]').count() === 0, 'the lists');
 });
 
-test('a firmware image is sent with both progresses and its hash', async () => {
+test('a firmware image is checked, sent with both progresses, and runs after a restart', async () => {
     const page = await open(await newProfile(), '/update.html');
+    const there = await open(await newProfile({ javaScriptEnabled: false }), '/update.fcgi');
+    await page.getByText('Now running 1.0.0.').waitFor();
     await slowLine(page);
     const image = randomBytes(12 * 1024 * 1024);
+    image.write('plix-firmware 2.1\n');
     await choose(page, image);
     await page.getByText('12.0 MiB', { exact: true }).waitFor();
     await page.evaluate(() => {
@@ -127,6 +149,7 @@ test('a firmware image is sent with both progresses and its hash', async () => {
             new MutationObserver(() => seen[name].add(document.getElementById(name).value))
                 .observe(document.getElementById(name), { attributes: true });
     });
+    await page.locator('#fileHash').getByText(sha256(image)).waitFor();
     const asked = page.waitForRequest(request => request.method() === 'POST');
     await click(page, 'Send to the device');
     await page.getByText('It is the file you chose, byte for byte.').waitFor();
@@ -137,6 +160,41 @@ test('a firmware image is sent with both progresses and its hash', async () => {
         const values = await page.evaluate(bar => [...seen[bar]], name);
         assert.ok(values.some(value => value > 0 && value < 1), `${name}: ${values}`);
         assert.equal(values.at(-1), 1);
+    }
+    await there.reload();
+    assert.equal(await there.textContent('#pending'), '2.1');
+    await device.restarted(() => click(page, 'Restart now'));
+    await page.getByText('The device has been restarted.').waitFor();
+    await page.getByText('Now running 2.1.').waitFor();
+});
+
+test('the device is restarted from the settings, once more without JavaScript', async () => {
+    const page = await open(await newProfile(), '/settings.fcgi');
+    await click(page, 'Restart the device');
+    await device.restarted(() => click(page, 'Restart'));
+    await page.getByText('The device has been restarted.').waitFor();
+    const plain = await open(await newProfile({ javaScriptEnabled: false }), '/settings.fcgi');
+    await device.restarted(() => click(plain, 'Restart the device'));
+});
+
+test('the network page tells how to reach the device and to trust it', async () => {
+    const { hostname: host, port } = new URL(device.url);
+    const socket = connect({ host, port, rejectUnauthorized: false });
+    await once(socket, 'secureConnect');
+    const { raw } = socket.getPeerCertificate();
+    socket.destroy();
+    const certificate = new X509Certificate(raw);
+    for (const javaScriptEnabled of [true, false]) {
+        const page = await open(await newProfile({ javaScriptEnabled }), '/network.fcgi');
+        const { wired } = await device.get('network:info');
+        for (const { ip } of wired.addresses.filter(address => !/^(127|::1|fe80)/.test(address.ip)))
+            await page.locator('#addresses').getByText(ip).waitFor();
+        assert.equal(await page.textContent('#fingerprint'), certificate.fingerprint256);
+        const saved = page.waitForEvent('download');
+        await page.getByRole('link', { name: 'Save the authority' }).click();
+        const authority = new X509Certificate(readFileSync(await (await saved).path()));
+        assert.ok(authority.ca && certificate.verify(authority.publicKey));
+        assert.equal(authority.fingerprint256, await page.textContent('#authority'));
     }
 });
 
@@ -170,10 +228,9 @@ test('a dropped image is cancelled, and others are sent', async () => {
     await click(page, 'Send to the device');
     await page.getByText('The updater has the whole image, 5 bytes.').waitFor();
 
-    await page.goto('/update.html');
+    await page.goto('/update.fcgi');
     await choose(page, Buffer.from('plain image'));
-    await page.locator('#update').evaluate(form => HTMLFormElement.prototype.submit.call(form));
-    await page.getByText('The image has gone through').waitFor();
+    await click(page, 'Send to the device');
     await page.getByText('The updater has the whole image, 11 bytes.').waitFor();
     assert.equal(await page.textContent('#hash'), sha256('plain image'));
 });

@@ -13,18 +13,22 @@ const named = (folder, ending) => readdirSync(join(webRoot, folder))
     .filter(name => ending.test(name)).map(name => join(folder, name));
 // Names of the data model, of languages in themselves, of a digest.
 const NO_TEXT = /^(\w+:\S+|value|activate|title|SHA-256|Plix|[\p{L}]+ \([a-z]{2}\))$/u;
+const isText = words => /\p{L}{2}/u.test(words) && !NO_TEXT.test(words.trim());
 const CALL = /\btext\((?:[^()']|'(?:[^'\\]|\\.)*'|\((?:[^()]|\([^()]*\))*\))*\)/g;
 const LITERAL = /'((?:[^'\\]|\\.)*)'/g;
 
 function ofPage(name) {
-    const markup = read(name).replace(/<\?plix[^]*?\?>|<!--[^]*?-->|<noscript>[^]*?<\/noscript>/g, '')
+    const markup = read(name).replace(/<\?plix[^]*?\?>|<!--[^]*?-->/g, '')
         .replace(/<(\w+)[^>]*dir="auto"[^>]*>[^<]*<\/\1>/g, '');
-    const parts = [...markup.matchAll(/>([^<]+)</g)].map(([, words]) => words);
-    for (const [, , words] of markup.matchAll(/(aria-label|title|placeholder)="([^"]*)"/g))
-        parts.push(words);
-    for (const [, words] of markup.matchAll(/name="(?:done|failed)" value="([^"]*)"/g))
-        parts.push(words);
-    return parts;
+    return [...markup.matchAll(/>([^<]+)</g),
+        ...markup.matchAll(/(?:aria-label|title|placeholder|"(?:done|failed)" value)="([^"]*)"/g)]
+        .map(([, words]) => words);
+}
+
+/** Has no words of its own, because nobody would translate them. */
+function ofTemplate(name) {
+    assert.deepEqual(ofPage(name).filter(isText), [], name);
+    return [...read(name).matchAll(/SoupServer:texts\/([^@"]+)"/g)].map(([, words]) => words);
 }
 
 function ofScript(name) {
@@ -37,9 +41,9 @@ function ofScript(name) {
 }
 
 test('catalogues have all texts, and these only', () => {
-    const found = [...named('.', /\.(html|fcgi)$/).flatMap(ofPage), ...named('js', /\.js$/).flatMap(ofScript)]
-        .map(words => words.trim().replaceAll('&amp;', '&'))
-        .filter(words => /\p{L}{2}/u.test(words) && !NO_TEXT.test(words));
+    const found = [...named('.', /\.html$/).flatMap(ofPage), ...named('.', /\.fcgi$/).flatMap(ofTemplate),
+        ...named('js', /\.js$/).flatMap(ofScript)]
+        .map(words => words.trim().replaceAll('&amp;', '&')).filter(isText);
     const texts = [...new Set(found)].sort();
     for (const file of named('lang', /\.json$/)) {
         const catalogue = JSON.parse(read(file));

@@ -7,7 +7,8 @@ import { $, device, element, startPage, toast } from './ui.js';
 const ROOTS = [
     'player:player/state', 'player:player/track', 'player:player/position', 'player:player/duration',
     'player:player/volume', 'player:player/mute', 'player:queue', 'media:/', 'settings:/device/name',
-    'settings:/ui/language', 'settings:/player/volume', 'network:info', 'firmware:update',
+    'settings:/ui/language', 'settings:/player/volume', 'network:info', 'network:hostname', 'firmware:update',
+    'firmware:version', 'firmware:pending', 'device:restart',
 ];
 const ROW_ROLES = ['title', 'description', 'value'];
 const ROWS_PER_PAGE = 50;

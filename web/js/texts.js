@@ -3,7 +3,7 @@
  *
  * A catalogue, lang/LANGUAGE.json, has the texts by their English wording, in which the pages and
  * scripts are written; "@dir" is the direction of the script. A further language is a file and its
- * entry here.
+ * entry here. Template pages get their texts from the same files, through nodes of the device.
  */
 
 export const LANGUAGES = ['en', 'de'];
@@ -30,7 +30,7 @@ async function deviceLanguage() {
 }
 
 export const language = await deviceLanguage();
-const catalogue = await read(`lang/${language}.json`).catch(() => ({}));
+const catalogue = language === LANGUAGES[0] ? {} : await read(`lang/${language}.json`).catch(() => ({}));
 
 /**
  * @param {string} english
