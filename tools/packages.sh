@@ -16,6 +16,7 @@ test_packages=(
 )
 # Tests take these from elsewhere too, if they are there.
 command -v chromium >/dev/null || test_packages+=(chromium)
+command -v firefox-esr >/dev/null || test_packages+=(firefox-esr)
 command -v node >/dev/null || test_packages+=(nodejs)
 command -v npm >/dev/null || test_packages+=(npm)
 bench_packages=(

@@ -1,6 +1,6 @@
-// Debian's Chromium, without its own requests to the outside.
+// Debian's Chromium and Firefox, the former without its own requests to the outside.
 
-import { chromium } from 'playwright-core';
+import { chromium, firefox } from 'playwright-core';
 
 export const phone = { viewport: { width: 390, height: 844 }, hasTouch: true };
 export const desktop = { viewport: { width: 1360, height: 860 } };
@@ -10,6 +10,13 @@ export function launch() {
         executablePath: process.env.CHROMIUM ?? '/usr/bin/chromium',
         args: ['--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
             '--disable-background-networking', '--disable-component-update', '--disable-sync'],
+    });
+}
+
+/** Over WebDriver BiDi, because Debian's Firefox has no other interface that the driver knows. */
+export function launchFirefox() {
+    return firefox.launch({
+        channel: 'moz-firefox', executablePath: process.env.FIREFOX ?? '/usr/bin/firefox-esr',
     });
 }
 

@@ -10,10 +10,12 @@ export let device, browser;
 export const nodes = {};
 /** Further members of the device file. */
 export const file = {};
+/** How the browser is started. */
+export const use = { launch };
 
 before(async () => {
     device = await Device.start(nodes, {}, file);
-    browser = await launch();
+    browser = await use.launch();
 });
 after(async () => {
     await browser?.close();
