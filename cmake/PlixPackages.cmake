@@ -45,6 +45,8 @@ small host program as an example and the porting guide.")
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_NAME plix-simulator)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_SECTION net)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_DEPENDS "${same_version}")
+# A plug-in of Qt that keeps the library of one's own music; without it there are file names.
+set(CPACK_DEBIAN_SIMULATOR_PACKAGE_RECOMMENDS "libqt5sql5-sqlite")
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_CONTROL_EXTRA
     ${PROJECT_SOURCE_DIR}/packaging/postinst ${PROJECT_SOURCE_DIR}/packaging/prerm)
 set(CPACK_DEBIAN_SIMULATOR_PACKAGE_CONTROL_STRICT_PERMISSION ON)

@@ -1,14 +1,17 @@
 #include "hostoptions.h"
 
+#include "core/plixjson.h"
 #include "hostlog.h"
 
 #include <QCommandLineParser>
+#include <QDir>
 
 namespace {
 
 const QString deviceOption = QStringLiteral("device");
 const QString setOption = QStringLiteral("set");
 const QString stateOption = QStringLiteral("state");
+const QString musicOption = QStringLiteral("music");
 const QString logLevelOption = QStringLiteral("log-level");
 const QString logConfigOption = QStringLiteral("log-config");
 const QString helpOption = QStringLiteral("help");
@@ -25,6 +28,8 @@ void describe(QCommandLineParser* parser) {
          QStringLiteral("PATH=JSON")},
         {stateOption, QStringLiteral("Directory in which the device keeps its state."),
          QStringLiteral("DIR")},
+        {musicOption, QStringLiteral("Folder of one's own music: settings:/media/directory."),
+         QStringLiteral("DIR")},
         {logLevelOption,
          QStringLiteral("Log from this level upwards: %1.").arg(HostLog::levelNames()),
          QStringLiteral("LEVEL")},
@@ -33,6 +38,12 @@ void describe(QCommandLineParser* parser) {
         {{QStringLiteral("h"), helpOption}, QStringLiteral("Print this help.")},
         {{QStringLiteral("v"), versionOption}, QStringLiteral("Print the version.")},
     });
+}
+
+// The absolute path, because plug-ins need not know the working directory.
+QString musicOverride(const QString& folder) {
+    return QStringLiteral("settings:/media/directory=\"%1\"")
+        .arg(PlixJson::escape(QDir(folder).absolutePath()));
 }
 
 } // namespace
@@ -49,7 +60,8 @@ bool HostOptions::parse(const QStringList& arguments, QString* error) {
             QStringLiteral("Unexpected argument '%1'.").arg(parser.positionalArguments().first());
         return false;
     }
-    for (const QString& option : {deviceOption, stateOption, logLevelOption, logConfigOption}) {
+    for (const QString& option :
+         {deviceOption, stateOption, musicOption, logLevelOption, logConfigOption}) {
         if (parser.values(option).contains(QString())) {
             *error = QStringLiteral("Empty value after '--%1'.").arg(option);
             return false;
@@ -57,6 +69,8 @@ bool HostOptions::parse(const QStringList& arguments, QString* error) {
     }
     deviceFiles = parser.values(deviceOption);
     overrides = parser.values(setOption);
+    if (parser.isSet(musicOption))
+        overrides.append(musicOverride(parser.value(musicOption)));
     stateDirectory = parser.value(stateOption);
     logLevel = parser.value(logLevelOption);
     logConfigFile = parser.value(logConfigOption);

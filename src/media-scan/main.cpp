@@ -85,6 +85,8 @@ int cover(const QByteArray& fileName, int size) {
     QByteArray picture = pictureFile(fileName);
     if (picture.isNull())
         picture = TagReader::cover(fileName);
+    if (picture.size() > maximumPictureBytes)
+        return 1;
     if (size > 0 && !picture.isNull())
         picture = scaledCover(picture, size);
     if (picture.isNull())

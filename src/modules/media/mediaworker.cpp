@@ -157,17 +157,22 @@ void MediaWorker::useDirectory(const QString& directory) {
     if (!m_watcher.directories().isEmpty())
         m_watcher.removePaths(m_watcher.directories());
     tell({});
-    const bool canKeep = !m_stateDirectory.isEmpty() && MediaStore::isAvailable();
-    if (!directory.isEmpty() && canKeep && !m_scanProgram.isEmpty())
-        return useLibrary(directory);
     if (!directory.isEmpty())
-        return useFolder(directory);
+        return canHaveLibrary() ? useLibrary(directory) : useFolder(directory);
     if (m_stateDirectory.isEmpty())
         return useFolder({});
     m_generator =
         std::make_unique<TrackGenerator>(m_stateDirectory + QStringLiteral("/media"), nullptr);
     plixConnect(m_generator.get(), SIGNAL(finished()), this, SLOT(on_generator_finished()));
     m_generator->start();
+}
+
+bool MediaWorker::canHaveLibrary() const {
+    if (m_scanProgram.isEmpty())
+        dbglog_info("Without plix-media-scan there is no library");
+    else if (!MediaStore::isAvailable())
+        dbglog_info("Without Qt's SQLite driver there is no library");
+    return !m_scanProgram.isEmpty() && !m_stateDirectory.isEmpty() && MediaStore::isAvailable();
 }
 
 void MediaWorker::on_generator_finished() {

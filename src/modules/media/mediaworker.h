@@ -56,6 +56,7 @@ private Q_SLOTS:
 private:
     void provide(const QString& path, const QVariantHash& roles);
     void provideNodes();
+    bool canHaveLibrary() const;
     void useDirectory(const QString& directory);
     void useFolder(const QString& path);
     void useLibrary(const QString& path);

@@ -20,6 +20,8 @@ namespace {
 
 // A list of a thousand stations has some hundred kilobytes.
 constexpr qint64 maximumPlaylistBytes = qint64(1) << 20;
+// People have some lists of stations; others are of tracks.
+constexpr int maximumPlaylists = 200;
 
 QByteArray join(const QByteArray& folder, const QByteArray& name) {
     return folder.isEmpty() ? name : folder + '/' + name;
@@ -78,7 +80,7 @@ void FolderWalk::read(const QByteArray& folder,
                       const std::function<bool(const QByteArray&)>& wanted) {
     if (m_isEnded || folder.count('/') >= maximumDepth)
         return;
-    m_isEnded = !m_visitor(folder);
+    m_isEnded = !m_visitor(folder, m_content.audio.size());
     const std::unique_ptr<DIR, int (*)(DIR*)> stream(
         m_isEnded ? nullptr : opendir(join(m_root, folder).constData()), &closedir);
     if (!stream) {
@@ -133,6 +135,8 @@ void FolderWalk::addFile(const QByteArray& path, const QByteArray& folder, const
         if (m_content.audio.size() < maximumTracks)
             m_content.audio.insert(path, file);
     } else if (FileNames::isPlaylist(name)) {
+        if (m_content.playlists.size() >= maximumPlaylists)
+            return;
         m_content.playlists.insert(path,
                                    Stations::fromPlaylist(readSmallFile(m_root + '/' + path)));
     } else if (standsForFolder(name)) {

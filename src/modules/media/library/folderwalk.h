@@ -44,8 +44,9 @@ public:
     // Folders within each other. More is a mistake, such as a copy into itself.
     static constexpr int maximumDepth = 32;
 
-    // Called before a folder is read; the walk ends when it returns false.
-    using Visitor = std::function<bool(const QByteArray& folder)>;
+    // Called before a folder is read, with the number of tracks so far; the walk ends when it
+    // returns false.
+    using Visitor = std::function<bool(const QByteArray& folder, int found)>;
 
     // The folder of the root with pictures that are named like tracks.
     static QByteArray coversFolder() { return QByteArrayLiteral("covers"); }

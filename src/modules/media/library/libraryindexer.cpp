@@ -140,7 +140,8 @@ void LibraryIndexer::scan(const QSet<QByteArray>& folders) {
         return beAway();
     tell(LibraryProgress::State::Scanning);
     const bool isAll = folders.contains(QByteArray()) && m_isIncomplete;
-    FolderWalk walk(m_options.folder, [this](const QByteArray& folder) { return visit(folder); });
+    FolderWalk walk(m_options.folder,
+                    [this](const QByteArray& folder, int found) { return visit(folder, found); });
     // Folders that are not watched yet are new.
     const auto isWanted = [&](const QByteArray& folder) {
         return isAll || m_isPartlyWatched || !m_watcher->isWatched(folder);
@@ -162,7 +163,12 @@ void LibraryIndexer::scan(const QSet<QByteArray>& folders) {
         rest();
 }
 
-bool LibraryIndexer::visit(const QByteArray& folder) {
+bool LibraryIndexer::visit(const QByteArray& folder, int found) {
+    if (found > m_progress.found && m_told.hasExpired(numbersMs)) {
+        m_progress.found = found;
+        m_told.start();
+        Q_EMIT progressChanged(m_progress);
+    }
     if (!m_watcher->watch(folder) && !m_isPartlyWatched) {
         dbglog_warning("The system does not watch all folders of " << m_options.folder
                                                                    << "; see max_user_watches");
@@ -303,5 +309,6 @@ void LibraryIndexer::tellNumbers() {
     m_progress.failed = counts.failed;
     // A file that has changed is both, known and to be read.
     m_progress.found = counts.read + counts.failed + m_reading.size() + m_unsettled.size();
+    m_told.start();
     Q_EMIT progressChanged(m_progress);
 }

@@ -6,6 +6,7 @@
 #include "libraryprogress.h"
 #include "scanprocess.h"
 
+#include <QElapsedTimer>
 #include <QObject>
 #include <QTimer>
 
@@ -62,7 +63,7 @@ private:
     bool isAway(MediaStore::Source* source) const;
     void beAway();
     void scan(const QSet<QByteArray>& folders);
-    bool visit(const QByteArray& folder);
+    bool visit(const QByteArray& folder, int found);
     void takeOver(const FolderContent& content);
     void readOrWait(const QByteArray& path, const FolderContent::File& file);
     LibraryTrack taken(const QByteArray& fileName);
@@ -90,4 +91,6 @@ private:
     QTimer m_save{this};
     QTimer m_rescan{this};
     QTimer m_numbers{this};
+    // Since the numbers were told last.
+    QElapsedTimer m_told;
 };
