@@ -10,14 +10,13 @@
 #include "library/filenames.h"
 #include "library/medialibrary.h"
 #include "mediachanges.h"
+#include "mediarows.h"
 #include "mediaserver.h"
 #include "trackgenerator.h"
 
 #include <QCoreApplication>
 #include <QDir>
 #include <QStandardPaths>
-
-#include <algorithm>
 
 namespace {
 
@@ -65,24 +64,6 @@ QVariantHash action(const QString& title) {
     return {{PlixRoles::Title(), title},
             {PlixRoles::Modifiable(), false},
             {PlixRoles::Activate(), true}};
-}
-
-QString name(LibraryProgress::State state) {
-    switch (state) {
-    case LibraryProgress::State::Off:
-        return QStringLiteral("off");
-    case LibraryProgress::State::Idle:
-        return QStringLiteral("idle");
-    case LibraryProgress::State::Scanning:
-        return QStringLiteral("scanning");
-    case LibraryProgress::State::Cancelled:
-        return QStringLiteral("cancelled");
-    case LibraryProgress::State::Away:
-        return QStringLiteral("away");
-    case LibraryProgress::State::Broken:
-        return QStringLiteral("broken");
-    }
-    return {};
 }
 
 QSet<QString> internalNodes(const QVariantHash& nodes) {
@@ -251,11 +232,7 @@ void MediaWorker::publish() {
 
 void MediaWorker::tell(const LibraryProgress& progress) {
     m_progress = progress;
-    const QVariantHash value{{QStringLiteral("state"), ::name(progress.state)},
-                             {QStringLiteral("found"), progress.found},
-                             {QStringLiteral("read"), progress.read},
-                             {QStringLiteral("failed"), progress.failed}};
-    setRole(scanPath(), PlixRolesType::Value(), value);
+    setRole(scanPath(), PlixRolesType::Value(), progress.value());
 }
 
 void MediaWorker::getDataRequest(const CMGetDataRequest& request) {
@@ -279,37 +256,9 @@ void MediaWorker::getRowsRequest(const CMGetRowsRequest& request) {
             CMError::fromName(CMErrorNames::versionMismatch(),
                               QStringLiteral("The list has version %1").arg(m_version)));
 
-    const int last = std::min(request.to, list->count - 1);
-    const auto make = [&] { return rows(*list, request, last); };
-    request.reply.finish(last - request.from < maximumCachedRows
-                             ? m_answers.answer(request, m_version, make)
-                             : make());
-}
-
-PlixRowsRoles MediaWorker::rows(const CatalogueLists::List& list, const CMGetRowsRequest& request,
-                                int last) const {
-    const bool isInternal = m_internal.contains(request.path.toEncoded());
-    const int internalAt = request.roles.indexOf(PlixRoles::Internal());
-    QVariantList rows;
-    for (int index = std::max(request.from, 0); index <= last; ++index) {
-        QVariantList values = list.row(index, request.roles);
-        if (internalAt >= 0 && (isInternal || isInternalRow(list, index)))
-            values[internalAt] = true;
-        rows.append(QVariant(values));
-    }
-    PlixRowsRoles result;
-    result.setRows(rows);
-    result.setCount(list.count);
-    result.setVersion(m_version);
-    return result;
-}
-
-// A device file may hide single nodes; what is copied from them is hidden too.
-bool MediaWorker::isInternalRow(const CatalogueLists::List& list, int index) const {
-    if (m_internal.isEmpty())
-        return false;
-    const QVariantList values = list.row(index, {PlixRolesType::Value()});
-    return m_internal.contains(PlixValue(values.first().toHash()).string_());
+    const auto make = [&] { return MediaRows::answer(*list, request, m_version, m_internal); };
+    const bool isLong = qint64(request.to) - request.from >= maximumCachedRows;
+    request.reply.finish(isLong ? make() : m_answers.answer(request, m_version, make));
 }
 
 void MediaWorker::setDataRequest(const CMSetDataRequest& request) {

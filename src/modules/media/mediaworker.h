@@ -65,9 +65,6 @@ private:
     void readStations();
     void publish();
     void tell(const LibraryProgress& progress);
-    PlixRowsRoles rows(const CatalogueLists::List& list, const CMGetRowsRequest& request,
-                       int last) const;
-    bool isInternalRow(const CatalogueLists::List& list, int index) const;
     bool activate(const QString& path);
 
     QVariantHash m_config;

@@ -2,6 +2,8 @@
 
 #include <QList>
 
+#include <algorithm>
+
 namespace {
 
 constexpr ushort escapeBase = 0xEF00;
@@ -48,6 +50,9 @@ bool hasExtension(const QByteArray& name, const QList<QByteArray>& extensions) {
 } // namespace
 
 QString FileNames::toText(const QByteArray& name) {
+    // Most names, and lists have thousands of them.
+    if (std::all_of(name.begin(), name.end(), [](char c) { return uchar(c) < 0x80; }))
+        return QString::fromLatin1(name);
     QString text;
     text.reserve(name.size());
     for (int at = 0; at < name.size();) {

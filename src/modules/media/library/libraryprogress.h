@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QMetaType>
+#include <QVariantHash>
 
 // Where the library stands.
 struct LibraryProgress {
@@ -23,6 +24,9 @@ struct LibraryProgress {
     int found = 0;
     int read = 0;
     int failed = 0;
+
+    // The members under their names, the state as text.
+    QVariantHash value() const;
 };
 
 Q_DECLARE_METATYPE(LibraryProgress)

@@ -89,6 +89,8 @@ int MediaCatalogue::find(const QByteArray& path) const {
 
 QByteArray MediaCatalogue::cover(int index) const {
     const LibraryTrack& track = this->track(index);
+    if (m_content.namedCovers.isEmpty() && m_content.folderPictures.isEmpty())
+        return track.cover;
     const QByteArray folder = FileNames::folderOf(track.path);
     if (folder.isEmpty()) {
         const QByteArray named = m_content.namedCovers.value(FileNames::baseOf(track.path));
