@@ -5,7 +5,8 @@
 <meta name="viewport" content="width=device-width, initial-scale=1, viewport-fit=cover">
 <meta name="color-scheme" content="light dark">
 <meta http-equiv="Content-Security-Policy" content="default-src 'self'; base-uri 'none'; form-action 'self'">
-<meta http-equiv="refresh" content="1; url=player.fcgi">
+<!-- Back at once, where the new state is to be seen. After a failure this page stays. -->
+<meta http-equiv="refresh" content="<?plix setData path="player:player/volume" role="value" type="$type" value="$value" onSuccess="0; url=player.fcgi" onError="" escape="html"?>">
 <title><?plix getData path="SoupServer:texts/Player" roles="value" escape="html"?></title>
 <link rel="icon" href="favicon.svg" type="image/svg+xml">
 <link rel="stylesheet" href="style.css">
@@ -16,7 +17,7 @@
      form, as when a link leads here, it writes nothing, because a part of the instruction is missing. -->
 <main class="sheet">
   <h1><?plix getData path="SoupServer:texts/Player" roles="value" escape="html"?></h1>
-  <p class="outcome" role="status"><?plix setData path="player:player/volume" role="value" type="$type" value="$value" onSuccess="$done" onError="$failed" escape="html"?></p>
+  <p role="status"><?plix getData path="SoupServer:texts/If this page stays, that did not work." roles="value" escape="html"?></p>
   <p><a href="player.fcgi"><?plix getData path="SoupServer:texts/Back to the player" roles="value" escape="html"?></a></p>
 </main>
 </body>

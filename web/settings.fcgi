@@ -74,7 +74,7 @@
     <div class="actions"><a class="action second" href="network.fcgi"><?plix getData path="SoupServer:texts/Network and certificate" roles="value" escape="html"?></a></div>
   </section>
   <form class="card" id="restart" method="post" action="restart.fcgi" data-has="<?plix getData path="device:restart" roles="activate" escape="html" onError=""?>">
-    <input type="hidden" name="done" value="<?plix getData path="SoupServer:texts/The device restarts. This page goes on in 15 seconds." roles="value" escape="html"?>"><input type="hidden" name="failed" value="<?plix getData path="SoupServer:texts/That did not work" roles="value" escape="html"?>">
+    <input type="hidden" name="done" value="<?plix getData path="SoupServer:texts/The device restarts. It is back after some seconds." roles="value" escape="html"?>"><input type="hidden" name="failed" value="<?plix getData path="SoupServer:texts/That did not work" roles="value" escape="html"?>">
     <h2><?plix getData path="SoupServer:texts/Restart" roles="value" escape="html"?></h2>
     <p class="hint"><?plix getData path="SoupServer:texts/Music stops. The device is back after some seconds." roles="value" escape="html"?></p>
     <p class="outcome" role="status"></p>

@@ -48,7 +48,7 @@
     <div class="actions"><button class="action"><?plix getData path="SoupServer:texts/Send to the device" roles="value" escape="html"?></button></div>
   </form>
   <form class="card" id="restart" method="post" action="restart.fcgi" data-has="<?plix getData path="device:restart" roles="activate" escape="html" onError=""?>">
-    <input type="hidden" name="done" value="<?plix getData path="SoupServer:texts/The device restarts. This page goes on in 15 seconds." roles="value" escape="html"?>"><input type="hidden" name="failed" value="<?plix getData path="SoupServer:texts/That did not work" roles="value" escape="html"?>">
+    <input type="hidden" name="done" value="<?plix getData path="SoupServer:texts/The device restarts. It is back after some seconds." roles="value" escape="html"?>"><input type="hidden" name="failed" value="<?plix getData path="SoupServer:texts/That did not work" roles="value" escape="html"?>">
     <h2><?plix getData path="SoupServer:texts/Restart" roles="value" escape="html"?></h2>
     <p class="hint"><?plix getData path="SoupServer:texts/Music stops. The device is back after some seconds." roles="value" escape="html"?></p>
     <p class="outcome" role="status"></p>

@@ -2,12 +2,9 @@
 
 import assert from 'node:assert/strict';
 import { test } from 'node:test';
-import axe from 'axe-core';
-import { desktop, openOnline, phone } from './browser.mjs';
+import { openOnline, phone } from './browser.mjs';
 import { device, newProfile, nodes } from './fixture.mjs';
 
-// Names, contrast, sizes for fingers and the like.
-const RULES = ['wcag2a', 'wcag2aa', 'wcag22aa'];
 const PAGES = ['/index.html', '/player.fcgi', '/settings.fcgi', '/network.fcgi', '/update.html', '/update.fcgi',
     '/data.html#player:queue'];
 const WORD = 'Rindfleischetikettierungsueberwachungsaufgabenuebertragungsgesetz'.repeat(2);
@@ -68,19 +65,3 @@ test('forced colours leave sliders, the page and the row that plays to be seen',
         assert.ok(!before.equals(await element.screenshot()), selector);
     }
 });
-
-for (const [name, size] of Object.entries({ phone, desktop })) {
-    for (const colorScheme of ['light', 'dark']) {
-        test(`pages fit and can be read on a ${colorScheme} ${name}`, async () => {
-            const context = await newProfile({ ...size, colorScheme });
-            for (const path of PAGES) {
-                const page = await openOnline(context, path);
-                await page.evaluate(axe.source);
-                const { violations } = await page.evaluate(runOnly => axe.run({ runOnly }), RULES);
-                assert.ok(await spills(page) <= 0, path);
-                assert.deepEqual(violations.flatMap(({ id, nodes: found }) =>
-                    found.map(({ html }) => `${id}: ${html}`)), [], path);
-            }
-        });
-    }
-}

@@ -1,6 +1,7 @@
 /** The player page. */
 
-import { startPage } from './ui.js';
+import { text } from './texts.js';
+import { $, startPage } from './ui.js';
 import { startNowPlaying } from './nowplaying.js';
 import { startListening } from './listen.js';
 import { startLibrary } from './library.js';
@@ -20,6 +21,8 @@ function startSwitch() {
 }
 
 startPage();
+// For those who hear it; it cannot be seen.
+$('title').textContent = text('Connecting …');
 startSwitch();
 startNowPlaying();
 startQueue();

@@ -22,7 +22,7 @@ export function trackRow(row, onclick, controls) {
     const open = element('button', { type: 'button', className: 'open', 'aria-label': label, onclick },
         art,
         element('span', { className: 'names' },
-            element('span', { className: 'name', dir: 'auto', textContent: row.title ?? '' }),
+            element('span', { className: 'name', dir: 'auto', textContent: row.title ?? '' }), ' ',
             element('span', { className: 'by', dir: 'auto', textContent: row.description ?? '' })));
     open.dataset.control = 'open';
     open.title = [row.title, row.description].filter(Boolean).join('\n');
