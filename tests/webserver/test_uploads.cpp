@@ -183,6 +183,16 @@ private Q_SLOTS:
         QVERIFY(once > 0);
         QCOMPARE(openedFor("/?firmwareupdate", {noise(99999), "", "x"}), once);
         QCOMPARE(openedFor("/", {"x"}), 0);
+        // Nor does a part try again that comes after the others failed.
+        RawClient client(server.port());
+        const QByteArray request = uploadBytes({"", "x"});
+        client.send(request.left(request.size() - 14));
+        int opened = 0;
+        QTRY_COMPARE(opened += watch.count(), once);
+        QTRY_VERIFY(lockUpdater());
+        client.send(request.right(14));
+        client.readReply();
+        QCOMPARE(watch.count(), 0);
     }
 
     void updaterThatLeaves() {

@@ -46,9 +46,7 @@ void FirmwareUpdateResponder::newPart(const QByteArray& headers) {
     m_partHeaders = headers;
     if (++m_parts > maximumParts)
         return giveUp(400, manyPartsText);
-    // Five more attempts for each part would delay the answer in vain.
-    if (!m_updaterIsMissing)
-        openFile();
+    openFile();
 }
 
 void FirmwareUpdateResponder::partData(const char* data, unsigned int length) {
@@ -127,10 +125,10 @@ void FirmwareUpdateResponder::on_writer_roomMade() {
 void FirmwareUpdateResponder::on_writer_finished(FirmwareUpdateWriter::Outcome outcome) {
     m_writer = nullptr;
     m_minimumTimer.stop();
-    m_updaterIsMissing = outcome == FirmwareUpdateWriter::Missing;
     if (outcome == FirmwareUpdateWriter::Failed)
         return cancelTransfer();
-    m_active = m_updaterIsMissing;
+    // Further parts are dropped: attempts to open the FIFO for each would delay the answer in vain.
+    m_active = false;
     updatePause();
 }
 

@@ -64,7 +64,6 @@ private:
     QPointer<Message> m_message;
     QByteArray m_partHeaders;
     bool m_active;
-    bool m_updaterIsMissing = false;
     bool m_paused = false;
     int m_parts = 0;
     QPointer<FirmwareUpdateWriter> m_writer;
