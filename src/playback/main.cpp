@@ -35,10 +35,10 @@ int main(int argc, char** argv) {
         return 2;
     }
     limitItself();
-    // The one who started it is told by the end of standard output, and ends it by standard input,
-    // also when the terminal of both sends an interrupt.
-    std::signal(SIGPIPE, SIG_IGN);
-    std::signal(SIGINT, SIG_IGN);
+    // It ends with its standard input only. A terminal or a service manager that ends the device
+    // sends signals to both, and the device would take this for a crash.
+    for (const int ignored : {SIGPIPE, SIGINT, SIGTERM, SIGHUP})
+        std::signal(ignored, SIG_IGN);
     gst_init(nullptr, nullptr);
 
     GMainLoop* loop = g_main_loop_new(nullptr, FALSE);

@@ -41,12 +41,13 @@ Pipeline::~Pipeline() {
         return;
     g_source_remove(m_reportTimer);
     g_source_remove(m_busWatch);
-    endWaiting();
+    m_next.cancel();
     setState(GST_STATE_NULL);
 }
 
 void Pipeline::load(const Track& track, qint64 position) {
     m_track = track;
+    m_jumpNumber = 0;
     m_tags.clear();
     if (!m_outputError.isEmpty())
         return fail(QStringLiteral("The sound output does not work: %1").arg(m_outputError), true);
@@ -54,32 +55,24 @@ void Pipeline::load(const Track& track, qint64 position) {
 }
 
 void Pipeline::start(const Track& track, qint64 position) {
-    endWaiting();
+    m_next.cancel();
     setState(GST_STATE_READY);
     dropMessages();
-    {
-        const std::lock_guard lock(m_mutex);
-        m_next.reset();
-        m_decoded = {};
-        m_isCancelled = false;
-    }
+    m_next.begin(position > 0);
+    m_group = GST_GROUP_ID_INVALID;
     m_filter.begin();
     m_filter.expect(track.delay);
     m_isBuffering = false;
     m_isPlaying = false;
     m_missingPlugin.clear();
     m_jump = position > 0 ? position : -1;
+    m_isJumping = false;
+    m_isSettled = false;
     g_object_set(m_playbin.get(), "uri", track.uri.constData(), nullptr);
     m_isLive =
         gst_element_set_state(m_playbin.get(), GST_STATE_PAUSED) == GST_STATE_CHANGE_NO_PREROLL;
     if (m_isLive)
         handleSettled();
-}
-
-// The track that is decoded already, if any, and whether a thread waits for what follows.
-std::pair<Pipeline::Track, bool> Pipeline::ahead() {
-    const std::lock_guard lock(m_mutex);
-    return {m_decoded, m_isWaiting};
 }
 
 // Those that are still under way tell of what has been dropped.
@@ -89,35 +82,14 @@ void Pipeline::dropMessages() {
     gst_bus_set_flushing(bus.get(), FALSE);
 }
 
-void Pipeline::follow(const Track& track) {
-    const std::lock_guard lock(m_mutex);
-    m_next = track;
-    m_changed.notify_all();
-}
-
-// The streaming thread has handed on all of the present track, and wants the next one before it
-// returns. What it has handed on lasts for seconds; but of a short track it asks even before the
-// track is heard, and so before anybody can have said what follows it.
+// In the streaming thread.
 void Pipeline::on_playbin_aboutToFinish(GstElement* playbin, gpointer self) {
     auto* pipeline = static_cast<Pipeline*>(self);
-    std::unique_lock lock(pipeline->m_mutex);
-    pipeline->m_isWaiting = true;
-    pipeline->m_changed.wait(lock, [&] {
-        return pipeline->m_isCancelled || (pipeline->m_next && !pipeline->m_decoded);
-    });
-    pipeline->m_isWaiting = false;
-    if (pipeline->m_isCancelled || !*pipeline->m_next)
+    const Track next = pipeline->m_next.take();
+    if (!next)
         return;
-    pipeline->m_decoded = *std::exchange(pipeline->m_next, std::nullopt);
-    pipeline->m_filter.expect(pipeline->m_decoded.delay);
-    g_object_set(playbin, "uri", pipeline->m_decoded.uri.constData(), nullptr);
-}
-
-// Before the pipeline is stopped, which waits for its threads.
-void Pipeline::endWaiting() {
-    const std::lock_guard lock(m_mutex);
-    m_isCancelled = true;
-    m_changed.notify_all();
+    pipeline->m_filter.expect(next.delay);
+    g_object_set(playbin, "uri", next.uri.constData(), nullptr);
 }
 
 void Pipeline::setPlaying(bool isPlaying) {
@@ -130,7 +102,7 @@ void Pipeline::setPlaying(bool isPlaying) {
 void Pipeline::stop() {
     m_track = {};
     m_isPlaying = false;
-    endWaiting();
+    m_next.cancel();
     if (m_outputError.isEmpty())
         setState(GST_STATE_NULL);
 }
@@ -139,22 +111,31 @@ void Pipeline::setState(GstState state) {
     gst_element_set_state(m_playbin.get(), state);
 }
 
-void Pipeline::seek(qint64 position) {
+void Pipeline::seek(qint64 position, qint64 number) {
     if (!m_track || !m_outputError.isEmpty())
         return;
-    // A jump would be one in the track that is decoded already, or wait for the thread that waits.
-    if (const auto [decoded, isWaiting] = ahead(); decoded || isWaiting) {
-        start(m_track, position);
-        if (decoded)
-            follow(decoded);
+    m_jumpNumber = number;
+    m_jump = position;
+    if (m_isJumping || !m_isSettled)
         return;
+    // It would be a jump in the track that is decoded already.
+    if (const Track decoded = m_next.taken()) {
+        start(m_track, position);
+        return follow(decoded);
     }
-    m_jump = -1;
-    const qint64 target = position * nsPerMs + beginOf(m_track);
-    if (!gst_element_seek_simple(m_playbin.get(), GST_FORMAT_TIME,
-                                 GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
-                                 target))
-        reportPosition();
+    jump();
+}
+
+void Pipeline::jump() {
+    m_next.release();
+    m_isJumping = true;
+    m_target = m_jump;
+    if (gst_element_seek_simple(m_playbin.get(), GST_FORMAT_TIME,
+                                GstSeekFlags(GST_SEEK_FLAG_FLUSH | GST_SEEK_FLAG_ACCURATE),
+                                m_jump * nsPerMs + beginOf(m_track)))
+        return;
+    // The track cannot be sought in.
+    handleSettled();
 }
 
 gboolean Pipeline::on_bus_message(GstBus*, GstMessage* message, gpointer self) {
@@ -175,7 +156,10 @@ void Pipeline::handleMessage(GstMessage* message) {
     case GST_MESSAGE_BUFFERING:
         return handleBuffering(message);
     case GST_MESSAGE_STREAM_START:
-        return handleStreamStart();
+        return handleStreamStart(message);
+    case GST_MESSAGE_CLOCK_LOST:
+        setState(GST_STATE_PAUSED);
+        return setPlaying(m_isWanted);
     case GST_MESSAGE_ASYNC_DONE:
         return handleSettled();
     case GST_MESSAGE_STATE_CHANGED:
@@ -201,7 +185,7 @@ void Pipeline::handleError(GstMessage* message) {
     gst_message_parse_error(message, error.out(), nullptr);
     const bool isOutput = isFromOutput(message);
     // The present track is played to its end, and the one that follows fails when it is loaded.
-    if (ahead().first && !isOutput) {
+    if (m_next.taken() && !isOutput) {
         start(m_track, position());
         return follow({});
     }
@@ -232,15 +216,14 @@ void Pipeline::handleBuffering(GstMessage* message) {
         setState(m_isBuffering ? GST_STATE_PAUSED : GST_STATE_PLAYING);
 }
 
-void Pipeline::handleStreamStart() {
-    Track decoded;
-    {
-        const std::lock_guard lock(m_mutex);
-        decoded = std::exchange(m_decoded, {});
-        m_changed.notify_all();
-    }
-    if (decoded) {
+void Pipeline::handleStreamStart(GstMessage* message) {
+    guint group = GST_GROUP_ID_INVALID;
+    gst_message_parse_group_id(message, &group);
+    const bool isLoadedOne = m_group == GST_GROUP_ID_INVALID;
+    const bool follows = std::exchange(m_group, group) != group && !isLoadedOne;
+    if (const Track decoded = follows ? m_next.begun() : Track()) {
         m_track = decoded;
+        m_jumpNumber = 0;
         m_tags.clear();
         report("started");
     }
@@ -249,11 +232,13 @@ void Pipeline::handleStreamStart() {
 
 // The track can be played, or a jump has been made.
 void Pipeline::handleSettled() {
+    m_isSettled = true;
     reportDuration();
-    if (m_jump >= 0)
-        return seek(std::exchange(m_jump, -1));
-    if (m_isWanted && !m_isBuffering)
-        setState(GST_STATE_PLAYING);
+    const bool isThere = std::exchange(m_isJumping, false) && m_target == m_jump;
+    if (m_jump >= 0 && !isThere)
+        return jump();
+    m_jump = -1;
+    setState(m_isWanted && !m_isBuffering ? GST_STATE_PLAYING : GST_STATE_PAUSED);
     reportPosition();
 }
 
@@ -296,7 +281,8 @@ gboolean Pipeline::on_report_due(gpointer self) {
 void Pipeline::reportPosition() {
     if (m_track)
         report("position", {{QStringLiteral("position"), position()},
-                            {QStringLiteral("running"), m_isPlaying}});
+                            {QStringLiteral("jump"), m_jumpNumber},
+                            {QStringLiteral("running"), m_isPlaying && m_jump < 0}});
 }
 
 // In milliseconds.

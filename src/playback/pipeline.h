@@ -1,11 +1,11 @@
 #pragma once
 
+#include "nexttrack.h"
 #include "soundfilter.h"
 
 #include <QByteArray>
 #include <QVariantHash>
 
-#include <condition_variable>
 #include <functional>
 
 // What plays: a chain of GStreamer elements from the address of a track to the output. It lives on
@@ -14,14 +14,7 @@
 // It reports as the protocol of playbackcontrol.h says.
 class Pipeline {
 public:
-    struct Track {
-        // Given by who loads it, and part of every report on it; 0 is no track.
-        qint64 id = 0;
-        QByteArray uri;
-        std::optional<EncoderDelay> delay;
-
-        explicit operator bool() const { return id != 0; }
-    };
+    using Track = PlaybackTrack;
     using Report = std::function<void(const QVariantHash& report)>;
 
     // `output` describes the elements that the sound goes to, as gst-launch-1.0 takes them. When
@@ -38,10 +31,11 @@ public:
     // The track that follows the present one without a gap, or none; it replaces one that was to
     // follow and has not begun to be decoded. Has to be said after each load(), and each time that
     // the track has begun which was to follow: the end of a track waits for it.
-    void follow(const Track& track);
+    void follow(const Track& track) { m_next.say(track); }
     void setPlaying(bool isPlaying);
     void stop();
-    void seek(qint64 position);
+    // The number is part of the reports of positions that follow from it; without a jump it is 0.
+    void seek(qint64 position, qint64 number);
     void reportPosition();
 
 private:
@@ -51,13 +45,12 @@ private:
     void handleMessage(GstMessage* message);
     void handleError(GstMessage* message);
     void handleBuffering(GstMessage* message);
-    void handleStreamStart();
+    void handleStreamStart(GstMessage* message);
     void handleTags(GstMessage* message);
     void handleSettled();
     void handleState(GstMessage* message);
     void start(const Track& track, qint64 position);
-    void endWaiting();
-    std::pair<Track, bool> ahead();
+    void jump();
     void dropMessages();
     void setState(GstState state);
     void fail(const QString& reason, bool isOutput);
@@ -76,23 +69,22 @@ private:
     guint m_reportTimer = 0;
 
     Track m_track;
+    NextTrack m_next;
     bool m_isWanted = false;
     bool m_isPlaying = false;
     bool m_isBuffering = false;
     // Whether the source cannot be paused, so that waiting for a full buffer would never end.
     bool m_isLive = false;
-    // Where to jump once the track can be; -1 for nowhere.
+    // Of the streams that are played; invalid before the first.
+    guint m_group = GST_GROUP_ID_INVALID;
+    // Whether the track is ready to be played or sought in.
+    bool m_isSettled = false;
+    // Where to jump once that is so, or where a jump is under way; -1 for nowhere.
     qint64 m_jump = -1;
+    bool m_isJumping = false;
+    // Of the jump that is under way.
+    qint64 m_target = -1;
+    qint64 m_jumpNumber = 0;
     QString m_missingPlugin;
     QVariantHash m_tags;
-
-    // Shared with the thread that asks for the track that follows.
-    std::mutex m_mutex;
-    std::condition_variable m_changed;
-    // Empty until it has been said.
-    std::optional<Track> m_next;
-    // Has begun to be decoded, but not to be played.
-    Track m_decoded;
-    bool m_isWaiting = false;
-    bool m_isCancelled = false;
 };

@@ -50,7 +50,8 @@ void PlaybackControl::obey(const QVariantHash& command) {
          [](PlaybackControl& self, const QVariantHash&) { self.m_pipeline.stop(); }},
         {QStringLiteral("seek"),
          [](PlaybackControl& self, const QVariantHash& what) {
-             self.m_pipeline.seek(positionOf(what));
+             self.m_pipeline.seek(positionOf(what),
+                                  what.value(QStringLiteral("number")).toLongLong());
          }},
         {QStringLiteral("volume"),
          [](PlaybackControl& self, const QVariantHash& what) {

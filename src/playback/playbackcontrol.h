@@ -11,14 +11,15 @@
 //   {"do":"next","id":N,"uri":URI}  what follows the present track; nothing without an id. To be
 //                                   said after each load and each start of the track that followed
 //   {"do":"play"}, {"do":"pause"}, {"do":"stop"}
-//   {"do":"seek","position":P}
+//   {"do":"seek","position":P,"number":N}
 //   {"do":"volume","value":0..100}, {"do":"mute","value":BOOL}
 //   {"do":"replayGain","value":"off"|"track"|"album"}
 //   {"do":"ping"}                   answered with {"is":"alive"}, and the position when playing
 //
 //   {"is":"ready"}                                        at the start
-//   {"is":"position","id":N,"position":P,"running":BOOL}  when it jumps, starts to run or stops,
-//                                                         and every second
+//   {"is":"position","id":N,"position":P,"jump":N,"running":BOOL}
+//                                   when it jumps, starts to run or stops, and every second; with
+//                                   the number of the latest seek in the track, otherwise 0
 //   {"is":"duration","id":N,"duration":P}
 //   {"is":"tags","id":N,"title":TEXT,"artist":TEXT}       what the stream says; also while it plays
 //   {"is":"started","id":N}         the track that was to follow is heard now

@@ -155,8 +155,10 @@ void Player::on_engine_interrupted(const QString& reason) {
 
 void Player::on_engine_failed(const QString& reason, bool isTracksFault) {
     tellError(reason);
-    const bool skips =
-        isTracksFault && ++m_failures < std::min(m_queue->size(), int(maximumFailures));
+    // Whoever plays again goes on where it was.
+    if (!isTracksFault)
+        return setState(State::Paused);
+    const bool skips = ++m_failures < std::min(m_queue->size(), int(maximumFailures));
     const int index = skips ? m_order.next(*m_queue, PlayOrder::Reason::Command) : -1;
     select(index < 0 ? m_queue->current() : index, index < 0 ? State::Stopped : m_state);
 }

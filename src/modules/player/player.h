@@ -10,6 +10,7 @@
 //
 // At the end of a track the next row is played, as repetition and shuffling have it; behind the
 // last one it stops. A track that cannot be played is skipped; so are those behind it, up to some.
+// It pauses when the engine could not play any.
 // When the current row is removed, the row that takes its place becomes current in the same state.
 class Player : public QObject {
     Q_OBJECT

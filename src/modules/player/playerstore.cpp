@@ -4,15 +4,22 @@
 #include "core/plixjson.h"
 
 #include <QFile>
-#include <QSaveFile>
+
+#include <cstdio>
 
 namespace {
 
+// Does not wait for the disk, as QSaveFile does: a memory card takes long enough for it to hold up
+// the whole device. When the power fails, file systems have the old file or the new one.
 void save(const QString& fileName, const QByteArray& content) {
-    QSaveFile file(fileName);
-    const bool saved = file.open(QIODevice::WriteOnly) &&
-                       file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
-                       file.write(content) == content.size() && file.commit();
+    const QString written = fileName + QStringLiteral(".new");
+    QFile file(written);
+    bool saved = file.open(QIODevice::WriteOnly) &&
+                 file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
+                 file.write(content) == content.size() && file.flush();
+    file.close();
+    saved = saved && std::rename(QFile::encodeName(written).constData(),
+                                 QFile::encodeName(fileName).constData()) == 0;
     if (!saved)
         dbglog_error("Not kept: " << fileName << ": " << file.errorString());
 }

@@ -70,8 +70,11 @@ void ProcessEngine::seek(qint64 position) {
     m_clock.setPosition(position);
     m_clock.stand();
     m_progress.start();
-    if (m_phase == Phase::Loaded)
-        send("seek", {{QStringLiteral("position"), position}});
+    if (m_phase != Phase::Loaded)
+        return;
+    m_jumpNumber = ++m_lastId;
+    send("seek",
+         {{QStringLiteral("position"), position}, {QStringLiteral("number"), m_jumpNumber}});
 }
 
 void ProcessEngine::setVolume(int percent) {
@@ -146,6 +149,7 @@ void ProcessEngine::sendLoad() {
             send(value.key().constData(), {{QStringLiteral("value"), *value}});
     }
     m_phase = Phase::Loaded;
+    m_jumpNumber = 0;
     send("load", {{QStringLiteral("id"), m_id},
                   {QStringLiteral("uri"), m_uri},
                   {QStringLiteral("position"), isStream() ? 0 : m_clock.position()},
@@ -204,6 +208,9 @@ void ProcessEngine::on_process_received(const QVariantHash& report) {
 }
 
 void ProcessEngine::handlePosition(const QVariantHash& report) {
+    // One from before the jump.
+    if (report.value(QStringLiteral("jump")).toLongLong() != m_jumpNumber)
+        return;
     const qint64 position = report.value(QStringLiteral("position")).toLongLong();
     const bool runs = report.value(QStringLiteral("running")).toBool() && m_isWanted;
     const bool isNews = runs != m_clock.isRunning() || qAbs(position - m_clock.position()) > jumpMs;
@@ -248,6 +255,7 @@ void ProcessEngine::handleStarted(const QVariantHash& report) {
     m_next.reset();
     m_nextUri.reset();
     m_nextId = 0;
+    m_jumpNumber = 0;
     m_reported = 0;
     m_clock.setPosition(0);
     m_progress.start();
@@ -270,8 +278,10 @@ void ProcessEngine::handleFailed(const QVariantHash& report) {
 }
 
 void ProcessEngine::on_process_lost(const QString& reason) {
-    if (m_phase != Phase::Idle)
+    if (m_phase != Phase::Idle && m_isWanted)
         fail(reason, false);
+    else
+        rest();
 }
 
 // A stream is tried again, everything else fails.
@@ -282,9 +292,11 @@ void ProcessEngine::breakOff(const QString& reason) {
         return fail(reason, true);
     send("stop");
     rest();
-    if (m_isWanted)
-        m_retry.start(*delay);
     Q_EMIT moved();
+    // What is paused is begun anew when it is played.
+    if (!m_isWanted)
+        return;
+    m_retry.start(*delay);
     Q_EMIT interrupted(reason);
 }
 

@@ -82,6 +82,8 @@ private:
     qint64 m_lastId = 0;
     qint64 m_id = 0;
     qint64 m_nextId = 0;
+    // Of the latest jump in the present track.
+    qint64 m_jumpNumber = 0;
 
     RetryDelay m_retryDelay;
     QTimer m_retry;
