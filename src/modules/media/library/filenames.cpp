@@ -96,11 +96,14 @@ QByteArray FileNames::nameOf(const QByteArray& path) {
 }
 
 bool FileNames::isAudio(const QByteArray& name) {
-    return hasExtension(name, {"wav", "mp3", "flac", "ogg", "oga", "opus", "m4a", "aac"});
+    static const QList<QByteArray> extensions{"wav", "mp3",  "flac", "ogg",
+                                              "oga", "opus", "m4a",  "aac"};
+    return hasExtension(name, extensions);
 }
 
 bool FileNames::isPlaylist(const QByteArray& name) {
-    return hasExtension(name, {"m3u", "m3u8", "pls"});
+    static const QList<QByteArray> extensions{"m3u", "m3u8", "pls"};
+    return hasExtension(name, extensions);
 }
 
 QByteArray FileNames::baseOf(const QByteArray& name) {

@@ -95,7 +95,7 @@ void FolderWalk::read(const QByteArray& folder,
     errno = 0;
     while (const dirent* entry = readdir(stream.get())) {
         if (entry->d_name[0] != '.')
-            addEntry(folder, entry->d_name, &folders);
+            addEntry(dirfd(stream.get()), folder, entry->d_name, &folders);
         errno = 0;
     }
     // What was not seen of a folder that cannot be read to its end is not gone.
@@ -109,18 +109,19 @@ void FolderWalk::read(const QByteArray& folder,
     }
 }
 
-void FolderWalk::addEntry(const QByteArray& folder, const QByteArray& name,
+// Looking a name up in its open folder is faster than from the root.
+void FolderWalk::addEntry(int directory, const QByteArray& folder, const QByteArray& name,
                           QSet<QByteArray>* folders) {
-    const QByteArray path = join(folder, name);
-    const QByteArray absolute = m_root + '/' + path;
     struct stat status {};
-    if (lstat(absolute.constData(), &status) != 0)
+    if (fstatat(directory, name.constData(), &status, AT_SYMLINK_NOFOLLOW) != 0)
         return;
     if (S_ISDIR(status.st_mode)) {
         folders->insert(name);
         return;
     }
-    if (S_ISLNK(status.st_mode) && (leadsOut(path) || stat(absolute.constData(), &status) != 0))
+    const QByteArray path = join(folder, name);
+    if (S_ISLNK(status.st_mode) &&
+        (leadsOut(path) || fstatat(directory, name.constData(), &status, 0) != 0))
         return;
     if (S_ISREG(status.st_mode)) {
         const qint64 modifiedNs =

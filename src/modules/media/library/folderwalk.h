@@ -61,7 +61,8 @@ public:
     bool isEnded() const { return m_isEnded; }
 
 private:
-    void addEntry(const QByteArray& folder, const QByteArray& name, QSet<QByteArray>* folders);
+    void addEntry(int directory, const QByteArray& folder, const QByteArray& name,
+                  QSet<QByteArray>* folders);
     void addFile(const QByteArray& path, const QByteArray& folder, const QByteArray& name,
                  const FolderContent::File& file);
     bool leadsOut(const QByteArray& path) const;
