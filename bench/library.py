@@ -43,7 +43,8 @@ def tags_of(number):
 def encoded(codec):
     """A second of a tone without tags."""
     return subprocess.run(["ffmpeg", "-v", "error", "-f", "lavfi", "-i", "sine=duration=1", "-map_metadata", "-1",
-                           "-fflags", "+bitexact", "-id3v2_version", "0", "-f", codec, "-"], check=True, stdout=subprocess.PIPE).stdout
+                           "-fflags", "+bitexact", "-id3v2_version", "0", "-f", codec, "-"],
+                          check=True, stdout=subprocess.PIPE).stdout
 
 
 def mp3(sound, tags):
