@@ -139,6 +139,14 @@ private Q_SLOTS:
         writeFile(path("media/library.db"), "no database");
         start();
         UNTIL(progress(), QString("idle 1 1 0"));
+        m_worker.reset();
+        // No place for a database at all.
+        QVERIFY(QDir(path("media")).removeRecursively());
+        writeFile(path("media"), "");
+        start();
+        UNTIL(scanned()["state"].toString(), QString("broken"));
+        activate("media:scan/start");
+        UNTIL(scanned()["state"].toString(), QString("broken"));
     }
 
     void followsChanges() {

@@ -37,7 +37,7 @@ void announceChanges(const MediaCatalogue& before, const MediaCatalogue& after) 
         return;
     const QVector<CMPath> watched = notifier()->watchedPaths(QStringLiteral("media"));
     for (const CMPath& path : watched) {
-        const QString name = path.toEncoded();
+        const QString& name = path.toEncoded();
         announceNode(path, CatalogueLists::node(before, name), CatalogueLists::node(after, name));
         const bool isList = CatalogueLists::find(before, name) || CatalogueLists::find(after, name);
         if (isList && notifier())

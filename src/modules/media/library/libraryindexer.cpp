@@ -97,6 +97,9 @@ void LibraryIndexer::startTimers() {
 }
 
 void LibraryIndexer::scan() {
+    // Without a store nothing has begun.
+    if (!m_watcher)
+        return tell(LibraryProgress::State::Broken);
     m_isIncomplete = true;
     m_changedFolders.clear();
     m_changes.stop();
