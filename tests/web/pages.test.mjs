@@ -37,6 +37,10 @@ test('the first load stays within its budget', async test => {
     const sizes = await Promise.all(files.map(request => request.sizes()));
     const bytes = sizes.reduce((sum, { responseBodySize }) => sum + responseBodySize, 0);
     test.diagnostic(`${loaded.length} requests, ${bytes} bytes`);
+    // All modules are asked for at once, not one level after another.
+    const preloaded = await page.locator('[rel=modulepreload], script[type=module]')
+        .evaluateAll(all => all.map(({ href, src }) => href ?? src));
+    assert.deepEqual(preloaded.sort(), files.map(request => request.url()).filter(url => url.endsWith('.js')).sort());
     assert.ok(loaded.length <= REQUESTS, `${loaded.length} requests`);
     assert.ok(bytes <= BYTES, `${bytes} bytes`);
     await device.set('settings:/ui/language', 'en');

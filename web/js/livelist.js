@@ -56,6 +56,9 @@ export class LiveList {
     #stale = false;
     #frame = 0;
     #rowHeight = 0;
+    /** The list's upper edge on the screen, and whether it is there at all. */
+    #top = 0;
+    #isShown = false;
 
     /**
      * @param {HTMLElement} list
@@ -74,7 +77,7 @@ export class LiveList {
         this.#options = { placed: () => {}, ...options };
         this.#measure();
         new ResizeObserver(() => this.#measure()).observe(list.parentElement);
-        addEventListener('scroll', () => this.draw(), { capture: true, passive: true });
+        addEventListener('scroll', () => this.#scrolled(), { capture: true, passive: true });
         addEventListener('resize', () => this.#measure());
         device.subscribe(options.path, {
             ready: () => this.#read(true),
@@ -200,6 +203,7 @@ export class LiveList {
     }
 
     #take({ rows, count, version }, { from, to }) {
+        this.#locate();
         const anchor = this.#anchor();
         if (version !== this.#version) {
             this.#rows.clear();
@@ -216,13 +220,13 @@ export class LiveList {
             this.#rows.set(index, row);
             this.#indices.set(this.#options.key(row, index), index);
         }
-        this.#arrange();
+        this.#show();
         this.#keep(anchor);
     }
 
     /** The row at the upper edge of the screen, when the list has been scrolled. */
     #anchor() {
-        const top = -this.#list.getBoundingClientRect().top;
+        const top = -this.#top;
         const index = Math.ceil(top / this.#rowHeight);
         return top > 0 && this.count ? { key: this.keyAt(index), index } : null;
     }
@@ -230,15 +234,23 @@ export class LiveList {
     /** Rows that came or went above the screen must not push away what is read on it. */
     #keep(anchor) {
         const index = anchor ? this.indexOf(anchor.key) : -1;
-        if (index >= 0 && index !== anchor.index)
-            scrollBy(0, (index - anchor.index) * this.#rowHeight);
+        if (index < 0 || index === anchor.index)
+            return;
+        scrollBy(0, (index - anchor.index) * this.#rowHeight);
+        this.#locate();
+    }
+
+    /** Reads where the list is. Before anything is changed, so that the browser computes its layout once. */
+    #locate() {
+        this.#top = this.#list.getBoundingClientRect().top;
+        this.#isShown = Boolean(this.#list.offsetParent);
     }
 
     /** First and last position near the screen. */
     #range() {
-        const { top } = this.#list.getBoundingClientRect();
-        if (!this.#rowHeight || !this.#list.offsetParent)
+        if (!this.#rowHeight || !this.#isShown)
             return { from: 0, to: -1 };
+        const top = this.#top;
         const end = (this.count ?? PAGE_ROWS) - 1;
         return {
             from: Math.max(0, Math.floor(-top / this.#rowHeight) - MARGIN_ROWS),
@@ -265,8 +277,13 @@ export class LiveList {
         return { from: page, to: page + PAGE_ROWS - 1 };
     }
 
-    /** Finds out what the unconfirmed changes mean for the list as it is now. */
     #arrange() {
+        this.#locate();
+        this.#show();
+    }
+
+    /** Finds out what the unconfirmed changes mean for the list as it is now, and shows it. */
+    #show() {
         if (this.#version < 0)
             return;
         this.#steps = [];
@@ -295,6 +312,14 @@ export class LiveList {
             if (this.#version >= 0)
                 this.#render();
         });
+    }
+
+    /** All lists find out where they are before the first of them changes anything. */
+    #scrolled() {
+        if (!this.#isShown)
+            return;
+        this.#locate();
+        this.draw();
     }
 
     #render() {

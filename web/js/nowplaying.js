@@ -6,7 +6,13 @@ import { playback } from './playback.js';
 
 const TICK_MS = 250;
 
+let shownTrack;
+
 function showTrack() {
+    const track = JSON.stringify(playback.track);
+    if (track === shownTrack)
+        return;
+    shownTrack = track;
     const { title, artist, path, cover } = playback.track;
     const name = title || path || '';
     $('title').textContent = name || text('Nothing playing');
@@ -22,7 +28,8 @@ function showTrack() {
 function setWhole(isWhole) {
     $('track').classList.toggle('whole', isWhole);
     $('whole').setAttribute('aria-expanded', isWhole);
-    offerWhole();
+    // When the layout is computed anyway.
+    requestAnimationFrame(offerWhole);
 }
 
 function offerWhole() {

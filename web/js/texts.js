@@ -40,16 +40,21 @@ export function text(english, values = {}) {
     return (catalogue[english] ?? english).replace(/\{(\w+)\}/g, (_, name) => values[name]);
 }
 
-const numbers = new Intl.NumberFormat(language);
-const decimals = new Intl.NumberFormat(language, { minimumFractionDigits: 1, maximumFractionDigits: 1 });
-const times = new Intl.DateTimeFormat(language, { timeStyle: 'medium' });
+/** Made when it is first used: the first one takes a phone a tenth of a second. */
+function formatter(make) {
+    let made;
+    return value => (made ??= make()).format(value);
+}
 
-export const number = value => numbers.format(value);
-export const decimal = value => decimals.format(value);
-export const time = date => times.format(date);
+export const number = formatter(() => new Intl.NumberFormat(language));
+export const decimal = formatter(() =>
+    new Intl.NumberFormat(language, { minimumFractionDigits: 1, maximumFractionDigits: 1 }));
+export const time = formatter(() => new Intl.DateTimeFormat(language, { timeStyle: 'medium' }));
 
 /** Puts the page into the language. What comes from the device, marked dir="auto", stays. */
 export function translatePage() {
+    if (language === LANGUAGES[0])
+        return;
     document.documentElement.lang = language;
     document.documentElement.dir = catalogue['@dir'] ?? 'ltr';
     document.title = text(document.title);

@@ -35,19 +35,42 @@ export function element(tag, properties = {}, ...children) {
     return made;
 }
 
+const SVG = 'http://www.w3.org/2000/svg';
+/** The symbols of icons.svg. */
+let symbols = null;
+
+async function readSymbols() {
+    const response = await fetch('icons.svg', { cache: 'force-cache' });
+    symbols = new DOMParser().parseFromString(await response.text(), 'image/svg+xml');
+}
+// Scrolling makes many rows.
+addEventListener('scroll', () => readSymbols().catch(() => {}), { capture: true, once: true, passive: true });
+
 export function icon(name) {
-    const svg = document.createElementNS('http://www.w3.org/2000/svg', 'svg');
+    const svg = document.createElementNS(SVG, 'svg');
     svg.setAttribute('class', 'icon');
     svg.setAttribute('aria-hidden', 'true');
-    const use = document.createElementNS('http://www.w3.org/2000/svg', 'use');
-    svg.append(use);
     setIcon(svg, name);
     return svg;
 }
 
-/** Shows another icon in an `svg` that has a `use`. */
+/**
+ * Shows another icon in an `svg`. As a copy of the symbol, if it is there: a reference to another file
+ * is half of the work for a row of a list.
+ */
 export function setIcon(svg, name) {
-    svg.firstElementChild.setAttribute('href', `icons.svg#${name}`);
+    if (svg.dataset.icon === name)
+        return;
+    svg.dataset.icon = name;
+    const symbol = symbols?.getElementById(name);
+    if (symbol) {
+        svg.setAttribute('viewBox', symbol.getAttribute('viewBox'));
+        svg.replaceChildren(...symbol.cloneNode(true).childNodes);
+        return;
+    }
+    const use = document.createElementNS(SVG, 'use');
+    use.setAttribute('href', `icons.svg#${name}`);
+    svg.replaceChildren(use);
 }
 
 /** A button that shows an icon only; the label is for screen readers and as a tooltip. */
