@@ -1,8 +1,8 @@
 /** The device's own tracks: a tap plays, the plus adds to the queue. */
 
 import { plain } from '../plix.js';
-import { number, text } from './texts.js';
-import { $, act, device, iconButton } from './ui.js';
+import { text } from './texts.js';
+import { $, act, device, iconButton, showCount } from './ui.js';
 import { playback } from './playback.js';
 import { LiveList } from './livelist.js';
 import { TRACK_ROLES, trackRow } from './trackrow.js';
@@ -45,7 +45,7 @@ export function startLibrary() {
         key: (row, index) => plain(row.value) ?? `#${index}`,
         make: libraryRow,
         changed: () => {
-            $('libraryCount').textContent = library.count ? number(library.count) : '';
+            showCount($('libraryCount'), library.count);
             $('libraryEmpty').hidden = library.count > 0;
             $('jump').hidden = library.count < LONG_LIST;
         },

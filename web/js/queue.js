@@ -1,6 +1,6 @@
 /** The queue: play, move (by dragging, or with the arrows), remove. */
 
-import { $, act, device, element, icon, iconButton } from './ui.js';
+import { $, act, device, element, icon, iconButton, showCount } from './ui.js';
 import { LiveList } from './livelist.js';
 import { playback } from './playback.js';
 import { number, text } from './texts.js';
@@ -139,7 +139,7 @@ function afterAt(target, id) {
 }
 
 function changed() {
-    $('queueCount').textContent = queue.count ? number(queue.count) : '';
+    showCount($('queueCount'), queue.count);
     $('queueEmpty').hidden = queue.count > 0;
     $('clear').hidden = !queue.count;
 }

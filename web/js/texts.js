@@ -40,7 +40,7 @@ export function text(english, values = {}) {
     return (catalogue[english] ?? english).replace(/\{(\w+)\}/g, (_, name) => values[name]);
 }
 
-/** Made when it is first used: the first one takes a phone a tenth of a second. */
+/** Made when it is first used: the first one of a page takes as long as many rows of a list. */
 function formatter(make) {
     let made;
     return value => (made ??= make()).format(value);

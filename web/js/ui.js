@@ -99,6 +99,11 @@ export function showCover(image, path) {
     image.hidden = !url;
 }
 
+/** A moment later: to format the first number takes longer than to show the rows. */
+export function showCount(target, count) {
+    setTimeout(() => { target.textContent = count ? number(count) : ''; });
+}
+
 /** Milliseconds as "3:07" or "1:02:07". */
 export function clock(milliseconds) {
     const seconds = Math.max(0, Math.floor(milliseconds / 1000));
