@@ -30,8 +30,10 @@ PlaybackProcess::PlaybackProcess(const QString& program, const QStringList& argu
 PlaybackProcess::~PlaybackProcess() {
     m_process.disconnect(this);
     m_process.closeWriteChannel();
-    if (isRunning() && !m_process.waitForFinished(endMs))
-        m_process.kill();
+    if (!isRunning() || m_process.waitForFinished(endMs))
+        return;
+    m_process.kill();
+    m_process.waitForFinished(endMs);
 }
 
 void PlaybackProcess::start() {
