@@ -73,10 +73,9 @@ void FolderWatcher::handle(int watch, quint32 mask, const QByteArray& name) {
         Q_EMIT changesLost();
         return;
     }
-    const auto found = m_folders.constFind(watch);
-    if (found == m_folders.constEnd())
+    if (!m_folders.contains(watch))
         return;
-    const QByteArray folder = *found;
+    const QByteArray folder = m_folders.value(watch);
     // A watch follows its folder to another name.
     if ((mask & IN_ISDIR) && (mask & (IN_MOVED_FROM | IN_DELETE)))
         forgetBelow(folder.isEmpty() ? name : folder + '/' + name);
