@@ -221,6 +221,9 @@ void PlayerWorker::claimQueue() {
 // The media worker's tracks.
 
 void PlayerWorker::on_mediaRows_changed() {
+    // Reading all tracks takes a while, and a scan changes them again and again.
+    if (!m_awaitsMedia && !m_queue.lacksDurations())
+        return;
     TrackFinder::findAll(PlayQueue::maximumRows, this,
                          [this](const QVector<PlayerTrack>& tracks) { useMediaTracks(tracks); });
 }

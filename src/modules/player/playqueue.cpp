@@ -143,6 +143,11 @@ void PlayQueue::putBack(const Removal& removal) {
     Q_EMIT changed();
 }
 
+bool PlayQueue::lacksDurations() const {
+    return std::any_of(m_tracks.begin(), m_tracks.end(),
+                       [](const PlayerTrack& track) { return track.durationMs <= 0; });
+}
+
 void PlayQueue::learnDurations(const QHash<QString, qint64>& durations) {
     for (int i = 0; i < m_tracks.size(); ++i) {
         const qint64 duration = durations.value(m_tracks.at(i).path);

@@ -47,6 +47,8 @@ public:
     enum class Restoring { Done, Unknown, Full };
     // Puts back what was removed together with the row of this id.
     Restoring restore(const QString& id);
+    // Whether some rows have no duration, as those that a configuration gave, and streams.
+    bool lacksDurations() const;
     // For rows without a duration; by the paths of their tracks, in milliseconds.
     void learnDurations(const QHash<QString, qint64>& durations);
 
