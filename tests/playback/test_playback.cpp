@@ -1,7 +1,7 @@
 #include "core/model/cmrootworker.h"
+#include "core/plixhttprequest.h"
 #include "datamodel.h"
 #include "httpsource.h"
-#include "mediaworker.h"
 #include "playerworker.h"
 #include "recording.h"
 #include "table.h"
@@ -24,6 +24,23 @@ QString title() {
 qint64 position() {
     return valueOf("player:player/progress").value("position").toLongLong();
 }
+// Names the files of a folder at once, whatever their age.
+class FolderWorker : public CMNodesWorker {
+public:
+    explicit FolderWorker(const QString& folder) : CMNodesWorker({}, "media"), m_folder(folder) {}
+    void getDataRequest(const CMGetDataRequest& request) override { request.reply.finish({}); }
+    void setDataRequest(const CMSetDataRequest& request) override {
+        const QString file = m_folder + '/' + request.path.toEncoded().section('/', 1);
+        PlixHttpRequestReply reply;
+        reply.setStatus(QFile::exists(file) ? 200 : 404);
+        reply.setLocalFile(file);
+        request.reply.finish(reply.__variant());
+    }
+
+private:
+    QString m_folder;
+};
+
 void act(const QString& name, const QVariant& argument = true) {
     QCOMPARE(setData("player:player/" + name, "activate", argument), QString());
 }
@@ -225,11 +242,10 @@ private:
         const auto set = [this](const QString& name, const QString& value) {
             m_settings->setValue("settings:/" + name, PlixValue::fromScalar(value));
         };
-        set("media/directory", path("music"));
         set("player/engine", "gstreamer");
         set("player/output", Recording::output(path("heard"), inRealTime));
         set("player/replayGain", replayGain);
-        m_media = std::make_unique<MediaWorker>(QVariantHash{{"stateDir", path("state")}});
+        m_media = std::make_unique<FolderWorker>(path("music"));
         QVariantList rows;
         for (const QString& name : files)
             rows.append(QVariantHash{{"title", name},
@@ -256,7 +272,7 @@ private:
     CMRootWorker m_root;
     std::unique_ptr<QTemporaryDir> m_folder;
     std::unique_ptr<CMNodesWorker> m_settings;
-    std::unique_ptr<MediaWorker> m_media;
+    std::unique_ptr<FolderWorker> m_media;
     std::unique_ptr<PlayerWorker> m_player;
     QStringList m_errors;
 };
