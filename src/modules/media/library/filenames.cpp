@@ -3,6 +3,8 @@
 #include <QList>
 
 #include <algorithm>
+#include <cstdlib>
+#include <memory>
 
 namespace {
 
@@ -108,4 +110,10 @@ bool FileNames::isPlaylist(const QByteArray& name) {
 
 QByteArray FileNames::baseOf(const QByteArray& name) {
     return name.left(name.lastIndexOf('.'));
+}
+
+QByteArray FileNames::canonical(const QByteArray& path) {
+    const std::unique_ptr<char, decltype(&std::free)> name(realpath(path.constData(), nullptr),
+                                                           &std::free);
+    return name ? QByteArray(name.get()) : QByteArray();
 }

@@ -22,4 +22,7 @@ bool isPlaylist(const QByteArray& name);
 // The name without its ending.
 QByteArray baseOf(const QByteArray& name);
 
+// The absolute name without links; null when there is no such file.
+QByteArray canonical(const QByteArray& path);
+
 } // namespace FileNames

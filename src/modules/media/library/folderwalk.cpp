@@ -8,7 +8,6 @@
 
 #include <cerrno>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -35,12 +34,6 @@ bool isPicture(const QByteArray& name) {
 bool standsForFolder(const QByteArray& name) {
     const QByteArray base = FileNames::baseOf(name).toLower();
     return isPicture(name) && (base == "cover" || base == "folder" || base == "front");
-}
-
-QByteArray canonical(const QByteArray& path) {
-    const std::unique_ptr<char, decltype(&std::free)> name(realpath(path.constData(), nullptr),
-                                                           &std::free);
-    return name ? QByteArray(name.get()) : QByteArray();
 }
 
 // Of a regular file that does not make the reader wait.
@@ -74,7 +67,7 @@ bool FolderContent::isGone(const QByteArray& path) const {
 }
 
 FolderWalk::FolderWalk(const QByteArray& root, Visitor visitor)
-    : m_root(root), m_canonicalRoot(canonical(root)), m_visitor(std::move(visitor)) {}
+    : m_root(root), m_canonicalRoot(FileNames::canonical(root)), m_visitor(std::move(visitor)) {}
 
 void FolderWalk::read(const QByteArray& folder,
                       const std::function<bool(const QByteArray&)>& wanted) {
@@ -154,5 +147,5 @@ void FolderWalk::addFile(const QByteArray& path, const QByteArray& folder, const
 }
 
 bool FolderWalk::leadsOut(const QByteArray& path) const {
-    return !canonical(m_root + '/' + path).startsWith(m_canonicalRoot + '/');
+    return !FileNames::canonical(m_root + '/' + path).startsWith(m_canonicalRoot + '/');
 }

@@ -8,19 +8,11 @@
 #include <QFile>
 
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <sys/stat.h>
 #include <unistd.h>
 
 namespace {
-
-QByteArray canonical(const QByteArray& path) {
-    const std::unique_ptr<char, decltype(&std::free)> name(realpath(path.constData(), nullptr),
-                                                           &std::free);
-    return name ? QByteArray(name.get()) : QByteArray();
-}
 
 bool hasHiddenPart(const QByteArray& path) {
     return path.isEmpty() || path.startsWith('.') || path.startsWith('/') || path.contains("/.") ||
@@ -38,9 +30,9 @@ LibraryFiles::LibraryFiles(const QByteArray& root, const QString& links)
 QString LibraryFiles::find(const QByteArray& path) const {
     if (m_root.isEmpty() || hasHiddenPart(path) || !FileNames::isAudio(path))
         return {};
-    const QByteArray file = canonical(m_root + '/' + path);
+    const QByteArray file = FileNames::canonical(m_root + '/' + path);
     struct stat status {};
-    const bool isInside = !file.isEmpty() && file.startsWith(canonical(m_root) + '/') &&
+    const bool isInside = !file.isEmpty() && file.startsWith(FileNames::canonical(m_root) + '/') &&
                           stat(file.constData(), &status) == 0 && S_ISREG(status.st_mode);
     return isInside ? plainName(file) : QString();
 }

@@ -2,8 +2,7 @@
 
 #include "filenames.h"
 #include "searchtext.h"
-
-#include <QCryptographicHash>
+#include "stableid.h"
 
 #include <algorithm>
 #include <numeric>
@@ -11,17 +10,9 @@
 
 namespace {
 
-// Enough for millions of names without two that are equal.
-constexpr int idDigits = 16;
-
-QString idOf(const QByteArray& key) {
-    return QString::fromLatin1(
-        QCryptographicHash::hash(key, QCryptographicHash::Sha1).toHex().left(idDigits));
-}
-
 // Ids follow from the names as they are searched, so that "Björk" and "bjork" are one artist.
 QString idOfName(const QString& name) {
-    return idOf(searchText(name));
+    return stableId(searchText(name));
 }
 
 // "Artist/Album/CD 2" is a part of "Artist/Album".
@@ -42,7 +33,7 @@ QByteArray albumFolder(const QByteArray& path) {
 QString albumId(const LibraryTrack& track) {
     const QByteArray owner =
         track.albumArtist.isEmpty() ? '/' + albumFolder(track.path) : searchText(track.albumArtist);
-    return idOf(owner + '\0' + searchText(track.album));
+    return stableId(owner + '\0' + searchText(track.album));
 }
 
 // The names of groups in the order for people.

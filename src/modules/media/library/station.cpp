@@ -1,12 +1,11 @@
 #include "station.h"
 
-#include <QCryptographicHash>
+#include "stableid.h"
+
 #include <QMap>
 #include <QUrl>
 
 namespace {
-
-constexpr int idDigits = 16;
 
 QString usableUrl(const QString& text) {
     const QUrl url(text.trimmed(), QUrl::StrictMode);
@@ -56,8 +55,7 @@ QVector<Station> fromM3u(const QStringList& lines) {
 } // namespace
 
 QString Station::id() const {
-    return QString::fromLatin1(
-        QCryptographicHash::hash(url.toUtf8(), QCryptographicHash::Sha1).toHex().left(idDigits));
+    return stableId(url.toUtf8());
 }
 
 QVector<Station> Stations::fromSetting(const QVariantList& list, bool isInternal) {
