@@ -142,6 +142,8 @@ void MediaWorker::useDirectory(const QString& directory) {
         return canHaveLibrary() ? useLibrary(directory) : useFolder(directory);
     if (m_stateDirectory.isEmpty())
         return useFolder({});
+    // Until the tracks are there, which takes a moment at the first start.
+    setServer({});
     m_generator =
         std::make_unique<TrackGenerator>(m_stateDirectory + QStringLiteral("/media"), nullptr);
     plixConnect(m_generator.get(), SIGNAL(finished()), this, SLOT(on_generator_finished()));

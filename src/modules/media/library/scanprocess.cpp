@@ -30,7 +30,9 @@ ScanProcess::ScanProcess(const QString& program, int deadlineMs, QObject* parent
 }
 
 ScanProcess::~ScanProcess() {
-    end();
+    // Not later: the thread of this object may be at its end.
+    if (m_process)
+        endProcess();
 }
 
 void ScanProcess::read(const QByteArray& fileName) {
@@ -138,11 +140,15 @@ void ScanProcess::end() {
     m_idle.stop();
     if (!m_process)
         return;
+    endProcess();
+    // A signal of its own may be the reason.
+    m_process.release()->deleteLater();
+}
+
+void ScanProcess::endProcess() {
     m_process->disconnect(this);
     m_process->kill();
     m_process->waitForFinished(endMs);
-    // A signal of its own may be the reason.
-    m_process.release()->deleteLater();
 }
 
 void ScanProcess::giveUp(const QString& reason) {

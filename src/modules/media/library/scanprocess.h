@@ -48,6 +48,7 @@ private:
     void start();
     void take(const QByteArray& line);
     void end();
+    void endProcess();
     void giveUp(const QString& reason);
 
     QString m_program;
