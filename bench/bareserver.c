@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The limit of the engine: libsoup as it comes, answering from memory what a folder holds.
 //
 // bareserver PORT FOLDER [CERTIFICATE KEY]

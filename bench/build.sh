@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # shellcheck shell=bash
 # Sourced by the commands of this folder, after tools/packages.sh and with $root set: builds the
 # device as ./run does, and what it is measured with, into $bench_build.

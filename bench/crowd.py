@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """
 crowd.py [--loopback] [--no-cap] [CLIENTS]: what well-behaved clients get while so many hostile ones (1000)
 are there, and what the device keeps of them afterwards. It has 64 MiB, where the system sees to that.

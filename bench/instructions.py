@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Instructions of the processor for one request of each work. See ./instructions."""
 
 import argparse

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Measures how fast the media library and Debian's mpd read the same folder of music.
 
 Makes a folder of small tagged files (MP3 and FLAC), has both read it from nothing and look through it

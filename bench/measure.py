@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Measures the device beside a bare libsoup server, nginx and lighttpd. See ./run.
 
 What is compared is the server's own processor time per request, which a busy machine disturbs less

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Many clients with a connection each: idle ones, and such that wait for one change."""
 
 import http.client

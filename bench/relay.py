@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """relay.py PORT FIFO: writes the body of each request into a FIFO, 64 KiB at a time, and nothing else:
 the limit for an upload."""
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """The servers that are measured, each started with the same small site in a folder of its own."""
 
 import os

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What the servers are asked to do: the works, and the site they do them with."""
 
 import json

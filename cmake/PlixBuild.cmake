@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Compiler options and the few functions with which the folders describe their targets.
 
 option(PLIX_WERROR "Treat warnings as errors" OFF)

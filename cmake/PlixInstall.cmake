@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # What `cmake --install` puts where, beyond the programs and libraries themselves. Components are
 # packages: "webserver" for a device, "dev" to build against it, "simulator" for a machine that
 # plays the device, "gstreamer" for one that is to be heard.

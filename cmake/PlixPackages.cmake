@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # Debian packages: `cpack -G DEB` in a build folder, or `cmake --workflow --preset package`.
 
 set(CPACK_PACKAGE_NAME plix)

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The bytes of a connection, cut into requests in one piece and in many, and by another parser:
 // what both accept ends at the same byte and has the same body.
 #include "connection/requestframing.h"

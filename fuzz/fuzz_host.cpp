@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The Host header: no name that somebody on the internet can own is accepted.
 #include "http/hostcheck.h"
 #include "property.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // JSON text to values and back.
 #include "core/plixjson.h"
 #include "property.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Multipart bodies: however a body is cut into pieces, the splitter finds what a search in the
 // whole body finds.
 #include "multipartpieces.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Template pages: nothing of a page is lost or invented, and what is written into one is escaped.
 #include "property.h"
 #include "responders/page/pagetemplate.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The URL that a client asks the proxy for.
 #include "core/plixurl.h"
 #include "handlers/reverseproxyhandler.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A served file and the headers that ask for a part of it, or for it under a condition.
 #include "handlers/statichandler.h"
 #include "loopback.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Raw bytes to a whole device: what comes back is well-formed HTTP with the server's own headers
 // only, and nothing is kept of a client that has gone.
 #include "core/plixhost.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // URLs as clients send them, their query items, and the plus sign of forms.
 #include "core/plixurl.h"
 #include "core/plixutf8.h"

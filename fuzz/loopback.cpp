@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "loopback.h"
 
 #include "property.h"

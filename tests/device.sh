@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # shellcheck shell=bash
 # Sourced by the tests that are shell scripts: a folder $work that goes when the script ends, and
 # a host program that is started, asked and ended.

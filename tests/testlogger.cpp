@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/dbglog.h"
 
 #include <QtGlobal>

@@ -1,3 +1,5 @@
+# SPDX-License-Identifier: MIT
+
 # shellcheck shell=bash disable=SC2034
 # The Debian packages that the commands at the repository's root need, and how they are installed.
 # Sourced by them.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #!/usr/bin/env node
 // Makes the screenshots of the README in docs/images, from a device of its own that plays.
 // ./test has installed what this needs and built the device.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The types of plix.js, where the functions are explained.
 
 /** What the device's JSON can say. Integers beyond 2^53 are of the type `bigint`. */

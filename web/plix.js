@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /**
  * Client of a device's data model: read, list and write nodes, and follow them live.
  *

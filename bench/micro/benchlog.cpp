@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/dbglog.h"
 
 // What is measured does not log; the headers ask for a logger all the same.

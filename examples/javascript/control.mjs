@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Controls a device from the shell:
 //
 //     node control.mjs http://DEVICE:8080 get player:player/volume

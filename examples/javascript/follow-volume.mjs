@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Prints the volume, now and whenever it changes: node follow-volume.mjs [http://DEVICE:8080]
 
 import { Plix } from 'plix';

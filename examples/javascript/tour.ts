@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // All that the client can do, with types. It changes the volume and the queue, and puts both back.
 
 import { Plix, PlixError, fromJson, plain, toJson } from 'plix';

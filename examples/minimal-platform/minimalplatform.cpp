@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A platform of its own in one file: what a host has to bring so that the web server plug-in runs.
 // It has a data model (a hash of nodes), a registry of workers and an event loop, and takes only
 // the value types and the workers' base classes from libplix_api. Run it as

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """
 Controls a device from the shell; values are JSON:
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """Prints the volume, now and whenever it changes: follow_volume.py [http://DEVICE:8080]"""
 
 import asyncio

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "devicedescription.h"
 
 #include "core/model/cmpath.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "hostlog.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "hostoptions.h"
 
 #include "core/plixjson.h"

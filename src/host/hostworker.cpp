@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "hostworker.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "journallayout.h"
 
 #include <QByteArray>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "loopmonitor.h"
 
 #include "core/dbglog.h"

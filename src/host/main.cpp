@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/dbglog.h"
 #include "core/plixhost.h"
 #include "core/plixjson.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "workerplugin.h"
 
 #include "core/model/cmabstractworker.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "coverimage.h"
 
 #include <QBuffer>

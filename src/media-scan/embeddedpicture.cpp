@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "embeddedpicture.h"
 
 #include <attachedpictureframe.h>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Reads tags and covers of audio files of unknown origin for the media worker.
 //
 //   plix-media-scan

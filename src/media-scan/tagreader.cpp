@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "tagreader.h"
 
 #include "boundedstream.h"

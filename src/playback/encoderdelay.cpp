@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "encoderdelay.h"
 
 #include <QFile>

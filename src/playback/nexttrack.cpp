@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "nexttrack.h"
 
 #include <utility>

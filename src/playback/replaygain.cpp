@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "replaygain.h"
 
 #include <QByteArray>

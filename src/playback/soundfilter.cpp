@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "soundfilter.h"
 
 #include <cmath>

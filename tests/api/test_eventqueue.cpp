@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmchangenotifier.h"
 #include "core/model/cmeventqueuemanager.h"
 #include "core/model/cmrootworker.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "processhandler/plixprocesshandler.h"
 
 #include <QTest>

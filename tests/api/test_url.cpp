@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/plixurl.h"
 
 #include <QTest>

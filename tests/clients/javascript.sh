@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # javascript.sh PROGRAM SOURCE_FOLDER: the JavaScript client as an app has it, installed by npm, checked by
 # TypeScript, bundled, and run against a device; and the example page in a browser.
 set -euo pipefail

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # python.sh PROGRAM SOURCE_FOLDER: the Python client as an app has it: packed, checked by mypy, and run from
 # its package against a device.
 set -euo pipefail

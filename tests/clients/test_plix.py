@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """test_plix.py HTTP_URL HTTPS_URL CA_FILE EXAMPLES: the Python client against a device."""
 
 import asyncio

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Runs the console exchanges of documents against a device that has just been started, and compares
 // what comes back: node exchanges.mjs FILE.yaml FILE.md...  PLIXHOST: the program. What curl sends and
 // gets has to fit the OpenAPI description FILE.yaml.

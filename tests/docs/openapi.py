@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """
 openapi.py FILE.yaml TRACES: every exchange in the files of curl --trace fits the OpenAPI description. What
 is answered without an error must be a request as described; each answer must be one of the described.

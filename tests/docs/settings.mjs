@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The table of settings tells what the device has: node settings.mjs TABLE.md SOURCE_FOLDER
 
 import { execFileSync } from "node:child_process";

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // An HTTP client that sends what it is told to, reads when it is told to, and leaves when it likes.
 
 import { once } from 'node:events';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // load.mjs SECONDS DESCRIPTORS [CHECKER]: puts a device, which can open so many descriptors, under load
 // and compares descriptors, pipes, temporary files and memory before and after. Ends with status 1 when
 // an answer was wrong or missing, or something is left behind.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "datamodel.h"
 #include "devicedescription.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/plixlooptask.h"
 #include "loopmonitor.h"
 

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A library of real files that ffmpeg makes, read by the real program.
 
 #include "core/model/cmrootworker.h"

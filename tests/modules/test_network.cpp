@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/plixjson.h"
 #include "networkinfo.h"
 

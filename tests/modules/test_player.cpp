@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmrootworker.h"
 #include "datamodel.h"
 #include "playerworker.h"

@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # install.sh BUILD_FOLDER SOURCE_FOLDER: packs what the build folder holds, unpacks it into an empty
 # root, runs the device from there as its service would, and builds the example against it.
 set -euo pipefail

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmrootworker.h"
 #include "core/plixhttprequest.h"
 #include "datamodel.h"

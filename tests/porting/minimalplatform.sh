@@ -1,4 +1,6 @@
 #!/usr/bin/env bash
+# SPDX-License-Identifier: MIT
+
 # minimalplatform.sh PROGRAM PLUGIN: the example platform serves its nodes through the web server
 # plug-in, hides its settings and ends cleanly.
 set -euo pipefail

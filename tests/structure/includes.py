@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """Checks the includes of the web server against the table of rooms in docs/architecture.md.
 
 A row names a room (a folder, or NAME.h for a class at the root with its helpers), says in one sentence
@@ -35,6 +36,7 @@ def read_table():
 
 
 def leading_comment(text):
+    text = text.removeprefix("// SPDX-License-Identifier: MIT\n").lstrip()
     lines = re.match(r"(?://.*\n)*", text).group().splitlines()
     return " ".join(line[2:].strip() for line in lines)
 

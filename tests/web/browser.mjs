@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Debian's Chromium and Firefox, the former without its own requests to the outside.
 
 import { chromium, firefox } from 'playwright-core';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A device of its own for a test file: plixhost with its own state directory and free ports.
 
 import { spawn } from 'node:child_process';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The main paths in Firefox. Everything else is tested in Chromium.
 
 import assert from 'node:assert/strict';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What tests in a browser share: a device, a browser, and pages without faults.
 
 import assert from 'node:assert/strict';

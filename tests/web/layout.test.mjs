@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // What has to be on the screen, in every size, with texts of any length.
 
 import assert from 'node:assert/strict';

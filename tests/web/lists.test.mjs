@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Lists that are too long to be shown as a whole.
 
 import assert from 'node:assert/strict';

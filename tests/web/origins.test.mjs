@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Pages of other origins, which a name of its own makes another host of the same machine.
 
 import assert from 'node:assert/strict';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 import assert from 'node:assert/strict';
 import { createHash, randomBytes, X509Certificate } from 'node:crypto';
 import { once } from 'node:events';

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 import assert from 'node:assert/strict';
 import { beforeEach, describe, test } from 'node:test';
 import { plain } from '../../web/plix.js';

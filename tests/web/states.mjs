@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // The visual states of the pages, for the check of all of them and for screenshots.
 
 import { desktop, open, phone, profile } from './browser.mjs';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Every visual state can be read and operated, as far as a machine can tell, and fits its screen.
 
 import assert from 'node:assert/strict';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // Every text of the pages and scripts is in the catalogue of every language, and nothing else is.
 
 import assert from 'node:assert/strict';

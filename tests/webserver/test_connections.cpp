@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/hangupnotifier.h"
 #include "message.h"
 #include "rawclient.h"

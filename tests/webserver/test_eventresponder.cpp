@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmeventqueuemanager.h"
 #include "rawclient.h"
 #include "testdevice.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "handlers/matchhandler.h"
 #include "handlers/responderhandler.h"
 #include "rawclient.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "message.h"
 #include "rawclient.h"
 #include "table.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/plixpaths.h"
 #include "http/origincheck.h"
 #include "message.h"

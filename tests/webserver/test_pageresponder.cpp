@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "datamodel.h"
 #include "handlers/responderhandler.h"
 #include "openwatch.h"

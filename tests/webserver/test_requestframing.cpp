@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/requestframing.h"
 #include "table.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "handlers/reverseproxyhandler.h"
 #include "httpsource.h"
 #include "rawclient.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/plixhost.h"
 #include "handlers/responderhandler.h"
 #include "handlers/statichandler.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/plixhttprequest.h"
 #include "handlers/responderhandler.h"
 #include "rawclient.h"

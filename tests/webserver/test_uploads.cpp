@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "handlers/multiparthandler.h"
 #include "multipartpieces.h"
 #include "openwatch.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "testdevice.h"
 
 #include "connection/connectionbudget.h"

@@ -1,4 +1,5 @@
 #!/usr/bin/env python3
+# SPDX-License-Identifier: MIT
 """
 matrix.py [--loopback] [WORD...]: every kind of answer ends on every kind of line. Asks for each kind in
 every way and compares byte by byte with what a plain, fast client got. WORDs choose cases by their names.

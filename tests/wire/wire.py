@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """What speaks to the device over a line: the line, a device on it with a site, and a strict HTTP client."""
 
 import base64

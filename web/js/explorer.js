@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** The data model explorer. Nodes are not listed anywhere, so it starts from well-known ones. */
 
 import { fromJson, plain, toJson } from '../plix.js';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** What the updater says, in plain words. */
 
 import { text } from './texts.js';

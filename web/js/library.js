@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** The device's own tracks: a tap plays, the plus adds to the queue. */
 
 import { plain } from '../plix.js';

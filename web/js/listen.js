@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** "Listen here": the current track in this browser, in step with the device. */
 
 import { text } from './texts.js';

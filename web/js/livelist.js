@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /**
  * A list of the device, of any length. Only the rows near the screen are in the document and in
  * memory; they are fetched in pages. Each element belongs to one row, named by its key, and stays

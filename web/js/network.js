@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** The network page: addresses as links, and what changes while one looks at it. */
 
 import { $, device, element, startPage } from './ui.js';

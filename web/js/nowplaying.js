@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** Cover, title, position, transport and volume. */
 
 import { text } from './texts.js';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** What the device plays, followed live; the parts of the player page look at this one copy. */
 
 import { device } from './ui.js';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** The player page. */
 
 import { text } from './texts.js';

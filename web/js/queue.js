@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** The queue: play, move (by dragging, or with the arrows), remove. */
 
 import { $, act, device, element, icon, iconButton, showCount } from './ui.js';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** The restart of the device, where the platform lets its clients do it. */
 
 import { text } from './texts.js';

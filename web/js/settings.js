@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /**
  * The settings, each a form of its own, which work without any of this. With it they are saved
  * without leaving the page, and follow what other browsers save.

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** Keys for what is done often, and the sheet that lists them. */
 
 import { $, act, device } from './ui.js';

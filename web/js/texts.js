@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /**
  * The language of the pages: that of the device's user interface, when there is a catalogue for it.
  *

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** A row of the queue or the library. */
 
 import { plain } from '../plix.js';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** What the pages share: the device, small DOM helpers, messages to the person. */
 
 import { Plix, plain } from '../plix.js';

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /**
  * Firmware update in steps: choose or drop an image, check it, send it with two progress bars, restart
  * the device. What the device runs and has received is shown as the device says it.

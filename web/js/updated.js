@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 /** The page that answers an upload made by a plain form. */
 
 import { device, startPage } from './ui.js';

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """
 Client of a device's data model: read, list and write nodes, and follow them live.
 

@@ -1,3 +1,4 @@
+# SPDX-License-Identifier: MIT
 """One request over a connection of its own, as the standard library has no HTTP for asyncio."""
 
 from __future__ import annotations

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // A page of one's own. Behind "?device=https://DEVICE:8443" it may lie on another server, whose origin
 // the device has in its setting allowedOrigins; without, it is a page of the device itself.
 

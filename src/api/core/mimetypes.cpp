@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/mimetypes.h"
 
 #include <QLatin1String>

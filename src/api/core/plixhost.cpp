@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/plixhost.h"
 
 #include "core/model/cmroot.h"

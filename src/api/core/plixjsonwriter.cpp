@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmerror.h"
 #include "core/plixjson.h"
 #include "core/plixutf8.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/plixnamedpipe.h"
 
 #include <QFile>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/plixpaths.h"
 
 #include "core/plixhost.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "httpclient/httpclient.h"
 
 #include "core/plixconnect.h"

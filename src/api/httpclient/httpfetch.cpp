@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "httpclient/httpfetch.h"
 
 #include "core/dbglog.h"

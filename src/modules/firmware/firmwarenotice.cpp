@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmwarenotice.h"
 
 #include <QFile>

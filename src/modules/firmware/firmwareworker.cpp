@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "firmwareworker.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "livesource.h"
 
 #include "wavformat.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "mediachanges.h"
 
 #include "core/model/cmchangenotifier.h"

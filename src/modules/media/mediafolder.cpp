@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "mediafolder.h"
 
 #include "core/dbglog.h"

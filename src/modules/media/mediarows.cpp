@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "mediarows.h"
 
 #include "core/model/cmroles.h"

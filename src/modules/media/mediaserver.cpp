@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "mediaserver.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "mediaworker.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "pipewriter.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "trackgenerator.h"
 
 #include "core/dbglog.h"

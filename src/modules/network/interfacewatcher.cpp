@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "interfacewatcher.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "networkinfo.h"
 
 #include <QFileInfo>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "networkworker.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "networkworker.h"
 
 extern "C" Q_DECL_EXPORT CMAbstractWorker* worker_create(void*, const QVariantHash& config) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "clockengine.h"
 
 #include "core/plixconnect.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "playbackprocess.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "playerarguments.h"
 
 #include "core/model/cmvalues.h"

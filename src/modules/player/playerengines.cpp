@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "playerengines.h"
 
 #include "clockengine.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "playerstore.h"
 
 #include "core/dbglog.h"

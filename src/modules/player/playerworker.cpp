@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "playerworker.h"
 
 #include "core/dbglog.h"

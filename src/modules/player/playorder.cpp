@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "playorder.h"
 
 #include "playqueue.h"

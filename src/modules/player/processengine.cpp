@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "processengine.h"
 
 #include "core/dbglog.h"

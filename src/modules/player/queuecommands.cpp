@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "queuecommands.h"
 
 #include "playerarguments.h"

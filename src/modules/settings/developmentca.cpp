@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "developmentca.h"
 
 #include "core/dbglog.h"

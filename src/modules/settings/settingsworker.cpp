@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "settingsworker.h"
 
 #include "core/dbglog.h"

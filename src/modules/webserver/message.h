@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // message.h: One HTTP exchange as handlers see it: the request, its response, and a device that
 // streams into it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responsebody.h"
 
 #include "connection/exchange.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // server.h: Listens on one port, checks each request's host and origin, and calls its handler.
 #pragma once
 

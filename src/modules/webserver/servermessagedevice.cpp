@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "servermessagedevice.h"
 
 #include "core/dbglog.h"

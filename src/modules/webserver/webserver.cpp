@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "webserver.h"
 
 #include "certificate/tlscertificate.h"

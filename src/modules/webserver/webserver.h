@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // webserver.h: Reads the settings, starts the servers and declares the URL map.
 #pragma once
 

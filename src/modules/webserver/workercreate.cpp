@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "webserver.h"
 
 // Called by the host, which owns the worker. The first argument is the host's own.

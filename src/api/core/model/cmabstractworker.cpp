@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmabstractworker.h"
 
 #include "core/model/cmroles.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmerror.h"
 
 CMError CMError::fromMessage(const QString& message) {

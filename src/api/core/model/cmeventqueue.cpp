@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmeventqueue.h"
 
 #include "core/model/cmeventqueuemanager.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmeventqueuemanager.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmglobal.h"
 
 QHash<QString, QVariant> CMGlobal::rolesValuesToHash(const QStringList& roles,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmnodesworker.h"
 
 #include "core/model/cmchangenotifier.h"

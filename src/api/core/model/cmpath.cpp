@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmpath.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmpendingevent.h"
 
 CMPendingEvent CMPendingEvent::ofValue() {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmqueueshares.h"
 
 quint64 CMQueueShares::add(const QString& client, CMEventQueue* queue) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmreply.h"
 
 #include "core/dbglog.h"

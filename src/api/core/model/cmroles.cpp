@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmroles.h"
 
 QString PlixRolesType::Value() {

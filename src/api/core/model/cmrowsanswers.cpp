@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmrowsanswers.h"
 
 PlixRowsRoles CMRowsAnswers::answer(const CMGetRowsRequest& request, qint64 version,

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "core/model/cmvalueitem.h"
 
 #include "core/model/cmroles.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cataloguelists.h"
 
 #include "catalogueroles.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "catalogueroles.h"
 
 #include "core/model/cmroles.h"

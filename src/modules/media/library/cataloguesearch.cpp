@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "cataloguesearch.h"
 
 #include "searchtext.h"

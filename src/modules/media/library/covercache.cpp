@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "covercache.h"
 
 #include "core/dbglog.h"

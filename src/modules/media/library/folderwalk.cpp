@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "folderwalk.h"
 
 #include "core/dbglog.h"

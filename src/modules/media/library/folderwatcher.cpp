@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "folderwatcher.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "libraryfiles.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "libraryindex.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "libraryindexer.h"
 
 #include "core/dbglog.h"

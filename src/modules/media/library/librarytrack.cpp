@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "librarytrack.h"
 
 #include "filenames.h"

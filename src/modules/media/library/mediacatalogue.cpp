@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "mediacatalogue.h"
 
 #include "filenames.h"

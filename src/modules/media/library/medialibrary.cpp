@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "medialibrary.h"
 
 #include "core/plixconnect.h"

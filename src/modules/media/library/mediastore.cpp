@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "mediastore.h"
 
 #include "core/dbglog.h"

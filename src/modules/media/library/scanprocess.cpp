@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "scanprocess.h"
 
 #include "core/dbglog.h"

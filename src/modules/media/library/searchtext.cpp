@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "searchtext.h"
 
 namespace {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "station.h"
 
 #include "stableid.h"

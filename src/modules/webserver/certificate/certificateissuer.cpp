@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "certificate/certificateissuer.h"
 
 #include "core/dbglog.h"

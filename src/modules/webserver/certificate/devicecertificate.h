@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // certificate/: The device certificate, its files and their lock.
 #pragma once
 

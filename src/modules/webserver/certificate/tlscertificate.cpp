@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "certificate/tlscertificate.h"
 
 #include "core/dbglog.h"

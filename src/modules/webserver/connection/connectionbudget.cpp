@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/connectionbudget.h"
 
 #include <cstring>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // connection/: From the socket to libsoup: TLS, limits, and the framing of requests and answers.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/fieldgrammar.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/listener.h"
 
 #include "connection/connections.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/outputbuffer.h"
 
 char* OutputBuffer::reserve(size_t length) {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/refusal.h"
 
 #include "connection/responseframing.h"

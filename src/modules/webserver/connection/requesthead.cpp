@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/requesthead.h"
 
 #include "connection/fieldgrammar.h"

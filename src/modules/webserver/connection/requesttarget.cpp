@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/requesttarget.h"
 
 #include "connection/fieldgrammar.h"

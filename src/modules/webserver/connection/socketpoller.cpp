@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/socketpoller.h"
 
 #include <algorithm>

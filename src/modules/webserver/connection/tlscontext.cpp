@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/tlscontext.h"
 
 #include "connection/tlstransport.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "connection/tlstransport.h"
 
 #include <algorithm>

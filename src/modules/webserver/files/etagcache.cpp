@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "files/etagcache.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "files/mappedfile.h"
 
 #include <QFile>

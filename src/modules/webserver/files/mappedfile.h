@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // files/: Open files: versions, mappings, digests, tags and types.
 #pragma once
 

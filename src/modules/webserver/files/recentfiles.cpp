@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "files/recentfiles.h"
 
 #include <QFile>

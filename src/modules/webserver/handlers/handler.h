@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // handlers/: Routing: decides who answers a message.
 #pragma once
 

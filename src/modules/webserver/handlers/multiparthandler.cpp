@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "handlers/multiparthandler.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "handlers/multiparthandlersession.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "handlers/statichandler.h"
 
 #include "core/dbglog.h"

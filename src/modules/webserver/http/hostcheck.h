@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // http/: Formats of HTTP without sockets: hosts, origins, ranges, conditions, multipart bodies.
 #pragma once
 

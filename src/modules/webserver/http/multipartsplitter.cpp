@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "http/multipartsplitter.h"
 
 #include <algorithm>

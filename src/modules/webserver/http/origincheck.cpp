@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "http/origincheck.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/browserpolicy.h"
 
 #include "message.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/devicetextstream.h"
 
 #include <QTextCodec>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/legacypathhelper.h"
 
 #include "core/dbglog.h"

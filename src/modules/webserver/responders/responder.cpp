@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/responder.h"
 
 #include "core/dbglog.h"

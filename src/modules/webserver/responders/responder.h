@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // responders/: The base classes of responders, their factories, and what several kinds share.
 #pragma once
 

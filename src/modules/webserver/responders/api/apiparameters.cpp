@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/api/apiparameters.h"
 
 #include "core/plixvalue.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/api/apiresponder.h"
 
 #include "core/dbglog.h"

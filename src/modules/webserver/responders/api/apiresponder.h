@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // responders/api/: The JSON API to the data model.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/api/rowstexts.h"
 
 namespace {

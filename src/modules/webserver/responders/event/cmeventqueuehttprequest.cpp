@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/event/cmeventqueuehttprequest.h"
 
 #include "core/dbglog.h"

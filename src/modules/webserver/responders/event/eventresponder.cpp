@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/event/eventresponder.h"
 
 #include "connection/hangupnotifier.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // responders/event/: Event queues and the long polls of their clients.
 #pragma once
 

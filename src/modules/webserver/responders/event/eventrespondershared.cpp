@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/event/eventrespondershared.h"
 
 #include "core/dbglog.h"

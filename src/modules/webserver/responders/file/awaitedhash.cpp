@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/file/awaitedhash.h"
 
 #include "core/plixconnect.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/file/fileanswer.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/file/filelookup.h"
 
 #include "core/dbglog.h"

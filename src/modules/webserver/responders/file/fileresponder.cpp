@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/file/fileresponder.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/file/fileserving.h"
 
 #include "core/dbglog.h"

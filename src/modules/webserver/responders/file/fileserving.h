@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // responders/file/: Answers from files: which file a name means, who may see it, conditions and
 // ranges.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/firmware/firmwareupdatenotice.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/firmware/firmwareupdateresponder.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // responders/firmware/: Firmware uploads, written into the updater's FIFO.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/firmware/firmwareupdatewriter.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/firmware/readerclosenotifier.h"
 
 #include "core/dbglog.h"

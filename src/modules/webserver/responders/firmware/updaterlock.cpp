@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/firmware/updaterlock.h"
 
 namespace {

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/page/pagecache.h"
 
 #include <QFile>

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // responders/page/: Template pages (`*.fcgi`).
 #pragma once
 

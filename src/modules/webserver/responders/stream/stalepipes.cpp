@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/stream/stalepipes.h"
 
 #include "core/dbglog.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #pragma once
 
 // Removes the FIFOs of streams that a killed process has left in /tmp. The FIFOs of other running

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: MIT
 #include "responders/stream/streamresponder.h"
 
 #include "connection/hangupnotifier.h"

@@ -1,3 +1,5 @@
+// SPDX-License-Identifier: MIT
+
 // responders/stream/: Streams that other workers write into FIFOs.
 #pragma once
 
