@@ -10,7 +10,7 @@ import json
 import re
 import sys
 from email.parser import BytesHeaderParser
-from http.client import HTTPException, HTTPResponse
+from http.client import HTTPException, HTTPResponse, IncompleteRead
 from pathlib import Path
 from urllib.parse import parse_qsl, unquote, urlsplit
 
@@ -53,7 +53,13 @@ def answer_of(raw, method):
     raw = re.sub(rb"^HTTP/1.1 100 .*?(?=HTTP/1.1 )", b"", raw, flags=re.DOTALL)
     answer = HTTPResponse(type("Socket", (), {"makefile": lambda *_: io.BytesIO(raw)}), method=method)
     answer.begin()
-    return answer, answer.read()
+    try:
+        return answer, answer.read()
+    except IncompleteRead as stream:
+        # The client left it.
+        if answer.headers.get_content_type() != "text/event-stream":
+            raise
+        return answer, stream.partial
 
 
 def operation_of(method, path):

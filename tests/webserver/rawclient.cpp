@@ -76,6 +76,10 @@ bool RawClient::readUntil(const QByteArray& mark) {
     return true;
 }
 
+QByteArray RawClient::readTo(const QByteArray& mark) {
+    return readUntil(mark) ? read(m_buffer.indexOf(mark) + mark.size()) : QByteArray();
+}
+
 QByteArray RawClient::read(int count, int timeoutMs) {
     while (m_buffer.size() < count && readMore(timeoutMs)) {
     }
@@ -87,7 +91,7 @@ QByteArray RawClient::read(int count, int timeoutMs) {
 bool RawClient::readChunks(QByteArray* body) {
     int size = -1;
     while (size != 0 && readUntil("\r\n")) {
-        size = read(m_buffer.indexOf("\r\n") + 2).trimmed().toInt(nullptr, 16);
+        size = readTo("\r\n").trimmed().toInt(nullptr, 16);
         *body += read(size);
         read(2);
     }
@@ -98,7 +102,7 @@ HttpReply RawClient::readReply(bool toHead) {
     HttpReply reply;
     if (!readUntil("\r\n\r\n"))
         return reply;
-    reply.head = read(m_buffer.indexOf("\r\n\r\n") + 4);
+    reply.head = readTo("\r\n\r\n");
 
     QList<QByteArray> lines = reply.head.trimmed().split('\n');
     reply.status = lines.takeFirst().mid(9, 3).toInt();

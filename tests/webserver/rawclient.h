@@ -44,6 +44,8 @@ public:
     QByteArray readToEnd(int timeoutMs = defaultTimeoutMs);
     // So many bytes, fewer at the end of the connection or at the time limit.
     QByteArray read(int count, int timeoutMs = defaultTimeoutMs);
+    // Everything up to the end of the mark; empty when it does not come.
+    QByteArray readTo(const QByteArray& mark);
     bool waitForClose(int timeoutMs = defaultTimeoutMs);
 
     QSslSocket& socket() { return m_socket; }

@@ -10,6 +10,7 @@
 #include "request.h"
 #include "responders/event/cmeventqueuehttprequest.h"
 #include "responders/event/eventrespondershared.h"
+#include "responders/event/eventstream.h"
 #include "responders/legacypathhelper.h"
 
 #include <QIODevice>
@@ -21,6 +22,8 @@ namespace {
 constexpr int urlPrefixLength = 11; // "/api/event/"
 // For a poll that names no time-out.
 constexpr int defaultTimeoutS = 5;
+// How long a stream without events is silent.
+constexpr int defaultHeartbeatS = 15;
 
 const char notImplemented[] = "Not implemented!";
 
@@ -54,7 +57,8 @@ bool readMembers(const QVariantHash& members, EventResponder::SubscribeData* dat
     return readText(members.value(QStringLiteral("queueId")), &data->queueId) &&
            readRecords(members.value(QStringLiteral("subscribe")), &data->subscribe) &&
            readRecords(members.value(QStringLiteral("unsubscribe")), &data->unsubscribe) &&
-           readNumber(members.value(QStringLiteral("timeout")), &data->timeout);
+           readNumber(members.value(QStringLiteral("timeout")), &data->timeout) &&
+           readNumber(members.value(QStringLiteral("seq")), &data->seq);
 }
 
 PlixList<PlixEventSubscribe> toSubscriptions(const QVariantList& records, bool* isLegacy) {
@@ -97,41 +101,90 @@ void EventResponder::modifyQueue() {
     SubscribeData data;
     if (!parseData(&data, QByteArrayLiteral("Unable to parse data!")))
         return;
+    if (const CMEventQueue* queue = changedQueue(data.queueId, data))
+        respondJson(PlixJson::serialize(queue->id().toString()));
+}
+
+// Null when the answer has been given.
+CMEventQueue* EventResponder::changedQueue(const QString& queueId, const SubscribeData& data) {
     bool isLegacy = false;
     PlixList<PlixEventSubscribe> subscribe = toSubscriptions(data.subscribe, &isLegacy);
     PlixList<PlixEventSubscribe> unsubscribe = toSubscriptions(data.unsubscribe, &isLegacy);
-    const CMEventQueue* queue = m_shared->eventQueues()->modifyQueue(
-        data.queueId, subscribe, unsubscribe, request().remoteAddress());
+    CMEventQueue* queue = m_shared->eventQueues()->modifyQueue(queueId, subscribe, unsubscribe,
+                                                               request().remoteAddress());
     if (!queue)
-        return refuse(400, QByteArrayLiteral("Unable to subscribe or unsubscribe paths!"));
-
-    const QString queueId = queue->id().toString();
-    if (isLegacy)
-        m_shared->addLegacyQueue(queueId);
-    respondJson(queueId);
+        refuse(400, QByteArrayLiteral("Unable to subscribe or unsubscribe paths!"));
+    else if (isLegacy)
+        m_shared->addLegacyQueue(queue->id().toString());
+    return queue;
 }
 
 void EventResponder::pollQueue() {
     SubscribeData data;
     if (!parseData(&data, QByteArrayLiteral("Unable to parse subscribe/unsubscribe list!")))
         return;
+    if (wantsStream())
+        return openStream(data);
     CMEventQueue* queue = m_shared->eventQueues()->getQueue(data.queueId);
     if (!queue)
         return refuse(400, QByteArrayLiteral("Unknown queue id!"));
 
-    startPoll(queue, data.timeout < 0 ? defaultTimeoutS : data.timeout);
+    m_timeoutS = data.timeout < 0 ? defaultTimeoutS : data.timeout;
+    m_seq = data.seq;
+    follow(queue);
+    m_shared->setStream(m_queueId, nullptr);
+    if (m_seq >= 0 && respondKeptBatch())
+        return;
+    startPoll();
+    if (m_poll) {
+        m_hangUpNotifier = std::make_unique<HangUpNotifier>(request().data().message, nullptr);
+        plixConnect(m_hangUpNotifier.get(), &HangUpNotifier::hungUp, this,
+                    &EventResponder::on_hangUpNotifier_hungUp);
+    }
 }
 
-void EventResponder::startPoll(CMEventQueue* queue, int timeout) {
-    plixConnect(&request(), &Message::finished, this, &EventResponder::on_request_finished);
-    m_queue = queue;
-    m_poll = new CMEventQueueHttpRequest(this);
-    queue->poll(m_poll, timeout);
-    if (!m_poll)
-        return;
+bool EventResponder::wantsStream() const {
+    if (request().method() != "GET")
+        return false;
+    const QList<QByteArray> types = request().headerList(QStringLiteral("Accept")).split(',');
+    return std::any_of(types.cbegin(), types.cend(), [](const QByteArray& type) {
+        return type.split(';').constFirst().trimmed().toLower() == EventStream::contentType;
+    });
+}
+
+void EventResponder::openStream(const SubscribeData& data) {
+    const EventStream::Position position =
+        EventStream::readPosition(request().header(QStringLiteral("Last-Event-ID")));
+    const QString queueId = data.queueId.isEmpty() ? position.queueId : data.queueId;
+    const bool isChange = !data.subscribe.isEmpty() || !data.unsubscribe.isEmpty();
+    CMEventQueue* queue =
+        isChange ? changedQueue(queueId, data) : m_shared->eventQueues()->getQueue(queueId);
+    if (!queue)
+        return isChange ? void() : refuse(400, QByteArrayLiteral("Unknown queue id!"));
+
+    m_timeoutS = data.timeout <= 0 ? defaultHeartbeatS : data.timeout;
+    follow(queue);
+    m_shared->setStream(m_queueId, this);
     m_hangUpNotifier = std::make_unique<HangUpNotifier>(request().data().message, nullptr);
     plixConnect(m_hangUpNotifier.get(), &HangUpNotifier::hungUp, this,
                 &EventResponder::on_hangUpNotifier_hungUp);
+    request().setStatus(200, QString());
+    request().setContentType(EventStream::contentType);
+    request().setNoCache();
+    m_stream = std::make_unique<EventStream>(m_shared->batches(), m_queueId, out.device(), nullptr);
+    plixConnect(m_stream.get(), &EventStream::wanted, this, &EventResponder::on_stream_wanted);
+    m_stream->begin(position);
+}
+
+void EventResponder::follow(CMEventQueue* queue) {
+    plixConnect(&request(), &Message::finished, this, &EventResponder::on_request_finished);
+    m_queue = queue;
+    m_queueId = queue->id().toString();
+}
+
+void EventResponder::startPoll() {
+    m_poll = new CMEventQueueHttpRequest(this);
+    m_queue->poll(m_poll, m_timeoutS);
 }
 
 // False when the answer has been given.
@@ -151,7 +204,8 @@ bool EventResponder::parseData(SubscribeData* data, const QByteArray& failure) {
 bool EventResponder::parseDataGet(SubscribeData* data) const {
     const PlixUrl& url = request().url();
     QVariantHash members;
-    for (const QString& name : {QStringLiteral("queueId"), QStringLiteral("timeout")}) {
+    for (const QString& name :
+         {QStringLiteral("queueId"), QStringLiteral("timeout"), QStringLiteral("seq")}) {
         if (url.hasQueryItem(name))
             members.insert(name, url.queryItemValue(name));
     }
@@ -172,12 +226,54 @@ bool EventResponder::parseDataPost(SubscribeData* data) const {
 
 void EventResponder::queueRequestDone(const PlixList<PlixEvent>& events) {
     m_poll = nullptr;
-    m_hangUpNotifier.reset();
-    respondJson(static_cast<const QVariantList&>(events));
+    if (!m_stream) {
+        m_hangUpNotifier.reset();
+        respondEvents(events);
+    } else if (events.isEmpty()) {
+        m_stream->sendHeartbeat();
+    } else {
+        m_stream->send(PlixJson::serialize(static_cast<const QVariantList&>(events)));
+    }
 }
 
-void EventResponder::respondJson(const QVariant& body) {
-    const QByteArray json = PlixJson::serialize(body);
+void EventResponder::on_stream_wanted() {
+    if (m_queue)
+        startPoll();
+    else
+        endStream();
+}
+
+void EventResponder::endStream() {
+    cancelPoll();
+    Q_EMIT finished(m_requestId);
+}
+
+// False when the poll has to wait for the next batch.
+bool EventResponder::respondKeptBatch() {
+    EventBatches& batches = m_shared->batches();
+    if (!batches.reachesBackTo(m_queueId, m_seq)) {
+        refuse(400, QByteArrayLiteral("Unknown sequence number!"));
+        return true;
+    }
+    batches.acknowledge(m_queueId, m_seq);
+    if (m_seq == batches.last(m_queueId))
+        return false;
+    respondBatch(m_seq + 1, batches.batch(m_queueId, m_seq + 1));
+    return true;
+}
+
+void EventResponder::respondEvents(const PlixList<PlixEvent>& events) {
+    const QByteArray json = PlixJson::serialize(static_cast<const QVariantList&>(events));
+    if (m_seq < 0 || json.isNull())
+        return respondJson(json);
+    respondBatch(events.isEmpty() ? m_seq : m_shared->batches().add(m_queueId, json), json);
+}
+
+void EventResponder::respondBatch(int number, const QByteArray& events) {
+    respondJson("{\"events\":" + events + ",\"seq\":" + QByteArray::number(number) + '}');
+}
+
+void EventResponder::respondJson(const QByteArray& json) {
     if (json.isNull())
         return refuse(500, QByteArrayLiteral("The answer is too long"));
     request().setContentType(MimeTypes::Application::json());
@@ -203,12 +299,16 @@ void EventResponder::on_request_finished() {
 // The request is answered, because the client may still read after a half-close. The events remain
 // in the queue for the next poll.
 void EventResponder::on_hangUpNotifier_hungUp() {
+    if (m_stream)
+        return endStream();
     cancelPoll();
-    respondJson(QVariantList());
+    respondEvents({});
 }
 
 void EventResponder::cancelPoll() {
     m_hangUpNotifier.reset();
+    if (m_stream)
+        m_shared->removeStream(m_queueId, this);
     // The queue owns the poll.
     if (m_queue && m_poll)
         m_queue->cancel(m_poll);
