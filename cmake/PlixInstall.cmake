@@ -38,7 +38,7 @@ function(plix_install)
         DESTINATION ${package_folder} COMPONENT dev)
     install(EXPORT plixTargets NAMESPACE plix:: DESTINATION ${package_folder} COMPONENT dev)
     install(FILES CHANGELOG.md docs/architecture.md docs/http-api.md docs/openapi.yaml
-        docs/porting.md docs/security.md docs/settings.md
+        docs/operating.md docs/porting.md docs/security.md docs/settings.md
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
     install(PROGRAMS tools/porting-check
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev/tools COMPONENT dev)
@@ -54,6 +54,8 @@ function(plix_install)
             DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
     endforeach()
 
+    install(FILES packaging/logging.properties
+        DESTINATION ${CMAKE_INSTALL_DATADIR}/plix COMPONENT simulator)
     install(DIRECTORY web DESTINATION ${CMAKE_INSTALL_DATADIR}/plix COMPONENT simulator)
     install(FILES docs/man/plixhost.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator)
     # Relative to the prefix as systemd's own search path is, whatever the library folder.

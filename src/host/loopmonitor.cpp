@@ -58,6 +58,7 @@ void LoopMonitor::end() const {
     const PlixLoopTurn turn = PlixLoopTurn::take();
     if (lengthMs <= limitMs)
         return;
+    PlixLoopTurn::countLong();
     const qint64 before = m_begin - m_processorReadAt;
     const qint64 spentMs = std::clamp<qint64>(processorMs() - m_processorMs - before, 0, lengthMs);
     const QString tasks = turn.text();

@@ -4,6 +4,7 @@
 #include <QStringList>
 
 #include <algorithm>
+#include <atomic>
 #include <utility>
 
 namespace {
@@ -11,7 +12,17 @@ namespace {
 // The slowest tasks are enough for a line of the log.
 constexpr std::size_t maximumTasks = 5;
 
+std::atomic<qint64> tooLong{0};
+
 } // namespace
+
+void PlixLoopTurn::countLong() {
+    ++tooLong;
+}
+
+qint64 PlixLoopTurn::longTurns() {
+    return tooLong;
+}
 
 PlixLoopTurn& PlixLoopTurn::current() {
     thread_local PlixLoopTurn turn;

@@ -27,6 +27,10 @@ public:
     // Monotonic milliseconds, with the resolution of a kernel tick.
     static qint64 nowMs();
 
+    // Counts the turns of this process that were too long; the host says when one was.
+    static void countLong();
+    static qint64 longTurns();
+
     // The longest tasks with their times, in the order of their ends; empty without tasks.
     QString text() const;
     qint64 expectedMs() const { return m_expectedMs; }

@@ -53,6 +53,18 @@ CMPath PlixWebserverPortPath() {
     return CMPath::fromEncoded(QStringLiteral("settings:/webserver/port"));
 }
 
+CMPath PlixWebserverMetricsPath() {
+    return CMPath::fromEncoded(QStringLiteral("settings:/webserver/metrics"));
+}
+
+CMPath PlixWebserverMetricsClientsPath() {
+    return CMPath::fromEncoded(QStringLiteral("settings:/webserver/metricsClients"));
+}
+
+CMPath PlixWebserverAccessLogPath() {
+    return CMPath::fromEncoded(QStringLiteral("settings:/webserver/accessLog"));
+}
+
 CMPath PlixWebserverHttpsCertPath() {
     return CMPath::fromEncoded(QStringLiteral("settings:/webserver/httpsCert"));
 }

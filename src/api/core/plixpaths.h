@@ -10,6 +10,9 @@ CMPath PlixWebserverStrictPath();
 // A list of texts such as "https://app.example": the origins whose pages may use the API.
 CMPath PlixWebserverAllowedOriginsPath();
 CMPath PlixWebserverPortPath();
+CMPath PlixWebserverMetricsPath();
+CMPath PlixWebserverMetricsClientsPath();
+CMPath PlixWebserverAccessLogPath();
 // One of the limits on clients, by its name; see docs/security.md.
 CMPath PlixWebserverLimitPath(const QString& name);
 CMPath PlixWebserverHttpsCertPath();

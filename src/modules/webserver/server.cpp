@@ -50,6 +50,18 @@ void Server::setBudget(std::shared_ptr<ConnectionBudget> budget) {
     m_listener = std::make_unique<Listener>(soupServer(), *m_connections);
 }
 
+void Server::addObserver(ExchangeObserver* observer) {
+    m_connections->addObserver(observer);
+}
+
+std::map<std::string, int> Server::activities() const {
+    return m_connections->activities();
+}
+
+std::vector<const SoupMessage*> Server::messages() const {
+    return m_connections->messages();
+}
+
 Server::~Server() {
     if (ok())
         stop();

@@ -11,11 +11,15 @@
 #include <QString>
 #include <libsoup/soup.h>
 
+#include <map>
 #include <memory>
+#include <string>
+#include <vector>
 
 class CertificateIssuer;
 class ConnectionBudget;
 class Connections;
+class ExchangeObserver;
 class Handler;
 class Listener;
 class TlsContext;
@@ -74,6 +78,12 @@ public:
     // The limits on the clients of all servers that share the budget. Must be called before
     // start(). The default is a budget for this server alone.
     void setBudget(std::shared_ptr<ConnectionBudget> budget);
+
+    // Is told of all requests from now on. Must live as long as the server. Lost by setBudget().
+    void addObserver(ExchangeObserver* observer);
+    // See Connections.
+    std::map<std::string, int> activities() const;
+    std::vector<const SoupMessage*> messages() const;
 
     // The value of "Content-Language"; no header while empty.
     void setLanguage(const QString& language);

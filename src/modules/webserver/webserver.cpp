@@ -8,6 +8,7 @@
 #include "core/model/cmroot.h"
 #include "core/model/cmvalueitem.h"
 #include "core/plixconnect.h"
+#include "core/plixlooptask.h"
 #include "core/plixpaths.h"
 #include "files/recentfiles.h"
 #include "handlers/handler.h"
@@ -17,6 +18,7 @@
 #include "handlers/reverseproxyhandler.h"
 #include "handlers/statichandler.h"
 #include "http/origincheck.h"
+#include "metrics/metricshandler.h"
 #include "responders/api/apiresponder.h"
 #include "responders/event/eventresponder.h"
 #include "responders/event/eventrespondershared.h"
@@ -119,6 +121,10 @@ WebserverWorker::WebserverWorker(const QVariantHash& config)
     m_allowedOrigins =
         originsOf(CMRoot()->getValue(PlixWebserverAllowedOriginsPath()).toStringList());
     m_eventShared = QSharedPointer<EventResponderShared>::create();
+    if (setting(PlixWebserverMetricsPath()).bool_())
+        m_metrics.emplace();
+    if (setting(PlixWebserverAccessLogPath()).bool_())
+        m_accessLog.emplace();
 
     const int port = setting(PlixWebserverPortPath()).i32_();
     if (port > 0)
@@ -151,6 +157,10 @@ void WebserverWorker::startServer(int port, const QString& certificate, const QS
         return;
     }
     server->setBudget(m_budget);
+    if (m_metrics)
+        server->addObserver(&*m_metrics);
+    if (m_accessLog)
+        server->addObserver(&*m_accessLog);
     plixConnect(server.get(), &Server::certificateLoaded, this, [this](const QByteArray& bytes) {
         publishText(QStringLiteral("certificate/sha256"), certificateFingerprint(bytes));
     });
@@ -203,6 +213,13 @@ void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
                        keep(responders(new DefaultResponderFactory<FileResponder>)));
     server->addHandler(QStringLiteral("/proxy/"),
                        keep(new ReverseProxyHandler(m_documentRoot, nullptr)));
+    if (m_metrics) {
+        const QStringList clients =
+            CMRoot()->getValue(PlixWebserverMetricsClientsPath()).toStringList();
+        server->addHandler(
+            QString::fromLatin1(MetricsHandler::path),
+            keep(new MetricsHandler([this] { return metrics(); }, clients, nullptr)));
+    }
     // Pages are served only with the device certificate. Other servers answer with the hint of the
     // base handler above.
     if (servesPages) {
@@ -216,6 +233,39 @@ void WebserverWorker::addUrlMap(Server* server, bool servesPages) {
         QStringLiteral("/"),
         keep(new MultipartHandler(new DefaultMultipartResponderFactory<FirmwareUpdateResponder>,
                                   m_documentRoot, server, nullptr)));
+}
+
+std::vector<MetricFamily> WebserverWorker::metrics() const {
+    std::map<std::string, int> activities;
+    std::map<std::string, int> inProgress;
+    for (const Server* server : m_servers) {
+        for (const SoupMessage* message : server->messages())
+            ++inProgress[RequestMetrics::areaOf(message)];
+        for (const auto& [activity, count] : server->activities())
+            activities[activity] += count;
+    }
+    std::vector<MetricFamily> families = m_metrics->families();
+    families.push_back(MetricFamily::gauge(
+        "plix_requests_in_progress", "Requests that are being answered.", "area", inProgress));
+    families.push_back(MetricFamily::gauge("plix_connections", "Connections, by what they do.",
+                                           "activity", activities));
+    families.push_back(MetricFamily::gauge(
+        "plix_held_bytes", "Bytes that all clients have in memory.", double(m_budget->held())));
+    families.push_back(MetricFamily::gauge("plix_event_queues", "Event queues of clients.",
+                                           m_eventShared->queues()));
+    families.push_back(MetricFamily::counter("plix_long_loop_turns",
+                                             "Turns of the event loop of more than 100 ms.",
+                                             double(PlixLoopTurn::longTurns())));
+    return families;
+}
+
+void WebserverWorker::getDataRequest(const CMGetDataRequest& request) {
+    static const QString path = QStringLiteral("SoupServer:metrics");
+    if (m_metrics && request.path.toEncoded() == path)
+        setNode(path, {{PlixRolesType::Value(), samplesOf(metrics())},
+                       {PlixRoles::Internal(), true},
+                       {PlixRoles::Modifiable(), false}});
+    CMNodesWorker::getDataRequest(request);
 }
 
 int WebserverWorker::listeningPort(bool https) const {

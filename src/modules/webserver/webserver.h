@@ -5,6 +5,8 @@
 
 #include "core/model/cmnodesworker.h"
 #include "core/plixvalue.h"
+#include "metrics/accesslog.h"
+#include "metrics/requestmetrics.h"
 #include "responders/api/responderconfiguration.h"
 
 #include <QByteArrayList>
@@ -14,6 +16,7 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 class ConnectionBudget;
@@ -32,6 +35,9 @@ class Server;
 // certificates, its fingerprint and the certificate (DER in Base64);
 // "SoupServer:texts/ENGLISH": the pages' texts in the language of the user interface, see
 // pagetexts.h.
+//
+// With metrics switched on, the value of the internal node "SoupServer:metrics" is an object of
+// sample names, as in the text of OpenMetrics, to numbers.
 class WebserverWorker : public CMNodesWorker {
     Q_OBJECT
     // The ports that the servers listen on; 0 while a server does not listen.
@@ -52,6 +58,8 @@ public:
     int httpsPort() const;
     bool isStarting() const;
 
+    void getDataRequest(const CMGetDataRequest& request) override;
+
 private Q_SLOTS:
     void on_uiLanguage_changed(const PlixValue& value);
     void on_networkInfo_changed(const PlixValue& value);
@@ -60,12 +68,16 @@ private:
     void publishText(const QString& name, const QString& text);
     void publishAuthority(const QString& certificate);
     void addUrlMap(Server* server, bool servesPages);
+    std::vector<MetricFamily> metrics() const;
     int listeningPort(bool https) const;
 
     QString m_documentRoot;
     QString m_defaultLocation;
     QByteArrayList m_allowedOrigins;
     QList<Server*> m_servers;
+    // Absent while they are switched off.
+    std::optional<RequestMetrics> m_metrics;
+    std::optional<AccessLog> m_accessLog;
     // Shared by all servers.
     std::shared_ptr<ConnectionBudget> m_budget;
     QSharedPointer<EventResponderShared> m_eventShared;

@@ -44,7 +44,7 @@ void Connection::close() {
 }
 
 void Connection::giveUp(const char* reason) {
-    dbglog_info("Giving up the connection of " << m_endpoints.remoteText() << ": " << reason);
+    m_owner.reportGivenUp(reason, m_endpoints);
     close();
 }
 
@@ -223,6 +223,7 @@ void Connection::dropExchange() {
 
 void Connection::on_exchange_ended() {
     const std::unique_ptr<Exchange> exchange = std::move(m_exchange);
+    m_owner.reportEnd(*exchange, m_refusal, m_endpoints);
     if (m_phase != Phase::Exchange || m_isDropping)
         return;
     m_phase = Phase::Ending;
@@ -247,7 +248,7 @@ void Connection::on_exchange_ended() {
 }
 
 void Connection::refuse(const Refusal& refusal) {
-    dbglog_warning("Refused a request from " << m_endpoints.remoteText() << ": " << refusal.reason);
+    m_owner.reportRefusal(refusal, m_endpoints);
     const bool hasAnswer = m_exchange && m_exchange->response().hasHead();
     const std::string answer = answerTo(refusal);
     dropExchange();

@@ -71,6 +71,16 @@ public:
     bool hasRoomInMemory();
 
     Endpoints& endpoints() { return m_endpoints; }
+    // The request that is being answered; null without one.
+    const SoupMessage* message() const { return m_exchange ? m_exchange->message() : nullptr; }
+    // What it does, in a word.
+    const char* activity() const {
+        if (m_phase == Phase::Handshake)
+            return "handshake";
+        if (m_phase == Phase::Request)
+            return framing().isIdle() ? "idle" : "head";
+        return m_exchange ? "working" : "ending";
+    }
 
 private:
     enum class Phase { Handshake, Request, Exchange, Ending, Lingering, Closed };

@@ -47,6 +47,8 @@ public:
     const ConnectionLimits& limits() const { return m_limits; }
     void setLimits(const ConnectionLimits& limits) { m_limits = limits; }
     int connections() const { return m_connections; }
+    // Bytes in memory.
+    qint64 held() const { return m_held; }
 
     // Makes room for one more from there, at the cost of others. `false`: there is none.
     bool makeRoom(AddressKey address);

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: MIT
 #include "connection/connections.h"
 
+#include "connection/exchangeobserver.h"
 #include "connection/tlscontext.h"
 #include "core/dbglog.h"
 
@@ -95,6 +96,53 @@ void Connections::on_request_finished(SoupServer*, SoupMessage* message, SoupCli
                                       Connections*) {
     if (Exchange* exchange = Exchange::of(message))
         exchange->setWritten();
+}
+
+std::map<std::string, int> Connections::activities() const {
+    std::map<std::string, int> counts;
+    for (const auto& connection : m_connections)
+        ++counts[m_budget->isAwaitingDevice(*connection) ? "waiting" : connection->activity()];
+    return counts;
+}
+
+std::vector<const SoupMessage*> Connections::messages() const {
+    std::vector<const SoupMessage*> messages;
+    for (const auto& connection : m_connections) {
+        const SoupMessage* message = connection->message();
+        // Before the head has been read it has none.
+        if (message && soup_message_get_uri(const_cast<SoupMessage*>(message)))
+            messages.push_back(message);
+    }
+    return messages;
+}
+
+void Connections::reportEnd(const Exchange& exchange, const Refusal& refusal,
+                            Endpoints& endpoints) const {
+    if (m_observers.empty() || !exchange.message())
+        return;
+    int status = refusal ? refusal.status : EndedExchange::clientLeft;
+    if (exchange.response().hasHead())
+        status = static_cast<int>(exchange.message()->status_code);
+    const EndedExchange ended{exchange.message(),
+                              status,
+                              exchange.bodyRead(),
+                              exchange.response().bytes(),
+                              g_get_monotonic_time() - exchange.begunAt(),
+                              endpoints.remoteText()};
+    for (ExchangeObserver* observer : m_observers)
+        observer->on_exchange_ended(ended);
+}
+
+void Connections::reportRefusal(const Refusal& refusal, Endpoints& endpoints) const {
+    dbglog_warning("Refused a request from " << endpoints.remoteText() << ": " << refusal.reason);
+    for (ExchangeObserver* observer : m_observers)
+        observer->on_refused(refusal, endpoints.remoteText());
+}
+
+void Connections::reportGivenUp(const char* reason, Endpoints& endpoints) const {
+    dbglog_info("Giving up the connection of " << endpoints.remoteText() << ": " << reason);
+    for (ExchangeObserver* observer : m_observers)
+        observer->on_given_up(reason);
 }
 
 void Connections::resumeLater(Connection& connection) {

@@ -12,10 +12,12 @@
 #include <libsoup/soup.h>
 
 #include <deque>
+#include <map>
 #include <memory>
 #include <sys/socket.h>
 #include <vector>
 
+class ExchangeObserver;
 class TlsContext;
 
 // All connections of one libsoup server, and the loop that serves them.
@@ -37,6 +39,11 @@ public:
     void setTls(std::shared_ptr<TlsContext> tls) { m_tls = std::move(tls); }
     ConnectionBudget& budget() { return *m_budget; }
     SocketPoller& poller() { return m_poller; }
+    // Must live as long as this object.
+    void addObserver(ExchangeObserver* observer) { m_observers.push_back(observer); }
+    // How many connections do what: "handshake", "idle", "head" (which has begun to come),
+    // "working", "waiting" for something to happen at the device, "ending".
+    std::map<std::string, int> activities() const;
 
     // Takes the descriptor over.
     void accept(int descriptor, const sockaddr_storage& remote);
@@ -53,6 +60,12 @@ public:
     void on_connection_closed(Connection& connection);
     // Counts the turns of the main loop.
     unsigned turn() const { return m_turn; }
+    // The requests that are being answered. Valid until the next one ends.
+    std::vector<const SoupMessage*> messages() const;
+    // For the log and the observers.
+    void reportEnd(const Exchange& exchange, const Refusal& refusal, Endpoints& endpoints) const;
+    void reportRefusal(const Refusal& refusal, Endpoints& endpoints) const;
+    void reportGivenUp(const char* reason, Endpoints& endpoints) const;
     // Called when a client has closed its side while it waits for an answer.
     void sweepSoon();
 
@@ -70,6 +83,7 @@ private:
     std::shared_ptr<ConnectionBudget> m_budget;
     std::shared_ptr<TlsContext> m_tls;
     SocketPoller m_poller;
+    std::vector<ExchangeObserver*> m_observers;
     std::vector<std::unique_ptr<Connection>> m_connections;
     // Closed connections, deleted at the end of the turn.
     std::vector<std::unique_ptr<Connection>> m_closed;

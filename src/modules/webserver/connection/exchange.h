@@ -65,6 +65,11 @@ public:
     bool isWhole() const { return m_response.isWhole(m_isWritten); }
     // The time in ms of the last progress of an answer that libsoup has whole; 0 before it has.
     qint64 idleSince() const { return m_idleSince; }
+    // Null before begin().
+    const SoupMessage* message() const { return m_message.get(); }
+    qint64 bodyRead() const { return m_bodyRead; }
+    // In microseconds of GLib's monotonic clock.
+    gint64 begunAt() const { return m_begunAt; }
 
 private:
     gssize on_stream_read(char* buffer, gsize size, GError** error) override;
@@ -91,6 +96,7 @@ private:
     std::string m_input;
     size_t m_inputRead = 0;
     size_t m_headLeft;
+    const gint64 m_begunAt = g_get_monotonic_time();
     bool m_isBodyAdmitted = false;
     bool m_isBodyKept = false;
     qint64 m_bodyRead = 0;

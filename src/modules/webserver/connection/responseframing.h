@@ -36,6 +36,7 @@ public:
     bool closes() const { return m_closes; }
     // To be told of the bytes of the body that were taken.
     void count(size_t bytes) { m_bytes += static_cast<std::int64_t>(bytes); }
+    std::int64_t bytes() const { return m_bytes; }
     // Whether the body is whole; of one without a length the engine has to know.
     bool isWhole(bool engineSaysSo) const;
 

@@ -112,9 +112,12 @@ CMEventQueue* EventResponder::changedQueue(const QString& queueId, const Subscri
     PlixList<PlixEventSubscribe> unsubscribe = toSubscriptions(data.unsubscribe, &isLegacy);
     CMEventQueue* queue = m_shared->eventQueues()->modifyQueue(queueId, subscribe, unsubscribe,
                                                                request().remoteAddress());
-    if (!queue)
+    if (!queue) {
         refuse(400, QByteArrayLiteral("Unable to subscribe or unsubscribe paths!"));
-    else if (isLegacy)
+        return nullptr;
+    }
+    m_shared->addQueue(queue->id().toString());
+    if (isLegacy)
         m_shared->addLegacyQueue(queue->id().toString());
     return queue;
 }

@@ -25,6 +25,7 @@ void EventResponderShared::removeStream(const QString& queueId, const EventRespo
 }
 
 void EventResponderShared::on_queue_expired(const QString& quuid) {
+    m_queues.remove(quuid);
     m_batches.remove(quuid);
     m_legacyQueues.remove(quuid);
     dbglog_debug("Removing expired queue id: " << quuid << " from queueId legacy path set");

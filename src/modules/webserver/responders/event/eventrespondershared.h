@@ -24,6 +24,8 @@ public:
     bool isLegacyQueue(const QString& queueId) const { return m_legacyQueues.contains(queueId); }
     void addLegacyQueue(const QString& queueId) { m_legacyQueues.insert(queueId); }
     EventBatches& batches() { return m_batches; }
+    void addQueue(const QString& queueId) { m_queues.insert(queueId); }
+    int queues() const { return m_queues.size(); }
 
     // Ends the stream that gets the queue's events; `stream` gets them from now on. Null when a
     // poll does.
@@ -35,6 +37,7 @@ private Q_SLOTS:
     void on_queue_expired(const QString& quuid);
 
 private:
+    QSet<QString> m_queues;
     QSet<QString> m_legacyQueues;
     EventBatches m_batches;
     QHash<QString, EventResponder*> m_streams;
