@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QTimer>
 
+#include <cstring>
 #include <utility>
 
 const log4cplus::Logger plixProcessHandlerLogger = log4cplus::Logger::getInstance("ProcessHandler");
@@ -39,8 +40,13 @@ PlixProcessHandlerResult timedOut(QProcess& process, int timeoutMs) {
 PlixProcessHandlerResult ended(QProcess& process) {
     dbglog_debug("PlixProcessHandler: " << process.program() << " ended with status "
                                         << process.exitCode());
+    // Qt gives the signal as the exit code.
     if (process.exitStatus() != QProcess::NormalExit)
-        return {false, output(process) + QStringLiteral("%1 crashed").arg(process.program())};
+        return {false,
+                output(process) + QStringLiteral("%1 was ended by signal %2 (%3)")
+                                      .arg(process.program())
+                                      .arg(process.exitCode())
+                                      .arg(QString::fromLocal8Bit(strsignal(process.exitCode())))};
     return {process.exitCode() == 0, output(process)};
 }
 
