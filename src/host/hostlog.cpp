@@ -56,6 +56,8 @@ QString HostLog::levelNames() {
 }
 
 void HostLog::setUp() {
+    // Appenders of other threads have one of their own; four are the library's default.
+    log4cplus::setThreadPoolSize(1);
     constexpr bool toStandardError = true;
     constexpr bool flushEachLine = true;
     const log4cplus::SharedAppenderPtr appender(

@@ -2,6 +2,7 @@
 #include "httpclient/httpclient.h"
 
 #include "core/plixconnect.h"
+#include "core/plixlooptask.h"
 #include "httpclient/httpfetch.h"
 
 namespace {
@@ -21,23 +22,37 @@ constexpr int idleSeconds = 5;
 struct HttpClient::Session {
     GObjectPtr<SoupSession> soup;
     SoupHTTPVersion version;
+    bool verifyCertificates;
+
+    // Makes the session for the first fetch, because it reads the system's authorities: they take
+    // 3.5 MB, which a device that fetches nothing does not need.
+    SoupSession* ready() {
+        if (soup)
+            return soup.get();
+        const PlixLoopTask task(
+            "HttpClient", [] { return QStringLiteral("reading authorities"); },
+            PlixLoopTaskKind::Expected);
+        soup = GObjectPtr<SoupSession>::adopt(soup_session_new_with_options(
+            SOUP_SESSION_MAX_CONNS, maximumConnections, SOUP_SESSION_MAX_CONNS_PER_HOST,
+            maximumConnectionsPerSource, SOUP_SESSION_IDLE_TIMEOUT, idleSeconds,
+            SOUP_SESSION_SSL_STRICT, verifyCertificates, SOUP_SESSION_SSL_USE_SYSTEM_CA_FILE, TRUE,
+            SOUP_SESSION_PROXY_RESOLVER, nullptr, nullptr));
+        soup_session_remove_feature_by_type(soup.get(), SOUP_TYPE_CONTENT_DECODER);
+        return soup.get();
+    }
 };
 
 HttpClient::HttpClient(QObject* parent, HttpVersion version, bool verifyCertificates)
     : QObject(parent), m_session(std::make_unique<Session>()) {
     m_session->version = version == Http10 ? SOUP_HTTP_1_0 : SOUP_HTTP_1_1;
-    m_session->soup = GObjectPtr<SoupSession>::adopt(soup_session_new_with_options(
-        SOUP_SESSION_MAX_CONNS, maximumConnections, SOUP_SESSION_MAX_CONNS_PER_HOST,
-        maximumConnectionsPerSource, SOUP_SESSION_IDLE_TIMEOUT, idleSeconds,
-        SOUP_SESSION_SSL_STRICT, verifyCertificates, SOUP_SESSION_SSL_USE_SYSTEM_CA_FILE, TRUE,
-        SOUP_SESSION_PROXY_RESOLVER, nullptr, nullptr));
-    soup_session_remove_feature_by_type(m_session->soup.get(), SOUP_TYPE_CONTENT_DECODER);
+    m_session->verifyCertificates = verifyCertificates;
 }
 
 HttpClient::~HttpClient() {
     // Before the session is destroyed.
     qDeleteAll(findChildren<HttpFetch*>());
-    soup_session_abort(m_session->soup.get());
+    if (m_session->soup)
+        soup_session_abort(m_session->soup.get());
 }
 
 void HttpClient::get(const PlixUrl& url, const HttpClientOptions& options, Callback callback) {
@@ -46,7 +61,7 @@ void HttpClient::get(const PlixUrl& url, const HttpClientOptions& options, Callb
 
 void HttpClient::get(const PlixUrl& url, const HttpClientOptions& options, QObject* context,
                      Callback callback) {
-    auto* fetch = new HttpFetch(m_session->soup.get(), options, std::move(callback), this);
+    auto* fetch = new HttpFetch(m_session->ready(), options, std::move(callback), this);
     plixConnect(context, &QObject::destroyed, fetch, [fetch] { delete fetch; });
     fetch->start(url, m_session->version);
 }
