@@ -3,6 +3,6 @@
 
 #include <QString>
 
-// The folder of the device's data (the web pages): in the installed tree if the program runs from
-// there, otherwise in the source tree.
+// The folder of the device's data (the web pages), beside that of the program. In a build folder it
+// leads to the source tree.
 QString dataDirectory();

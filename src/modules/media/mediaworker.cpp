@@ -49,9 +49,12 @@ CMPath stationsPath() {
 // Empty when it is not there.
 QString scanProgram(const QVariantHash& config) {
     const QString configured = config.value(QStringLiteral("scanProgram")).toString();
+    // In a build folder beside the host program, otherwise where it is installed.
+    const QString folder = QCoreApplication::applicationDirPath();
     return configured.isEmpty()
-               ? QStandardPaths::findExecutable(QStringLiteral("plix-media-scan"),
-                                                {QCoreApplication::applicationDirPath()})
+               ? QStandardPaths::findExecutable(
+                     QStringLiteral("plix-media-scan"),
+                     {folder, folder + QStringLiteral("/" PLIX_INSTALLED_PROGRAMS)})
                : QStandardPaths::findExecutable(configured);
 }
 
