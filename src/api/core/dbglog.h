@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "plixexport.h"
+
 #include <QDebug>
 #include <QSet>
 #include <QString>
@@ -65,7 +67,7 @@ namespace dbglog {
 
 // The text with its control characters escaped, which prevents log injection: text of a client must
 // not begin a new line of the log.
-std::string oneLine(const std::string& text);
+PLIX_EXPORT std::string oneLine(const std::string& text);
 
 // Logs "Enter" when a function begins and "Leave" when it is left, at trace level.
 class ScopedFunction {

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "plixexport.h"
+
 #include <QString>
 
 // MIME type names and the platform's table of file name extensions.
@@ -8,16 +10,16 @@ namespace MimeTypes {
 
 // The type for the extension of the file name at the end of `uri`; `defaultType` when the
 // extension is missing or unknown. Case-insensitive.
-QString URIToMimeType(const QString& uri, const QString& defaultType);
+PLIX_EXPORT QString URIToMimeType(const QString& uri, const QString& defaultType);
 
 namespace Text {
-QString plain();
-QString html();
+PLIX_EXPORT QString plain();
+PLIX_EXPORT QString html();
 } // namespace Text
 
 namespace Application {
-QString json();
-QString octetStream();
+PLIX_EXPORT QString json();
+PLIX_EXPORT QString octetStream();
 } // namespace Application
 
 } // namespace MimeTypes

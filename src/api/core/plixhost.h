@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "plixexport.h"
+
 #include <QString>
 
 // The functions with which a host program sets up the platform library before it loads workers.
@@ -11,7 +13,7 @@ class CMChangeNotifier;
 
 // The host's registry of workers, to which a worker with nodes adds itself under its name. A second
 // worker of the same name replaces the first.
-class CMWorkerRegistry {
+class PLIX_EXPORT CMWorkerRegistry {
 public:
     virtual ~CMWorkerRegistry() = default;
     virtual void addWorker(const QString& name, CMAbstractWorker* worker) = 0;
@@ -22,9 +24,10 @@ public:
 };
 
 // Sets the result of CMRoot() and the registry of workers. Takes no ownership. Null removes them.
-void plixInstallRoot(CMAbstractWorker* root, CMWorkerRegistry* registry);
+PLIX_EXPORT void plixInstallRoot(CMAbstractWorker* root, CMWorkerRegistry* registry);
 // Null when none is installed.
-CMWorkerRegistry* plixWorkerRegistry();
+PLIX_EXPORT CMWorkerRegistry* plixWorkerRegistry();
 
 // Sets what PlixWebserverReadPathPrefix() and PlixFirmwareUpdateDataPipe() return.
-void plixSetPlatformPaths(const QString& readPathPrefix, const QString& firmwareUpdateDataPipe);
+PLIX_EXPORT void plixSetPlatformPaths(const QString& readPathPrefix,
+                                      const QString& firmwareUpdateDataPipe);

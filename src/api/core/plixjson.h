@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/plixhash.h"
+#include "plixexport.h"
 
 #include <QByteArray>
 #include <QString>
@@ -21,7 +22,7 @@ public:
 // Objects are QVariantHash, arrays QVariantList, strings QString, true and false bool, null an
 // invalid QVariant. Whole numbers are qlonglong, or qulonglong above its range; all others are
 // double.
-class PlixJson {
+class PLIX_EXPORT PlixJson {
 public:
     // Containers may be nested this deep in a text that is parsed and in a value that is
     // serialised. Far more than any client needs, far less than would overflow the stack.

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "plixexport.h"
+
 #include <QString>
 
 #include <ctime>
@@ -15,7 +17,7 @@ enum class PlixLoopTaskKind {
 };
 
 // The slow tasks of one turn of the event loop, for the host.
-class PlixLoopTurn {
+class PLIX_EXPORT PlixLoopTurn {
 public:
     // Shorter tasks are not recorded.
     static constexpr int slowMs = 20;

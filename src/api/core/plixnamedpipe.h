@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "plixexport.h"
+
 #include <QObject>
 #include <QString>
 
@@ -11,7 +13,7 @@ class QSocketNotifier;
 // One end of a FIFO in the file system. The creating side makes the FIFO with create() and removes
 // it with destroy(); the other side only opens and closes it. The destructor closes the
 // descriptor, and removes the FIFO if this object created it.
-class PlixNamedPipe : public QObject {
+class PLIX_EXPORT PlixNamedPipe : public QObject {
     Q_OBJECT
 
 public:

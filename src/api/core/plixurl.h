@@ -1,13 +1,15 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "plixexport.h"
+
 #include <QByteArray>
 #include <QString>
 #include <QUrl>
 
 // A URL in its encoded form, split into its components. It is not normalised, and the components of
 // an invalid URL can be read too. The path and query items are decoded by their getters.
-class PlixUrl {
+class PLIX_EXPORT PlixUrl {
 public:
     PlixUrl() = default;
     // From text with characters that have to be encoded.

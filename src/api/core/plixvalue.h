@@ -2,11 +2,12 @@
 #pragma once
 
 #include "core/plixhash.h"
+#include "plixexport.h"
 
 // A typed value: a record with one member that is named for its type, {"i32_": 30}. Reading
 // a member that the record does not have gives the type's zero value; setting one replaces the
 // whole record, because a value has one type.
-class PlixValue : public PlixHash {
+class PLIX_EXPORT PlixValue : public PlixHash {
 public:
     using PlixHash::PlixHash;
 
@@ -39,10 +40,10 @@ public:
 
 // The value as text: a string unchanged, "true" or "false", decimal integers, the shortest form of
 // a real that reads back as the same number. Empty for an empty record.
-QString plixValueToQString(const PlixValue& value);
+PLIX_EXPORT QString plixValueToQString(const PlixValue& value);
 
 // Reads a whole number from a JSON number or a string of decimal digits. `ok` becomes false when
 // the value is anything else or does not fit into 32 bits; the result is 0 then.
-int plixToInt(const QVariant& value, bool* ok);
+PLIX_EXPORT int plixToInt(const QVariant& value, bool* ok);
 
 Q_DECLARE_METATYPE(PlixValue)

@@ -4,6 +4,7 @@
 #include "core/plixurl.h"
 #include "httpclient/httpclientheaders.h"
 #include "httpclient/httpclientoptions.h"
+#include "plixexport.h"
 
 #include <QByteArray>
 #include <QObject>
@@ -20,7 +21,7 @@
 // the event loop.
 //
 // The destructor cancels all fetches; their callbacks are not called.
-class HttpClient : public QObject {
+class PLIX_EXPORT HttpClient : public QObject {
     Q_OBJECT
 
 public:

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "plixexport.h"
+
 #include <QString>
 #include <QStringList>
 
@@ -26,7 +28,7 @@ private:
 };
 
 // Runs programs.
-class PlixProcessHandler {
+class PLIX_EXPORT PlixProcessHandler {
 public:
     // Runs a program found through PATH, without a shell and without input, and waits for its end;
     // the event loop is blocked meanwhile. At the time-out the program is killed.

@@ -3,13 +3,14 @@
 
 #include "core/model/cmrequest.h"
 #include "core/plixvalue.h"
+#include "plixexport.h"
 
 #include <QObject>
 
 // The interface to the data model, of the root, which finds the worker that owns a path, and of
 // every worker. All requests are asynchronous and end with the reply's finish() or fail(). A worker
 // may finish the reply before the call returns.
-class CMAbstractWorker : public QObject {
+class PLIX_EXPORT CMAbstractWorker : public QObject {
     Q_OBJECT
 
 public:

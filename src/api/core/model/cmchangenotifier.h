@@ -3,6 +3,7 @@
 
 #include "core/model/cmevents.h"
 #include "core/plixvalue.h"
+#include "plixexport.h"
 
 #include <QHash>
 #include <QObject>
@@ -11,7 +12,7 @@
 
 // The subscriptions of one path. Receivers are connected to its signals, so that Qt removes a
 // subscription when its receiver is deleted.
-class CMPathChanges : public QObject {
+class PLIX_EXPORT CMPathChanges : public QObject {
     Q_OBJECT
 
 Q_SIGNALS:
@@ -25,7 +26,7 @@ public:
 
 // The index of change subscriptions by path. The cost of a change depends only on the number of
 // receivers for its path.
-class CMChangeNotifier {
+class PLIX_EXPORT CMChangeNotifier {
 public:
     CMChangeNotifier();
     ~CMChangeNotifier();

@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "plixexport.h"
+
 #include <QHash>
 #include <QMetaType>
 #include <QString>
@@ -8,7 +10,7 @@
 
 // The error of a data-model request: a record with three texts. An empty or missing name means
 // that there is no error.
-class CMError : public QHash<QString, QVariant> {
+class PLIX_EXPORT CMError : public QHash<QString, QVariant> {
 public:
     CMError() = default;
     // An error of the default name.
@@ -30,12 +32,12 @@ public:
 
 // The names of the data model's own errors.
 namespace CMErrorNames {
-QString workerNotFound();
-QString nodeNotFound();
-QString notModifiable();
-QString typeMismatch();
-QString outOfRange();
-QString versionMismatch();
+PLIX_EXPORT QString workerNotFound();
+PLIX_EXPORT QString nodeNotFound();
+PLIX_EXPORT QString notModifiable();
+PLIX_EXPORT QString typeMismatch();
+PLIX_EXPORT QString outOfRange();
+PLIX_EXPORT QString versionMismatch();
 } // namespace CMErrorNames
 
 Q_DECLARE_METATYPE(CMError)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/model/cmpendingevent.h"
+#include "plixexport.h"
 
 #include <QHash>
 #include <QObject>
@@ -24,7 +25,7 @@ public:
 };
 
 // The pending events of one client, and the pending poll. Owned by its manager.
-class CMEventQueue : public QObject {
+class PLIX_EXPORT CMEventQueue : public QObject {
     Q_OBJECT
 
 public:

@@ -4,6 +4,7 @@
 #include "core/model/cmeventqueue.h"
 #include "core/model/cmqueueshares.h"
 #include "core/plixvalue.h"
+#include "plixexport.h"
 
 #include <QElapsedTimer>
 #include <QSharedPointer>
@@ -16,7 +17,7 @@
 // Owns the event queues of the clients. It subscribes to each path once, whatever the number of
 // queues, and adds a change to the queues that are subscribed to its path. Changes of internal
 // nodes, and of nodes whose role Internal cannot be read, are not delivered.
-class CMEventQueueManager : public QObject {
+class PLIX_EXPORT CMEventQueueManager : public QObject {
     Q_OBJECT
 
 public:

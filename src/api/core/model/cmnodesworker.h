@@ -4,6 +4,7 @@
 #include "core/model/cmabstractworker.h"
 #include "core/model/cmevents.h"
 #include "core/model/cmrowsanswers.h"
+#include "plixexport.h"
 
 #include <QHash>
 #include <QVariantHash>
@@ -16,7 +17,7 @@
 // The member "nodes" of the configuration contains the initial nodes: it maps encoded paths to
 // objects of role names and values, with the rows of the node's list as the member "rows". Nodes of
 // other workers are ignored.
-class CMNodesWorker : public CMAbstractWorker {
+class PLIX_EXPORT CMNodesWorker : public CMAbstractWorker {
     Q_OBJECT
 
 public:

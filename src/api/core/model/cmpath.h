@@ -1,6 +1,8 @@
 // SPDX-License-Identifier: MIT
 #pragma once
 
+#include "plixexport.h"
+
 #include <QHashFunctions>
 #include <QMetaType>
 #include <QString>
@@ -9,7 +11,7 @@
 
 // A data-model path. Its text, the encoded form, is the worker's name, a colon and the path within
 // that worker: "player:player/volume". A path that begins with "/" names no worker.
-class CMPath {
+class PLIX_EXPORT CMPath {
 public:
     CMPath() = default;
     static CMPath fromEncoded(const QString& encoded) { return CMPath(encoded); }
@@ -32,6 +34,6 @@ inline uint qHash(const CMPath& path, uint seed = 0) {
     return qHash(path.toEncoded(), seed);
 }
 
-std::ostream& operator<<(std::ostream& stream, const CMPath& path);
+PLIX_EXPORT std::ostream& operator<<(std::ostream& stream, const CMPath& path);
 
 Q_DECLARE_METATYPE(CMPath)

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/model/cmerror.h"
+#include "plixexport.h"
 
 #include <QMutex>
 #include <QObject>
@@ -20,7 +21,7 @@ class CMVoidReply;
 // The state of a reply: whether it has finished, its error, its value, and its watchers. Shared by
 // the handles below. The worker that answers sets the value and calls finish() or fail() exactly
 // once, on any thread. A finished reply does not change.
-class CMReplyAbstractData {
+class PLIX_EXPORT CMReplyAbstractData {
 public:
     virtual ~CMReplyAbstractData() = default;
     CMReplyAbstractData(const CMReplyAbstractData&) = delete;
@@ -72,7 +73,7 @@ private:
 };
 
 // A shared handle on a reply. Copies refer to the same reply.
-class CMVoidReply {
+class PLIX_EXPORT CMVoidReply {
 public:
     CMVoidReply() = default;
     explicit CMVoidReply(const QSharedPointer<CMReplyAbstractData>& data) : m_data(data) {}

@@ -3,6 +3,7 @@
 
 #include "core/model/cmabstractworker.h"
 #include "core/plixhost.h"
+#include "plixexport.h"
 
 #include <QHash>
 #include <QPointer>
@@ -14,7 +15,7 @@ class CMChangeNotifier;
 // The root of a device whose workers are in one process. It passes each request to the worker whose
 // name the path begins with, and holds the change subscriptions. Installs itself as CMRoot() for
 // its lifetime. Does not own the workers.
-class CMRootWorker : public CMAbstractWorker, public CMWorkerRegistry {
+class PLIX_EXPORT CMRootWorker : public CMAbstractWorker, public CMWorkerRegistry {
     Q_OBJECT
 
 public:

@@ -3,6 +3,7 @@
 
 #include "core/model/cmrequest.h"
 #include "core/plixlrulist.h"
+#include "plixexport.h"
 
 #include <functional>
 
@@ -11,7 +12,7 @@
 //
 // The key contains the version of the list, so that no answer is ever out of date; no version may
 // come twice for a path.
-class CMRowsAnswers {
+class PLIX_EXPORT CMRowsAnswers {
 public:
     // The answer to the request for this version of the list: the cached record (implicitly
     // shared), or the result of `pick`.

@@ -3,13 +3,14 @@
 
 #include "core/model/cmpath.h"
 #include "core/plixvalue.h"
+#include "plixexport.h"
 
 #include <QObject>
 
 // Follows one node's value. Calls the slot (a SLOT() text of a slot that takes a PlixValue) with
 // the present value on the next turn of the event loop, if there is one, and then whenever the
 // value changes. Deleted with its parent or its receiver, whichever is deleted first.
-class CMValueItem : public QObject {
+class PLIX_EXPORT CMValueItem : public QObject {
     Q_OBJECT
 
 public:
