@@ -1,11 +1,11 @@
 # SPDX-License-Identifier: MIT
 
 # What `cmake --install` puts where, beyond the programs and libraries themselves. Components are
-# packages: "webserver" for a device, "dev" to build against it, "simulator" for a machine that
-# plays the device, "gstreamer" for one that is to be heard.
+# packages (debian/rules): "webserver" for a device, "dev" to build against it, "simulator" for a machine
+# that plays the device, "gstreamer" for one that is to be heard.
 
-# Grows with every incompatible change of the platform libraries.
-set(PLIX_SOVERSION 0)
+# Until 1.0 every minor version may change the interfaces of the platform libraries.
+set(PLIX_SOVERSION ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 
 include(CMakePackageConfigHelpers)
 
@@ -45,19 +45,26 @@ function(plix_install)
     install(DIRECTORY examples
         DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/libplix-dev COMPONENT dev)
 
-    # Where Debian looks for the licence, in each package.
-    foreach(package webserver:plix-webserver dev:libplix-dev simulator:plix-simulator)
-        string(REPLACE ":" ";" package ${package})
-        list(GET package 0 component)
-        list(GET package 1 name)
-        install(FILES packaging/copyright
-            DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${name} COMPONENT ${component})
-    endforeach()
-
     install(FILES packaging/logging.properties
         DESTINATION ${CMAKE_INSTALL_DATADIR}/plix COMPONENT simulator)
     install(DIRECTORY web DESTINATION ${CMAKE_INSTALL_DATADIR}/plix COMPONENT simulator)
     install(FILES docs/man/plixhost.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT simulator)
-    # Relative to the prefix as systemd's own search path is, whatever the library folder.
-    install(FILES packaging/plixhost.service DESTINATION lib/systemd/system COMPONENT simulator)
+    # Relative to the prefix as systemd's own search path is, whatever the library folder. The package
+    # has it from debhelper, which knows where its release of Debian wants it.
+    install(FILES packaging/plixhost.service DESTINATION lib/systemd/system COMPONENT service)
+endfunction()
+
+# The target "packages": Debian packages of what this folder has built, in packages/.
+function(plix_packages_target)
+    set(options)
+    if(NOT PLIX_GSTREAMER)
+        list(APPEND options -Ppkg.plix.nogstreamer)
+    endif()
+    if(PLIX_DEBIAN_ARCHITECTURE)
+        list(APPEND options -a${PLIX_DEBIAN_ARCHITECTURE})
+    endif()
+    add_custom_target(packages
+        COMMAND ${CMAKE_COMMAND} -E env PLIX_BUILD_FOLDER=${PROJECT_BINARY_DIR}
+            ${PROJECT_SOURCE_DIR}/tools/debs ${PROJECT_BINARY_DIR}/packages ${options}
+        USES_TERMINAL)
 endfunction()

@@ -9,7 +9,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 PLACES = {"CMakeLists.txt": r"project\(plix VERSION ([\d.]+)", "package.json": r'"version": "([\d.]+)"',
           "clients/python/pyproject.toml": r'^version = "([\d.]+)"', "docs/openapi.yaml": r"^  version: ([\d.]+)",
-          "CHANGELOG.md": r"^## ([\d.]+)"}
+          "CHANGELOG.md": r"^## ([\d.]+)", "debian/changelog": r"^plix \(([\d.]+)\)"}
 
 versions = {place: re.search(pattern, (ROOT / place).read_text(), re.M)[1]
             for place, pattern in PLACES.items()}
