@@ -38,6 +38,12 @@ inline QVariantList rowsOf(const QString& path, const QStringList& roles) {
     return reply.value().rows().toList();
 }
 
+inline int rowCount(const QString& path) {
+    const CMReply<PlixRowsRoles> reply;
+    CMRoot()->getRows(CMPath::fromEncoded(path), 0, 0, -1, {}, reply);
+    return reply.value().count();
+}
+
 // Carries out the events of a list on a client's copy of its rows, and then reads the new and the
 // changed ones from what the list is now.
 inline void carryOut(const QVariantList& events, const QVariantList& now, QVariantList* rows) {

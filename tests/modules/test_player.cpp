@@ -17,10 +17,27 @@ QVariantHash node(const QString& title, qint64 durationMs) {
             {"maximum", durationMs}};
 }
 
-// A command is an action and its argument, if any: `player/play {"index": 2}`.
+QVariantHash container(const QString& title) {
+    return {{"title", title},
+            {"type", "container"},
+            {"value", QVariantHash{{"string_", "media:/" + title}}}};
+}
+
+CMReply<QVariant> begin(const QString& command) {
+    const CMReply<QVariant> reply;
+    const QString path = "player:" + command.section(' ', 0, 0);
+    CMRoot()->setData(CMPath::fromEncoded(path), "activate", json(command.section(' ', 1).toUtf8()),
+                      reply);
+    return reply;
+}
+
+// A command is an action and its argument, if any: `player/play {"index": 2}`. The error's name;
+// null when there is none.
 QString activate(const QString& command) {
-    const QByteArray argument = command.section(' ', 1).toUtf8();
-    return setData("player:" + command.section(' ', 0, 0), "activate", json(argument));
+    const CMReply<QVariant> reply = begin(command);
+    while (!reply.isFinished())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return reply.error().name();
 }
 
 QVariantHash record(const QString& name) {
@@ -53,6 +70,12 @@ private Q_SLOTS:
         secret.insert("internal", true);
         for (const QVariantHash& track : rows + QVector{node("d", 0), secret})
             m_media->setNode("media:/" + track.value("title").toString(), track);
+        // A container in itself, and what two lists of a search have.
+        const QVector<QVariantHash> y{node("d", 0), rows[1], container("x"), rows[1], secret};
+        provideList("y", y);
+        provideList("x", {rows[0], container("y"), container("gone"), rows[2]});
+        provideList("search", {container("y"), rows[1], rows[0]});
+        provideList("empty", {container("empty")});
         m_player = std::make_unique<PlayerWorker>(QVariantHash());
         QCoreApplication::processEvents();
         m_media->setRows("media:/", QVector{secret} + rows);
@@ -120,6 +143,67 @@ private Q_SLOTS:
         for (int i = 0; i < 70; ++i)
             activate("player/next");
         QVERIFY(player().startsWith("playing"));
+    }
+
+    // It shuffles all of them, also what follows the first.
+    void shufflesWhatIsLoaded() {
+        provideList("long", numbered(100));
+        setData("player:player/shuffle", "value", true);
+        QCOMPARE(activate(R"(queue/load {"path": "media:/long", "from": "media:/7"})"), QString());
+        QStringList played{record("track").value("title").toString()};
+        for (int i = 1; i < 100; ++i) {
+            activate("player/next");
+            played.append(record("track").value("title").toString());
+        }
+        QCOMPARE(played.first(), QStringLiteral("7"));
+        QCOMPARE(QSet<QString>(played.begin(), played.end()).size(), 100);
+        QStringList sorted = played;
+        std::sort(sorted.begin(), sorted.end());
+        QVERIFY(played.mid(1, 20) != titlesOf("player:queue").mid(8, 20) && played != sorted);
+        activate("player/next");
+        QVERIFY(player().startsWith("stopped"));
+    }
+
+    // What is wanted of a list that is too long for the queue, and what fits into it.
+    void loadsNoMoreThanTheQueueHolds() {
+        provideList("long", numbered(PlayQueue::maximumRows + 700));
+        const auto count = [] { return rowCount("player:queue"); };
+        QCOMPARE(activate(R"(queue/insert {"path": "media:/long"})"), QString());
+        QCOMPARE(count(), PlayQueue::maximumRows);
+        QCOMPARE(titlesOf("player:queue").mid(0, 5).join(' '), QStringLiteral("a b c 0 1"));
+        QCOMPARE(activate(R"(queue/insert {"path": "media:/y"})"), QStringLiteral("outOfRange"));
+        QCOMPARE(activate(R"(queue/load {"path": "media:/long", "from": "media:/10100"})"),
+                 QString());
+        QCOMPARE(record("track").value("title").toString(), QStringLiteral("10100"));
+        QCOMPARE(count(), 700);
+    }
+
+    void readsAListThatChangesMeanwhile() {
+        provideList("long", numbered(1200));
+        const CMReply<QVariant> reply = begin(R"(queue/load {"path": "media:/long"})");
+        m_media->removeRow("media:/long", 0);
+        QTRY_VERIFY(reply.isFinished());
+        QCOMPARE(rowCount("player:queue"), 1199);
+        QCOMPARE(titlesOf("player:queue").value(0), QStringLiteral("1"));
+    }
+
+    // Also of workers that take their time; and the player may go meanwhile.
+    void carriesOutCommandsInTheirOrder() {
+        HoldingWorker slow("slow");
+        QVariantHash first = node("first", 0);
+        slow.setNode("slow:first", first);
+        const CMReply<QVariant> held = begin(R"(queue/insert {"path": "slow:first"})");
+        const CMReply<QVariant> list = begin(R"(queue/insert {"path": "media:/y"})");
+        const CMReply<QVariant> last = begin(R"(queue/insert {"path": "media:/a"})");
+        QVERIFY(!last.isFinished());
+        slow.answerOne();
+        QTRY_VERIFY(last.isFinished());
+        QCOMPARE(player(), QStringLiteral("stopped a a b c first d b a c b a"));
+        begin(R"(queue/insert {"path": "slow:first"})");
+        begin(R"(queue/load {"path": "media:/x"})");
+        m_player.reset();
+        slow.answerOne();
+        QCoreApplication::processEvents();
     }
 
     void goesOnAfterARestart() {
@@ -200,6 +284,24 @@ of this version           |queue/remove {AT 0, "version": 1}             |stoppe
 of another version        |queue/remove {AT 0, "version": 1}; queue/insert {D, AT 0, "version": 1}|versionMismatch
 restore a row             |PLAY {AT 2}; queue/remove {ID 0}; queue/restore {ID 0}|playing c a b c
 restore all               |PLAY {AT 1}; queue/clear; queue/restore {ID 2}|stopped b a b c
+load                      |queue/load {X}                                |playing a a d b b c
+load from a track         |queue/load {X, "from": "media:/b"}            |playing b a d b b c
+load without playing      |PLAY {AT 2}; queue/load {X, "from": "media:/d", "play": false}|stopped d a d b b c
+load what several lists have|queue/load {"path": "media:/search"}        |playing d d b a c b
+load a track              |queue/load {D}                                |playing d d
+load nothing              |queue/load {"path": "media:/empty"}           |outOfRange
+load from what is not there|queue/load {X, "from": "media:/none"}        |outOfRange
+load no node              |queue/load {"path": "media:/none"}            |nodeNotFound
+load no list              |queue/load {"path": "player:player/volume"}   |typeMismatch
+load what is internal     |queue/load {"path": "media:/s"}               |setData failed
+load without a path       |queue/load {"from": "media:/a"}               |typeMismatch
+load and play perhaps     |queue/load {X, "play": 1}                     |typeMismatch
+load for another version  |queue/load {X, "version": 7}                  |versionMismatch
+take loading back         |PLAY {AT 1}; queue/load {X}; queue/insert {D}; queue/restore {ID 2}|stopped b a b c
+insert a container        |PLAY {AT 1}; queue/insert {X, AT 1}; NEXT     |playing c a a d b b c b c
+insert a container next   |PLAY {AT 1}; queue/insert {X, AFTER 1}; NEXT  |playing a a b a d b b c c
+insert an empty container |queue/insert {"path": "media:/empty"}         |outOfRange
+stop behind a single row  |queue/load {D}; SHUFFLE; NEXT                 |stopped d d
 restore twice             |queue/clear; queue/restore {ID 2}; queue/restore {ID 2}|outOfRange
 )");
     }
@@ -215,16 +317,32 @@ restore twice             |queue/clear; queue/restore {ID 2}; queue/restore {ID 
             fields[0].replace("AFTER " + QByteArray::number(row), R"("after": )" + id);
         }
         fields[0].replace("AT", R"("index":)").replace("TO", R"("toIndex":)");
-        fields[0].replace("B}", R"("path": "media:/b"})").replace("D", R"("path": "media:/d")");
+        fields[0].replace("B}", R"("path": "media:/b"})").replace("D}", R"("path": "media:/d"})");
+        fields[0].replace("D,", R"("path": "media:/d",)").replace("X", R"("path": "media:/x")");
         for (const QByteArray& command : fields[0].split(';')) {
             before = player();
-            error = activate(command.trimmed());
+            if (command.trimmed() == "SHUFFLE")
+                setData("player:player/shuffle", "value", true);
+            else
+                error = activate(command.trimmed());
         }
         QCOMPARE(error.isNull() ? player() : error, QString(fields[1]));
         QVERIFY(error.isNull() || player() == before);
     }
 
 private:
+    void provideList(const QString& title, const QVector<QVariantHash>& rows) {
+        m_media->setNode("media:/" + title, container(title));
+        m_media->setRows("media:/" + title, rows);
+    }
+
+    static QVector<QVariantHash> numbered(int count) {
+        QVector<QVariantHash> rows;
+        for (int i = 0; i < count; ++i)
+            rows.append(node(QString::number(i), 1000));
+        return rows;
+    }
+
     CMRootWorker m_root;
     std::unique_ptr<CMNodesWorker> m_media;
     std::unique_ptr<PlayerWorker> m_player;

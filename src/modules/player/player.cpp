@@ -3,6 +3,8 @@
 
 #include "core/plixconnect.h"
 
+#include <QRandomGenerator>
+
 #include <algorithm>
 
 namespace {
@@ -55,6 +57,14 @@ void Player::playRow(int index) {
     m_failures = 0;
     Q_EMIT errorChanged({});
     select(index, State::Playing);
+}
+
+void Player::load(const QVector<PlayerTrack>& tracks, int index, bool plays) {
+    const int any = m_order.isShuffling() ? QRandomGenerator::global()->bounded(tracks.size()) : 0;
+    const int first = index < 0 ? any : index;
+    m_queue->load(tracks, first);
+    if (plays)
+        playRow(first);
 }
 
 void Player::pause() {

@@ -37,6 +37,9 @@ public:
     // current. There must be rows.
     void play();
     void playRow(int index);
+    // Replaces all rows and begins with the row at the index; -1 for the first one or, while it
+    // shuffles, any.
+    void load(const QVector<PlayerTrack>& tracks, int index, bool plays);
     void pause();
     void stop();
     void next();

@@ -5,6 +5,14 @@
 
 #include <limits>
 
+CMError PlayerArguments::typeMismatch(const char* message) {
+    return CMError::fromName(CMErrorNames::typeMismatch(), QString::fromLatin1(message));
+}
+
+CMError PlayerArguments::outOfRange(const char* message) {
+    return CMError::fromName(CMErrorNames::outOfRange(), QString::fromLatin1(message));
+}
+
 bool PlayerArguments::isBare(const QVariant& argument) {
     const QVariant value = CMValues::scalar(argument);
     return !value.isValid() || (value.userType() == QMetaType::Bool && value.toBool()) ||

@@ -10,6 +10,9 @@
 // Parses the values that clients write to the player's nodes: JSON values or typed records.
 namespace PlayerArguments {
 
+CMError typeMismatch(const char* message);
+CMError outOfRange(const char* message);
+
 // Whether the argument is null, true or an empty object.
 bool isBare(const QVariant& argument);
 // The member of an object; invalid when the argument is no object or has no such member.

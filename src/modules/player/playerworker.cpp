@@ -37,20 +37,15 @@ const QStringList& keptNodes() {
     return paths;
 }
 
-CMError typeMismatch(const char* message) {
-    return CMError::fromName(CMErrorNames::typeMismatch(), QString::fromLatin1(message));
-}
-
-CMError outOfRange(const char* message) {
-    return CMError::fromName(CMErrorNames::outOfRange(), QString::fromLatin1(message));
-}
+using PlayerArguments::outOfRange;
+using PlayerArguments::typeMismatch;
 
 } // namespace
 
 PlayerWorker::PlayerWorker(const QVariantHash& config)
     : CMNodesWorker(config, QStringLiteral("player")),
       m_store(config.value(stateDirName).toString()), m_queue(this, PlayerNodes::queue),
-      m_commands(&m_queue),
+      m_commands(&m_queue), m_collector(PlayQueue::maximumRows),
       m_player(&m_queue, makePlayerEngine(config.value(stateDirName).toString())) {
     m_tick.setInterval(tickMs);
     plixConnect(&m_tick, &QTimer::timeout, this, &PlayerWorker::showPosition);
@@ -126,6 +121,7 @@ const QHash<QString, PlayerWorker::Action>& PlayerWorker::actions() {
         {QStringLiteral("player:player/previous"), &PlayerWorker::act<&Player::previous>},
         {QStringLiteral("player:player/seek"), &PlayerWorker::seek},
         {QStringLiteral("player:queue/insert"), &PlayerWorker::insert},
+        {QStringLiteral("player:queue/load"), &PlayerWorker::load},
         {QStringLiteral("player:queue/remove"), &PlayerWorker::change<&QueueCommands::remove>},
         {QStringLiteral("player:queue/move"), &PlayerWorker::change<&QueueCommands::move>},
         {QStringLiteral("player:queue/clear"), &PlayerWorker::change<&QueueCommands::clear>},
@@ -167,7 +163,7 @@ void PlayerWorker::playPath(const QString& path, const Reply& reply) {
         if (error)
             return reply.fail(error);
         if (m_queue.indexOfPath(track.path) < 0) {
-            if (!m_queue.insert(m_queue.size(), track))
+            if (!m_queue.insert(m_queue.size(), {track}))
                 return reply.fail(QueueCommands::queueIsFull());
             claimQueue();
         }
@@ -194,10 +190,32 @@ void PlayerWorker::insert(const QVariant& argument, const Reply& reply) {
         PlayerArguments::text(PlayerArguments::member(argument, QStringLiteral("path")));
     if (!path)
         return reply.fail(typeMismatch("\"path\" is to be a text"));
-    TrackFinder::find(*path, this,
-                      [this, argument, reply](const PlayerTrack& track, const CMError& error) {
-                          finishChange(error ? error : m_commands.insert(argument, track), reply);
-                      });
+    m_collector.collect(
+        *path, {},
+        [this, argument, reply](const QVector<PlayerTrack>& tracks, const CMError& error) {
+            finishChange(error ? error : m_commands.insert(argument, tracks), reply);
+        });
+}
+
+void PlayerWorker::load(const QVariant& argument, const Reply& reply) {
+    using namespace PlayerArguments;
+    const auto path = text(member(argument, QStringLiteral("path")));
+    const QVariant from = member(argument, QStringLiteral("from"));
+    const QVariant plays = CMValues::scalar(member(argument, QStringLiteral("play")));
+    if (!path || (from.isValid() && !text(from)))
+        return reply.fail(typeMismatch("\"path\" and \"from\" are to be texts"));
+    if (plays.isValid() && plays.userType() != QMetaType::Bool)
+        return reply.fail(typeMismatch("\"play\" is to be true or false"));
+    const QString first = text(from).value_or(QString());
+    m_collector.collect(*path, first, [=](const QVector<PlayerTrack>& tracks, CMError error) {
+        if (error || !m_commands.isForThisVersion(argument, &error))
+            return reply.fail(error);
+        const auto begin = std::find_if(tracks.begin(), tracks.end(),
+                                        [&](const auto& track) { return track.path == first; });
+        m_player.load(tracks, begin == tracks.end() ? -1 : int(begin - tracks.begin()),
+                      !plays.isValid() || plays.toBool());
+        finishChange({}, reply);
+    });
 }
 
 template <PlayerWorker::QueueAction action>

@@ -6,6 +6,7 @@
 #include "playerstore.h"
 #include "playqueue.h"
 #include "queuecommands.h"
+#include "trackcollector.h"
 
 #include <QTimer>
 
@@ -19,7 +20,10 @@
 //                           previous begins the current track again once three seconds of it have
 //                           been played; next behind the last row stops
 //   player:player/seek      milliseconds, within the track
-//   player:queue/insert     {"path": PATH} and a place; without one at the end
+//   player:queue/insert     {"path": PATH} of a track or of a container, which stands for all
+//                           tracks in it, and a place; without one at the end
+//   player:queue/load       {"path": PATH, "from": PATH, "play": BOOL}: these tracks replace the
+//                           queue, and are played, beginning with the track `from`
 //   player:queue/remove     ROW
 //   player:queue/move       ROW and a place
 //   player:queue/clear
@@ -62,6 +66,7 @@ private:
     void playPath(const QString& path, const Reply& reply);
     void seek(const QVariant& argument, const Reply& reply);
     void insert(const QVariant& argument, const Reply& reply);
+    void load(const QVariant& argument, const Reply& reply);
     template <PlayerAction action>
     void act(const QVariant& argument, const Reply& reply);
     template <QueueAction action>
@@ -84,6 +89,7 @@ private:
     QVariantHash m_restored;
     PlayQueue m_queue;
     QueueCommands m_commands;
+    TrackCollector m_collector;
     Player m_player;
     QTimer m_tick;
     QTimer m_keep;

@@ -54,7 +54,10 @@ void PlayOrder::follow(const PlayQueue& queue) {
     if (!m_isShuffling)
         return;
     dropRemoved(queue);
+    const bool isOtherQueue = m_known.isEmpty();
     goTo(queue.currentTrack().id);
+    if (isOtherQueue)
+        return beginRound(queue);
     addNew(queue);
     if (m_coming.isEmpty() && m_repeat == Repeat::All)
         beginRound(queue);
@@ -88,25 +91,43 @@ void PlayOrder::goTo(const QString& id) {
 }
 
 void PlayOrder::addNew(const PlayQueue& queue) {
-    int place = 0;
+    QStringList next;
+    QStringList others;
     for (int i = 0; i < queue.size(); ++i) {
         const QString& id = queue.at(i).id;
         if (m_known.contains(id))
             continue;
         m_known.insert(id);
-        if (id == m_current)
-            continue;
-        const bool isNext = i == queue.current() + 1 + place;
-        m_coming.insert(
-            isNext ? place++ : QRandomGenerator::global()->bounded(place, m_coming.size() + 1), id);
+        if (id != m_current)
+            (i == queue.current() + 1 + next.size() ? next : others).append(id);
     }
+    m_coming = next + mixed(m_coming, others);
+}
+
+// The first list keeps its order.
+QStringList PlayOrder::mixed(const QStringList& known, QStringList added) {
+    QRandomGenerator* const random = QRandomGenerator::global();
+    std::shuffle(added.begin(), added.end(), *random);
+    QStringList all;
+    all.reserve(known.size() + added.size());
+    int taken = 0;
+    for (int i = 0; i < added.size(); ++i) {
+        const int left = added.size() - i;
+        while (random->bounded(known.size() - taken + left) >= left)
+            all.append(known.at(taken++));
+        all.append(added.at(i));
+    }
+    return all + known.mid(taken);
 }
 
 int PlayOrder::next(const PlayQueue& queue, Reason reason) const {
     if (m_repeat == Repeat::One && reason == Reason::TrackEnded)
         return queue.current();
-    if (m_isShuffling)
-        return queue.indexOf(m_coming.value(0));
+    if (m_isShuffling) {
+        const int index = queue.indexOf(m_coming.value(0));
+        // The only row comes again in another round.
+        return index == queue.current() && m_repeat != Repeat::All ? -1 : index;
+    }
     if (queue.current() + 1 < queue.size())
         return queue.current() + 1;
     return m_repeat == Repeat::All && !queue.isEmpty() ? 0 : -1;

@@ -25,6 +25,7 @@ public:
     static std::optional<Repeat> repeatNamed(const QString& name);
 
     void setRepeat(Repeat repeat) { m_repeat = repeat; }
+    bool isShuffling() const { return m_isShuffling; }
     void setShuffle(bool isOn, const PlayQueue& queue);
     // To be called when the rows have changed, and each time that another one is current.
     void follow(const PlayQueue& queue);
@@ -38,6 +39,7 @@ public:
 private:
     void dropRemoved(const PlayQueue& queue);
     void addNew(const PlayQueue& queue);
+    static QStringList mixed(const QStringList& known, QStringList added);
     void goTo(const QString& id);
 
     Repeat m_repeat = Repeat::Off;

@@ -45,27 +45,26 @@ QString PlayQueue::newId() {
     return m_idPrefix + QString::number(++m_lastId);
 }
 
-void PlayQueue::fill(const QVector<PlayerTrack>& tracks) {
-    m_tracks = tracks;
-    QVector<QVariantHash> rows;
-    for (PlayerTrack& track : m_tracks) {
+void PlayQueue::fill(const QVector<PlayerTrack>& tracks, int current) {
+    QVector<PlayerTrack> filled = tracks;
+    for (PlayerTrack& track : filled)
         track.id = newId();
-        rows.append(track.row());
-    }
-    m_worker->setRows(m_path, rows);
-    replaceCurrent(m_tracks.isEmpty() ? -1 : 0, false);
-    Q_EMIT changed();
+    setTracks(filled, filled.isEmpty() ? -1 : current);
 }
 
-bool PlayQueue::insert(int index, const PlayerTrack& track) {
-    if (m_tracks.size() >= maximumRows)
+void PlayQueue::load(const QVector<PlayerTrack>& tracks, int current) {
+    if (!m_tracks.isEmpty())
+        remember(0, m_tracks, true);
+    fill(tracks, current);
+}
+
+bool PlayQueue::insert(int index, const QVector<PlayerTrack>& tracks) {
+    QVector<PlayerTrack> inserted = tracks.mid(0, maximumRows - m_tracks.size());
+    if (inserted.isEmpty())
         return false;
-    PlayerTrack inserted = track;
-    inserted.id = newId();
-    m_tracks.insert(index, inserted);
-    if (index <= m_current)
-        ++m_current;
-    m_worker->insertRow(m_path, index, inserted.row());
+    for (PlayerTrack& track : inserted)
+        track.id = newId();
+    insertTracks(index, inserted);
     if (m_current < 0)
         replaceCurrent(index, false);
     Q_EMIT changed();
@@ -113,7 +112,8 @@ PlayQueue::Restoring PlayQueue::restore(const QString& id) {
         });
     if (removal == m_removals.end())
         return Restoring::Unknown;
-    if (m_tracks.size() + removal->tracks.size() > maximumRows)
+    const int kept = removal->isReplaced ? 0 : m_tracks.size();
+    if (kept + removal->tracks.size() > maximumRows)
         return Restoring::Full;
     const Removal restored = *removal;
     m_removals.erase(removal);
@@ -121,27 +121,52 @@ PlayQueue::Restoring PlayQueue::restore(const QString& id) {
     return Restoring::Done;
 }
 
-void PlayQueue::remember(int index, const QVector<PlayerTrack>& tracks) {
-    m_removals.append({index, tracks, m_current});
+void PlayQueue::remember(int index, const QVector<PlayerTrack>& tracks, bool isReplaced) {
+    m_removals.append({index, tracks, m_current, isReplaced});
     if (m_removals.size() > maximumRemovals)
         m_removals.removeFirst();
 }
 
 void PlayQueue::putBack(const Removal& removal) {
-    const int index = std::min(removal.index, m_tracks.size());
-    QVector<QVariantHash> rows;
-    for (int i = 0; i < m_tracks.size(); ++i)
-        rows.append(m_worker->row(m_path, i));
-    for (int i = 0; i < removal.tracks.size(); ++i) {
-        m_tracks.insert(index + i, removal.tracks.at(i));
-        rows.insert(index + i, removal.tracks.at(i).row());
+    if (removal.isReplaced) {
+        if (!m_tracks.isEmpty())
+            remember(0, m_tracks, true);
+        return setTracks(removal.tracks, removal.current);
     }
-    if (index <= m_current)
-        m_current += removal.tracks.size();
-    m_worker->setRows(m_path, rows);
+    insertTracks(std::min(removal.index, m_tracks.size()), removal.tracks);
     if (m_current < 0)
         replaceCurrent(removal.current - removal.index, false);
     Q_EMIT changed();
+}
+
+void PlayQueue::setTracks(const QVector<PlayerTrack>& tracks, int current) {
+    m_tracks = tracks;
+    QVector<QVariantHash> rows;
+    rows.reserve(tracks.size());
+    for (const PlayerTrack& track : tracks)
+        rows.append(track.row());
+    m_worker->setRows(m_path, rows);
+    replaceCurrent(current, false);
+    Q_EMIT changed();
+}
+
+void PlayQueue::insertTracks(int index, const QVector<PlayerTrack>& tracks) {
+    if (index <= m_current)
+        m_current += tracks.size();
+    if (tracks.size() == 1) {
+        m_tracks.insert(index, tracks.first());
+        return m_worker->insertRow(m_path, index, tracks.first().row());
+    }
+    QVector<QVariantHash> rows;
+    rows.reserve(m_tracks.size() + tracks.size());
+    for (int i = 0; i < index; ++i)
+        rows.append(m_worker->row(m_path, i));
+    for (const PlayerTrack& track : tracks)
+        rows.append(track.row());
+    for (int i = index; i < m_tracks.size(); ++i)
+        rows.append(m_worker->row(m_path, i));
+    m_tracks = m_tracks.mid(0, index) + tracks + m_tracks.mid(index);
+    m_worker->setRows(m_path, rows);
 }
 
 bool PlayQueue::lacksDurations() const {

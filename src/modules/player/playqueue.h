@@ -38,15 +38,18 @@ public:
     // Empty without a current row.
     PlayerTrack currentTrack() const;
 
-    // Replaces all rows. The first becomes the current one.
-    void fill(const QVector<PlayerTrack>& tracks);
-    // False when the queue is full.
-    bool insert(int index, const PlayerTrack& track);
+    // Replaces all rows.
+    void fill(const QVector<PlayerTrack>& tracks, int current = 0);
+    // The same, and remembers those before.
+    void load(const QVector<PlayerTrack>& tracks, int current);
+    // As many as there is room for. False when the queue is full.
+    bool insert(int index, const QVector<PlayerTrack>& tracks);
     void remove(int index);
     void move(int from, int to);
     void clear();
     enum class Restoring { Done, Unknown, Full };
-    // Puts back what was removed together with the row of this id.
+    // Puts back what was removed together with the row of this id. What was replaced by load()
+    // replaces the present rows.
     Restoring restore(const QString& id);
     // Whether some rows have no duration, as those that a configuration gave, and streams.
     bool lacksDurations() const;
@@ -66,11 +69,15 @@ private:
         QVector<PlayerTrack> tracks;
         // The current row before.
         int current;
+        // Whether other tracks came in their place.
+        bool isReplaced;
     };
 
     QString newId();
-    void remember(int index, const QVector<PlayerTrack>& tracks);
+    void remember(int index, const QVector<PlayerTrack>& tracks, bool isReplaced = false);
     void putBack(const Removal& removal);
+    void setTracks(const QVector<PlayerTrack>& tracks, int current);
+    void insertTracks(int index, const QVector<PlayerTrack>& tracks);
     void replaceCurrent(int index, bool follows);
 
     CMNodesWorker* m_worker;

@@ -9,9 +9,7 @@ namespace {
 const QString afterName = QStringLiteral("after");
 const QString indexName = QStringLiteral("index");
 
-CMError outOfRange(const char* message) {
-    return CMError::fromName(CMErrorNames::outOfRange(), QString::fromLatin1(message));
-}
+using PlayerArguments::outOfRange;
 
 } // namespace
 
@@ -19,12 +17,12 @@ CMError QueueCommands::queueIsFull() {
     return outOfRange("The queue is full");
 }
 
-CMError QueueCommands::insert(const QVariant& argument, const PlayerTrack& track) const {
+CMError QueueCommands::insert(const QVariant& argument, const QVector<PlayerTrack>& tracks) const {
     CMError error;
     const auto index = placeNamed(argument, &error);
     if (!index)
         return error;
-    return m_queue->insert(*index, track) ? CMError() : queueIsFull();
+    return m_queue->insert(*index, tracks) ? CMError() : queueIsFull();
 }
 
 CMError QueueCommands::remove(const QVariant& argument) const {

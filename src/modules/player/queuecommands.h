@@ -2,13 +2,14 @@
 #pragma once
 
 #include "core/model/cmerror.h"
+#include "playertrack.h"
 
 #include <QVariant>
+#include <QVector>
 
 #include <optional>
 
 class PlayQueue;
-struct PlayerTrack;
 
 // What clients ask of the queue. Each command takes the value that was written, and gives an error,
 // which is empty when the command was carried out; otherwise the queue is as before.
@@ -22,14 +23,16 @@ public:
     // The queue must outlive the commands.
     explicit QueueCommands(PlayQueue* queue) : m_queue(queue) {}
 
-    // Takes a place; without one the track is appended.
-    CMError insert(const QVariant& argument, const PlayerTrack& track) const;
+    // Takes a place; without one the tracks are appended.
+    CMError insert(const QVariant& argument, const QVector<PlayerTrack>& tracks) const;
     CMError remove(const QVariant& argument) const;
     // Takes a row and a place.
     CMError move(const QVariant& argument) const;
     CMError clear(const QVariant& argument) const;
     CMError restore(const QVariant& argument) const;
 
+    // False, with the error set, when the argument is for another version of the list.
+    bool isForThisVersion(const QVariant& argument, CMError* error) const;
     // Empty, with the error set, when the argument names no row of the queue as it is now.
     std::optional<int> rowNamed(const QVariant& argument, CMError* error) const;
     static CMError queueIsFull();
@@ -40,7 +43,6 @@ private:
     std::optional<int> placeNamed(const QVariant& argument, CMError* error) const;
     std::optional<int> targetNamed(const QVariant& argument, int from, CMError* error) const;
     std::optional<int> placeBehind(const QVariant& id, CMError* error) const;
-    bool isForThisVersion(const QVariant& argument, CMError* error) const;
 
     PlayQueue* m_queue;
 };

@@ -65,25 +65,35 @@ void TrackFinder::locate(
     CMRoot()->getData(CMPath::fromEncoded(path), {PlixRolesType::Value()}, data);
 }
 
-void TrackFinder::find(
-    const QString& path, QObject* context,
-    const std::function<void(const PlayerTrack& track, const CMError& error)>& found) {
+void TrackFinder::findNode(const QString& path, QObject* context,
+                           const std::function<void(const PlayerTrack& track, const QString& type,
+                                                    const CMError& error)>& found) {
     const CMReply<QVariantList> data;
     data.onFinished(context, [path, found](const CMReply<QVariantList>& finished) {
         if (const CMError error = finished.error())
-            return found({}, error);
+            return found({}, {}, error);
         PlayerTrack track = PlayerTrack::fromValues(finished.value().mid(1));
         if (track.isInternal)
-            return found({}, CMError::fromName(QStringLiteral("setData failed"),
-                                               QStringLiteral("Node is internal")));
-        if (finished.value().value(0) != QLatin1String("audio"))
-            return found({}, CMError::fromName(CMErrorNames::typeMismatch(),
-                                               QStringLiteral("The path names no track")));
+            return found({}, {},
+                         CMError::fromName(QStringLiteral("setData failed"),
+                                           QStringLiteral("Node is internal")));
         track.path = path;
-        found(track, {});
+        found(track, finished.value().value(0).toString(), {});
     });
     CMRoot()->getData(CMPath::fromEncoded(path),
                       QStringList(PlixRoles::Type()) + PlayerTrack::roles(), data);
+}
+
+void TrackFinder::find(
+    const QString& path, QObject* context,
+    const std::function<void(const PlayerTrack& track, const CMError& error)>& found) {
+    findNode(path, context,
+             [found](const PlayerTrack& track, const QString& type, const CMError& error) {
+                 if (!error && type != QLatin1String("audio"))
+                     return found({}, CMError::fromName(CMErrorNames::typeMismatch(),
+                                                        QStringLiteral("The path names no track")));
+                 found(track, error);
+             });
 }
 
 void TrackFinder::findAll(int maximum, QObject* context,

@@ -16,6 +16,10 @@ namespace TrackFinder {
 // The track of the node at the path; an error when there is none that may be shown.
 void find(const QString& path, QObject* context,
           const std::function<void(const PlayerTrack& track, const CMError& error)>& found);
+// The node with the roles of a track, whatever its type is, and the type.
+void findNode(const QString& path, QObject* context,
+              const std::function<void(const PlayerTrack& track, const QString& type,
+                                       const CMError& error)>& found);
 // Those of the media worker's list that may be shown, at most `maximum`. Nothing is called back
 // without a media worker.
 void findAll(int maximum, QObject* context,
