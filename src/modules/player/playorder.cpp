@@ -34,6 +34,7 @@ void PlayOrder::setShuffle(bool isOn, const PlayQueue& queue) {
     m_current = queue.currentTrack().id;
     m_coming.clear();
     m_known.clear();
+    m_version = queue.version();
     if (isOn)
         beginRound(queue);
 }
@@ -53,12 +54,14 @@ void PlayOrder::beginRound(const PlayQueue& queue) {
 void PlayOrder::follow(const PlayQueue& queue) {
     if (!m_isShuffling)
         return;
-    dropRemoved(queue);
-    const bool isOtherQueue = m_known.isEmpty();
+    const bool hasOtherRows = std::exchange(m_version, queue.version()) != queue.version();
+    if (hasOtherRows)
+        dropRemoved(queue);
     goTo(queue.currentTrack().id);
-    if (isOtherQueue)
+    if (hasOtherRows && m_known.isEmpty())
         return beginRound(queue);
-    addNew(queue);
+    if (hasOtherRows)
+        addNew(queue);
     if (m_coming.isEmpty() && m_repeat == Repeat::All)
         beginRound(queue);
 }

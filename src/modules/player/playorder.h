@@ -44,6 +44,8 @@ private:
 
     Repeat m_repeat = Repeat::Off;
     bool m_isShuffling = false;
+    // Of the queue's list that the ids are of.
+    qint64 m_version = -1;
     // Ids. The history has the latest last; what is to come has the next first.
     QStringList m_played;
     QString m_current;

@@ -4,15 +4,20 @@
 #include "core/model/cmchangenotifier.h"
 #include "core/model/cmroles.h"
 #include "core/model/cmroot.h"
+#include "core/model/cmrowhistory.h"
 #include "core/model/cmvalues.h"
 #include "core/plixhost.h"
 
 #include <algorithm>
+#include <optional>
 
 namespace {
 
 // Longer answers are not cached: they take more memory than they save time.
 constexpr int maximumCachedRows = 1000;
+
+// Tells receivers to read the list again.
+const PlixList<PlixRowEvent> resetEvents;
 
 CMError nodeNotFound(const CMPath& path) {
     return CMError::fromName(CMErrorNames::nodeNotFound(),
@@ -89,10 +94,10 @@ bool sameRow(const QVariantHash& left, const QVariantHash& right) {
     return CMValues::same(left, right);
 }
 
-// The events that turn one list into the other. Common rows at the beginning and at the end are
-// skipped, so that a small change gives few events.
-PlixList<PlixRowEvent> difference(const QVector<QVariantHash>& from,
-                                  const QVector<QVariantHash>& to) {
+// The events that turn one list into the other; null when the list has to be read again. Common
+// rows at the beginning and at the end are skipped, so that a small change gives few events.
+std::optional<PlixList<PlixRowEvent>> difference(const QVector<QVariantHash>& from,
+                                                 const QVector<QVariantHash>& to) {
     const int shorter = std::min(from.size(), to.size());
     int begin = 0;
     while (begin < shorter && sameRow(from[begin], to[begin]))
@@ -103,15 +108,16 @@ PlixList<PlixRowEvent> difference(const QVector<QVariantHash>& from,
         ++tail;
 
     PlixList<PlixRowEvent> events;
-    for (int index = from.size() - tail - 1; index >= to.size() - tail; --index)
+    const auto isFull = [&events] { return events.size() > int(CMRowHistory::maximumEvents); };
+    for (int index = from.size() - tail - 1; index >= to.size() - tail && !isFull(); --index)
         events.append(rowEvent(PlixRowEventType::Removed, index));
-    for (int index = begin; index < shorter - tail; ++index) {
+    for (int index = begin; index < shorter - tail && !isFull(); ++index) {
         if (!sameRow(from[index], to[index]))
             events.append(rowEvent(PlixRowEventType::Changed, index));
     }
-    for (int index = from.size() - tail; index < to.size() - tail; ++index)
+    for (int index = from.size() - tail; index < to.size() - tail && !isFull(); ++index)
         events.append(rowEvent(PlixRowEventType::Inserted, index));
-    return events;
+    return isFull() ? std::nullopt : std::optional(events);
 }
 
 // Whether clients must not write the role: because checks and other clients rely on it, or because
@@ -326,7 +332,7 @@ void CMNodesWorker::removeNode(const QString& path) {
     for (auto role = removed.roles.begin(); role != removed.roles.end(); ++role)
         announceRole(path, role.key(), {});
     if (!removed.rows.isEmpty())
-        announceRows(path, difference(removed.rows, {}));
+        announceRows(path, difference(removed.rows, {}).value_or(resetEvents));
 }
 
 QVariant CMNodesWorker::role(const QString& path, const QString& role) const {
@@ -356,12 +362,12 @@ qint64 CMNodesWorker::rowsVersion(const QString& path) const {
 
 void CMNodesWorker::setRows(const QString& path, const QVector<QVariantHash>& rows) {
     Node& owner = node(path);
-    const PlixList<PlixRowEvent> events = difference(owner.rows, rows);
-    if (events.isEmpty())
+    const auto events = difference(owner.rows, rows);
+    if (events && events->isEmpty())
         return;
     owner.rows = rows;
     ++owner.version;
-    announceRows(path, events);
+    announceRows(path, events.value_or(resetEvents));
 }
 
 void CMNodesWorker::insertRow(const QString& path, int index, const QVariantHash& row) {
