@@ -10,22 +10,30 @@
 
 namespace {
 
-// Does not wait for the disk, as QSaveFile does: a memory card takes long enough for it to hold up
-// the whole device. When the power fails, file systems have the old file or the new one.
 void save(const QString& fileName, const QByteArray& content) {
-    const QString written = fileName + QStringLiteral(".new");
-    QFile file(written);
-    bool saved = file.open(QIODevice::WriteOnly) &&
-                 file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
-                 file.write(content) == content.size() && file.flush();
-    file.close();
-    saved = saved && std::rename(QFile::encodeName(written).constData(),
-                                 QFile::encodeName(fileName).constData()) == 0;
-    if (!saved)
-        dbglog_error("Not kept: " << fileName << ": " << file.errorString());
+    const QString error = PlayerStore::write(fileName, content);
+    if (!error.isEmpty())
+        dbglog_error("Not kept: " << fileName << ": " << error);
 }
 
 } // namespace
+
+// Does not wait for the disk, as QSaveFile does: a memory card takes long enough for it to hold up
+// the whole device. When the power fails, file systems have the old file or the new one.
+QString PlayerStore::write(const QString& fileName, const QByteArray& content) {
+    const QString written = fileName + QStringLiteral(".new");
+    QFile file(written);
+    const bool isWritten = file.open(QIODevice::WriteOnly) &&
+                           file.setPermissions(QFile::ReadOwner | QFile::WriteOwner) &&
+                           file.write(content) == content.size() && file.flush();
+    file.close();
+    if (isWritten && std::rename(QFile::encodeName(written).constData(),
+                                 QFile::encodeName(fileName).constData()) == 0)
+        return {};
+    const QString error = isWritten ? qt_error_string() : file.errorString();
+    file.remove();
+    return error;
+}
 
 QString PlayerStore::fileName(const char* name) const {
     return m_folder + '/' + QLatin1String(name);

@@ -23,6 +23,9 @@ public:
     std::optional<QVector<PlayerTrack>> queue() const;
     void keepQueue(const QVector<PlayerTrack>& tracks) const;
 
+    // Replaces the file, or makes it. The error in plain words; empty when it was written.
+    static QString write(const QString& fileName, const QByteArray& content);
+
 private:
     QString fileName(const char* name) const;
 

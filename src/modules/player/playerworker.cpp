@@ -3,6 +3,7 @@
 
 #include "core/dbglog.h"
 #include "core/model/cmroles.h"
+#include "core/model/cmroot.h"
 #include "core/model/cmvalueitem.h"
 #include "core/model/cmvalues.h"
 #include "core/plixconnect.h"
@@ -10,6 +11,8 @@
 #include "playerengines.h"
 #include "playernodes.h"
 #include "trackfinder.h"
+
+#include <QDir>
 
 #include <algorithm>
 
@@ -40,12 +43,25 @@ const QStringList& keptNodes() {
 using PlayerArguments::outOfRange;
 using PlayerArguments::typeMismatch;
 
+// The person's own; empty while there are only the tracks that come with the device.
+QString musicFolder() {
+    const CMPath path = CMPath::fromEncoded(QStringLiteral("settings:/media/directory"));
+    return CMRoot() ? QDir::cleanPath(PlixValue(CMRoot()->getValue(path).toHash()).string_())
+                    : QString();
+}
+
+QString playlistFolder(const QVariantHash& config) {
+    const QString folder = config.value(stateDirName).toString();
+    return folder.isEmpty() ? QString() : folder + QStringLiteral("/playlists");
+}
+
 } // namespace
 
 PlayerWorker::PlayerWorker(const QVariantHash& config)
     : CMNodesWorker(config, QStringLiteral("player")),
       m_store(config.value(stateDirName).toString()), m_queue(this, PlayerNodes::queue),
       m_commands(&m_queue), m_collector(PlayQueue::maximumRows),
+      m_playlists(this, playlistFolder(config), musicFolder()),
       m_player(&m_queue, makePlayerEngine(config.value(stateDirName).toString())) {
     m_tick.setInterval(tickMs);
     plixConnect(&m_tick, &QTimer::timeout, this, &PlayerWorker::showPosition);
@@ -100,6 +116,13 @@ void PlayerWorker::getDataRequest(const CMGetDataRequest& request) {
     request.reply.finish(values);
 }
 
+void PlayerWorker::getRowsRequest(const CMGetRowsRequest& request) {
+    if (m_playlists.hasRows(request.path.toEncoded()))
+        m_playlists.getRows(request);
+    else
+        CMNodesWorker::getRowsRequest(request);
+}
+
 void PlayerWorker::setDataRequest(const CMSetDataRequest& request) {
     const QString path = request.path.toEncoded();
     if (path == PlayerNodes::repeat && request.role == PlixRolesType::Value() &&
@@ -126,6 +149,11 @@ const QHash<QString, PlayerWorker::Action>& PlayerWorker::actions() {
         {QStringLiteral("player:queue/move"), &PlayerWorker::change<&QueueCommands::move>},
         {QStringLiteral("player:queue/clear"), &PlayerWorker::change<&QueueCommands::clear>},
         {QStringLiteral("player:queue/restore"), &PlayerWorker::change<&QueueCommands::restore>},
+        {QStringLiteral("player:playlists/save"), &PlayerWorker::savePlaylist},
+        {QStringLiteral("player:playlists/rename"),
+         &PlayerWorker::changePlaylist<&Playlists::rename>},
+        {QStringLiteral("player:playlists/remove"),
+         &PlayerWorker::changePlaylist<&Playlists::remove>},
     };
     return table;
 }
@@ -218,6 +246,15 @@ void PlayerWorker::load(const QVariant& argument, const Reply& reply) {
     });
 }
 
+void PlayerWorker::savePlaylist(const QVariant& argument, const Reply& reply) {
+    m_playlists.save(argument, m_queue.tracks(), reply);
+}
+
+template <void (Playlists::*action)(const QVariant&, const PlayerWorker::Reply&)>
+void PlayerWorker::changePlaylist(const QVariant& argument, const Reply& reply) {
+    (m_playlists.*action)(argument, reply);
+}
+
 template <PlayerWorker::QueueAction action>
 void PlayerWorker::change(const QVariant& argument, const Reply& reply) {
     finishChange((m_commands.*action)(argument), reply);
@@ -240,6 +277,7 @@ void PlayerWorker::claimQueue() {
 // The media worker's tracks.
 
 void PlayerWorker::on_mediaRows_changed() {
+    m_playlists.announceTracks();
     // Reading all tracks takes a while, and a scan changes them again and again.
     if (!m_awaitsMedia && !m_queue.lacksDurations())
         return;

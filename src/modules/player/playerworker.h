@@ -4,6 +4,7 @@
 #include "core/model/cmnodesworker.h"
 #include "player.h"
 #include "playerstore.h"
+#include "playlists/playlists.h"
 #include "playqueue.h"
 #include "queuecommands.h"
 #include "trackcollector.h"
@@ -29,12 +30,12 @@
 //   player:queue/clear
 //   player:queue/restore    {"id": ID}: what was removed with that row comes back to where it stood
 //
-// queuecommands.h tells what a ROW and a place are.
+// queuecommands.h tells what a ROW and a place are, playlists.h has the nodes of playlists.
 //
 // The queue starts with the rows that the configuration gives it, otherwise with the tracks of the
 // media worker as soon as there are any, unless a client has changed it before. Such a queue is
-// kept when the device restarts; so are the volume, the modes, the current row and the position in
-// it. What was playing rests then.
+// kept when the device restarts; so are the volume, the modes,
+// the current row and the position in it. What was playing rests then.
 //
 // Configuration: "nodes"; "stateDir", the state directory; "overrides", the paths whose configured
 // values have precedence over kept ones.
@@ -46,6 +47,7 @@ public:
     ~PlayerWorker() override;
 
     void getDataRequest(const CMGetDataRequest& request) override;
+    void getRowsRequest(const CMGetRowsRequest& request) override;
     void setDataRequest(const CMSetDataRequest& request) override;
 
 protected:
@@ -69,6 +71,9 @@ private:
     void load(const QVariant& argument, const Reply& reply);
     template <PlayerAction action>
     void act(const QVariant& argument, const Reply& reply);
+    void savePlaylist(const QVariant& argument, const Reply& reply);
+    template <void (Playlists::*action)(const QVariant& argument, const Reply& reply)>
+    void changePlaylist(const QVariant& argument, const Reply& reply);
     template <QueueAction action>
     void change(const QVariant& argument, const Reply& reply);
     void succeed(const Reply& reply) const;
@@ -90,6 +95,7 @@ private:
     PlayQueue m_queue;
     QueueCommands m_commands;
     TrackCollector m_collector;
+    Playlists m_playlists;
     Player m_player;
     QTimer m_tick;
     QTimer m_keep;

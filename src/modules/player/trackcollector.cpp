@@ -10,7 +10,6 @@
 
 namespace {
 
-const QString trackType = QStringLiteral("audio");
 const QString containerType = QStringLiteral("container");
 
 } // namespace
@@ -30,7 +29,7 @@ void TrackCollector::begin() {
         path, this, [this, path](const PlayerTrack& track, const QString& type, CMError error) {
             if (!error && type == containerType)
                 return open(path);
-            if (!error && type != trackType)
+            if (!error && type != TrackFinder::trackType())
                 error = PlayerArguments::typeMismatch(
                     "The path names neither a track nor a list of tracks");
             if (error)
@@ -116,7 +115,7 @@ void TrackCollector::useRow(const QVariantList& values) {
     if (track.isInternal || track.path.isEmpty())
         return;
     const QVariant type = values.last();
-    if (type == trackType)
+    if (type == TrackFinder::trackType())
         add(track);
     else if (type == containerType && m_lists.size() < maximumDepth &&
              m_opened.size() < maximumLists && !m_opened.contains(track.path))

@@ -44,7 +44,35 @@ void locateFile(const QString& path, QObject* context,
                       reply);
 }
 
+// The track has the path that is the node's value.
+void readNode(const QString& path, QObject* context,
+              const std::function<void(const PlayerTrack& track, const QString& type,
+                                       const CMError& error)>& found) {
+    const CMReply<QVariantList> data;
+    data.onFinished(context, [found](const CMReply<QVariantList>& finished) {
+        if (const CMError error = finished.error())
+            return found({}, {}, error);
+        const PlayerTrack track = PlayerTrack::fromValues(finished.value().mid(1));
+        if (track.isInternal)
+            return found({}, {},
+                         CMError::fromName(QStringLiteral("setData failed"),
+                                           QStringLiteral("Node is internal")));
+        found(track, finished.value().value(0).toString(), {});
+    });
+    CMRoot()->getData(CMPath::fromEncoded(path),
+                      QStringList(PlixRoles::Type()) + PlayerTrack::roles(), data);
+}
+
+CMError noTrack() {
+    return CMError::fromName(CMErrorNames::typeMismatch(),
+                             QStringLiteral("The path names no track"));
+}
+
 } // namespace
+
+QString TrackFinder::trackType() {
+    return QStringLiteral("audio");
+}
 
 bool TrackFinder::isRemote(const QString& uri) {
     return uri.startsWith(QLatin1String("http://")) || uri.startsWith(QLatin1String("https://"));
@@ -53,6 +81,8 @@ bool TrackFinder::isRemote(const QString& uri) {
 void TrackFinder::locate(
     const QString& path, QObject* context,
     const std::function<void(const QString& uri, const QString& reason)>& found) {
+    if (isRemote(path))
+        return found(path, {});
     const CMReply<QVariantList> data;
     data.onFinished(context, [path, context, found](const CMReply<QVariantList>& finished) {
         if (finished.error())
@@ -68,20 +98,11 @@ void TrackFinder::locate(
 void TrackFinder::findNode(const QString& path, QObject* context,
                            const std::function<void(const PlayerTrack& track, const QString& type,
                                                     const CMError& error)>& found) {
-    const CMReply<QVariantList> data;
-    data.onFinished(context, [path, found](const CMReply<QVariantList>& finished) {
-        if (const CMError error = finished.error())
-            return found({}, {}, error);
-        PlayerTrack track = PlayerTrack::fromValues(finished.value().mid(1));
-        if (track.isInternal)
-            return found({}, {},
-                         CMError::fromName(QStringLiteral("setData failed"),
-                                           QStringLiteral("Node is internal")));
-        track.path = path;
-        found(track, finished.value().value(0).toString(), {});
-    });
-    CMRoot()->getData(CMPath::fromEncoded(path),
-                      QStringList(PlixRoles::Type()) + PlayerTrack::roles(), data);
+    readNode(path, context,
+             [path, found](PlayerTrack track, const QString& type, const CMError& error) {
+                 track.path = path;
+                 found(track, type, error);
+             });
 }
 
 void TrackFinder::find(
@@ -89,10 +110,18 @@ void TrackFinder::find(
     const std::function<void(const PlayerTrack& track, const CMError& error)>& found) {
     findNode(path, context,
              [found](const PlayerTrack& track, const QString& type, const CMError& error) {
-                 if (!error && type != QLatin1String("audio"))
-                     return found({}, CMError::fromName(CMErrorNames::typeMismatch(),
-                                                        QStringLiteral("The path names no track")));
-                 found(track, error);
+                 found(track, error || type == trackType() ? error : noTrack());
+             });
+}
+
+void TrackFinder::findPresent(
+    const QString& path, QObject* context,
+    const std::function<void(const PlayerTrack& track, const CMError& error)>& found) {
+    readNode(path, context,
+             [path, found](PlayerTrack track, const QString& type, const CMError& error) {
+                 if (track.path.isEmpty() || isRemote(track.path))
+                     track.path = path;
+                 found(track, error || type == trackType() ? error : noTrack());
              });
 }
 

@@ -13,9 +13,15 @@ class QObject;
 // Asks other workers for tracks. Nothing is called back once the context has been deleted.
 namespace TrackFinder {
 
+// The role `type` of tracks.
+QString trackType();
+
 // The track of the node at the path; an error when there is none that may be shown.
 void find(const QString& path, QObject* context,
           const std::function<void(const PlayerTrack& track, const CMError& error)>& found);
+// The same with the track's present path, if it has been moved.
+void findPresent(const QString& path, QObject* context,
+                 const std::function<void(const PlayerTrack& track, const CMError& error)>& found);
 // The node with the roles of a track, whatever its type is, and the type.
 void findNode(const QString& path, QObject* context,
               const std::function<void(const PlayerTrack& track, const QString& type,
@@ -24,8 +30,8 @@ void findNode(const QString& path, QObject* context,
 // without a media worker.
 void findAll(int maximum, QObject* context,
              const std::function<void(const QVector<PlayerTrack>& tracks)>& found);
-// Where the sound of the track at the path is: the URI of a local file, or of a stream on the
-// network. Empty, with the reason in plain words, when it is nowhere.
+// Where the sound of the track at the path, or of the stream at the URL, is: the URI of a local
+// file, or of a stream on the network. Empty, with the reason in plain words, when it is nowhere.
 void locate(const QString& path, QObject* context,
             const std::function<void(const QString& uri, const QString& reason)>& found);
 bool isRemote(const QString& uri);
