@@ -231,6 +231,17 @@ private Q_SLOTS:
         QVERIFY(position() >= 3000);
     }
 
+    // A library is there to choose from, however many tracks its scan has found so far.
+    void leavesTheQueueEmptyWithMusicOfOnesOwn() {
+        CMNodesWorker settings(QVariantHash(), "settings");
+        settings.setValue("settings:/media/directory", PlixValue::fromScalar("/music"));
+        m_player.reset();
+        m_player = std::make_unique<PlayerWorker>(QVariantHash());
+        m_media->removeRow("media:/", 0);
+        QCoreApplication::processEvents();
+        QCOMPARE(player(), QStringLiteral("stopped "));
+    }
+
     void showsNothingOfAnInternalRow() {
         QVariantHash secret = node("s", 0);
         secret.insert("internal", QVariantHash{{"bool_", true}});

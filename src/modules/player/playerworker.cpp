@@ -84,7 +84,7 @@ PlayerWorker::PlayerWorker(const QVariantHash& config)
         m_isClaimed = true;
         m_queue.fill(*rows);
     }
-    m_awaitsMedia = m_queue.isEmpty() && !m_isClaimed;
+    m_awaitsMedia = m_queue.isEmpty() && !m_isClaimed && musicFolder().isEmpty();
     restoreValues(config.value(QStringLiteral("overrides")).toStringList());
     restorePlace();
 

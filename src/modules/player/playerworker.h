@@ -32,9 +32,10 @@
 //
 // queuecommands.h tells what a ROW and a place are, playlists.h has the nodes of playlists.
 //
-// The queue starts with the rows that the configuration gives it, otherwise with the tracks of the
-// media worker as soon as there are any, unless a client has changed it before. Such a queue is
-// kept when the device restarts; so are the volume, the modes,
+// The queue starts with the rows that the configuration gives it, otherwise with the tracks that
+// come with the device as soon as there are any, unless a client has changed it before. A folder of
+// one's own is a library, of which people choose what they want to hear: the queue is empty then.
+// A queue that a client has changed is kept when the device restarts; so are the volume, the modes,
 // the current row and the position in it. What was playing rests then.
 //
 // Configuration: "nodes"; "stateDir", the state directory; "overrides", the paths whose configured
