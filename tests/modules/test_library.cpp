@@ -176,6 +176,34 @@ private Q_SLOTS:
         UNTIL(progress(), QString("idle 0 0 0"));
     }
 
+    // A client that follows the rows of the list has them as they are.
+    void tellsWhichRowsChange() {
+        for (const char* name : {"b.wav", "d.wav", "f.wav", "deep/d.wav"})
+            copy("sound.wav", name);
+        start();
+        UNTIL(progress(), QString("idle 4 4 0"));
+        m_rows = rowsOf("media:/", {"value"});
+        CMRoot()->connectRowsChange(CMPath::fromEncoded("media:/"), this,
+                                    SLOT(on_rows_changed(QVariantList)));
+        for (const char* name : {"a.wav", "e.wav", "z.wav"})
+            copy("sound.wav", name);
+        QVERIFY(QFile::remove(music("d.wav")));
+        QVERIFY(QDir().rename(music("f.wav"), music("c.wav")));
+        UNTIL(pathsOf("media:/").join(' '), QString("media:/a.wav media:/b.wav media:/c.wav "
+                                                    "media:/deep/d.wav media:/e.wav media:/z.wav"));
+        QCOMPARE(m_rows, rowsOf("media:/", {"value"}));
+        copy("sound.wav", "c.wav");
+        UNTIL(m_types, QSet<int>({PlixRowEventType::Inserted, PlixRowEventType::Removed,
+                                  PlixRowEventType::Changed}));
+        // Bulk changes, and covers of whole folders, are not told one by one.
+        writeFile(music("deep/cover.png"), "x");
+        UNTIL(m_resets, 1);
+        for (int i = 0; i < 70; ++i)
+            copy("sound.wav", QString("more/%1.wav").arg(i));
+        UNTIL(pathsOf("media:/").size(), 76);
+        QCOMPARE(m_rows, rowsOf("media:/", {"value"}));
+    }
+
     void leavesUnfinishedCopies() {
         start({{"settleMs", 3600000}});
         UNTIL(progress(), QString("idle 0 0 0"));
@@ -307,6 +335,18 @@ private Q_SLOTS:
         QVERIFY(FileNames::toBytes(QString(QChar(0xD800))).isNull());
     }
 
+private Q_SLOTS:
+    void on_rows_changed(const QVariantList& events) {
+        const QVariantList now = rowsOf("media:/", {"value"});
+        m_resets += events.isEmpty();
+        for (const QVariant& event : events)
+            m_types.insert(PlixRowEvent(event.toHash()).type());
+        if (events.isEmpty())
+            m_rows = now;
+        else
+            carryOut(events, now, &m_rows);
+    }
+
 private:
     void ffmpeg(const QStringList& arguments) {
         QProcess process;
@@ -347,6 +387,9 @@ private:
         return path(name.isEmpty() ? "music" : "music/" + name);
     }
 
+    QVariantList m_rows;
+    QSet<int> m_types;
+    int m_resets = 0;
     CMRootWorker m_root;
     QTemporaryDir m_sounds;
     std::unique_ptr<QTemporaryDir> m_state;

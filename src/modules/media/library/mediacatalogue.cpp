@@ -54,8 +54,7 @@ void sortByName(MediaCatalogue::Groups<Group>* groups, Name name) {
 MediaCatalogue::MediaCatalogue(Content content) : m_content(std::move(content)) {
     std::sort(m_content.tracks.begin(), m_content.tracks.end(),
               [](const LibraryTrackPtr& left, const LibraryTrackPtr& right) {
-                  const int order = left->title.compare(right->title, Qt::CaseInsensitive);
-                  return order != 0 ? order < 0 : left->path < right->path;
+                  return isBefore(*left, *right);
               });
     m_byPath.reserve(size());
     for (int index = 0; index < size(); ++index)
@@ -65,6 +64,11 @@ MediaCatalogue::MediaCatalogue(Content content) : m_content(std::move(content)) 
     groupGenres();
     groupFolders();
     listRecent();
+}
+
+bool MediaCatalogue::isBefore(const LibraryTrack& left, const LibraryTrack& right) {
+    const int order = left.title.compare(right.title, Qt::CaseInsensitive);
+    return order != 0 ? order < 0 : left.path < right.path;
 }
 
 MediaCataloguePtr MediaCatalogue::withStations(const QVector<Station>& stations) const {

@@ -63,6 +63,14 @@ public:
     // The same with further stations, before its own.
     std::shared_ptr<const MediaCatalogue> withStations(const QVector<Station>& stations) const;
 
+    // The order of the tracks: by title, then by path.
+    static bool isBefore(const LibraryTrack& left, const LibraryTrack& right);
+    // Whether the same picture files belong to the same folders and names.
+    bool hasPicturesOf(const MediaCatalogue& other) const {
+        return m_content.folderPictures == other.m_content.folderPictures &&
+               m_content.namedCovers == other.m_content.namedCovers;
+    }
+
     int size() const { return int(m_content.tracks.size()); }
     const LibraryTrack& track(int index) const { return *m_content.tracks[size_t(index)]; }
     // By its present path or, if no file is there, by a former one. -1 when there is none.
