@@ -86,6 +86,12 @@ fi
 if command -v systemd-analyze >/dev/null; then
     sed "s|^ExecStart=|&$root/usr/bin/|" "$(find "$root" -name plixhost.service -type f)" \
         >"$work/plixhost.service"
+    # With what the package for sound and the documentation add to it.
+    drop_ins=$work/plixhost.service.d
+    mkdir "$drop_ins"
+    find "$root" -name sound.conf -exec cp {} "$drop_ins" \;
+    sed -n 's/^    \(\[Service\]\|BindReadOnlyPaths=.*\)$/\1/p' \
+        "$(dirname -- "${BASH_SOURCE[0]}")/../../docs/playing.md" >"$drop_ins/override.conf"
     complaints=$(systemd-analyze verify --man=no "$work/plixhost.service" 2>&1) || true
     [ -z "$complaints" ] || fail "$complaints"
 fi

@@ -61,13 +61,19 @@ private Q_SLOTS:
     }
 
     void playsWithoutAGap_data() {
+        // The ending, options for the encoder, and by how many milliseconds a track may be longer
+        // or shorter: GStreamer leaves out the last frame of AAC in M4A, and AAC alone does not say
+        // what its encoder has added.
         addRows(R"(
-WAV         |wav |
-FLAC        |flac|
-MP3         |mp3 |
-MP3 with VBR|mp3 |-q:a 4
-Opus        |opus|
-Ogg Vorbis  |ogg |-c:a libvorbis
+WAV         |wav |               |1
+FLAC        |flac|               |1
+MP3         |mp3 |               |1
+MP3 with VBR|mp3 |-q:a 4         |1
+Opus        |opus|               |1
+Ogg Vorbis  |ogg |-c:a libvorbis |1
+ALAC        |m4a |-c:a alac      |1
+AAC in M4A  |m4a |               |24
+AAC         |aac |               |24
 )");
     }
 
@@ -81,11 +87,14 @@ Ogg Vorbis  |ogg |-c:a libvorbis
         }
         start(names);
         const Recording heard = playToTheEnd();
-        QVERIFY2(qAbs(heard.length() - 3 * 1300) < 5, qPrintable(QString::number(heard.length())));
-        QVERIFY2(heard.longestSilence() < 5, qPrintable(QString::number(heard.longestSilence())));
+        const int tolerance = fields[2].toInt();
+        QVERIFY2(qAbs(heard.length() - 3 * 1300) < 3 * tolerance + 2,
+                 qPrintable(QString::number(heard.length())));
+        QVERIFY2(heard.longestSilence() < tolerance + 4,
+                 qPrintable(QString::number(heard.longestSilence())));
         int from = 0;
         for (const int frequency : {440, 880, 660}) {
-            QVERIFY(qAbs(heard.frequency(from + 50, 1200) - frequency) < 2);
+            QVERIFY(qAbs(heard.frequency(from + 100, 1100) - frequency) < 2);
             from += 1300;
         }
     }
@@ -95,6 +104,7 @@ Ogg Vorbis  |ogg |-c:a libvorbis
 FLAC                        |flac|alone
 MP3                         |mp3 |alone
 Opus                        |opus|alone
+AAC in M4A                  |m4a |alone
 while the next is in waiting|mp3 |followed
 )");
     }
