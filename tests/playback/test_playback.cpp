@@ -3,6 +3,7 @@
 #include "core/plixhttprequest.h"
 #include "datamodel.h"
 #include "httpsource.h"
+#include "mediaworker.h"
 #include "playerworker.h"
 #include "recording.h"
 #include "table.h"
@@ -221,6 +222,25 @@ hang |19
         QVERIFY(station.requests().size() >= 2);
     }
 
+    // It goes on when it has been paused, and the worker ends with the last reader.
+    void playsWhatAWorkerProduces() {
+        start({}, true);
+        m_media.reset();
+        const MediaWorker media{QVariantHash()};
+        act("play", QVariantHash{{"path", "media:/live"}});
+        QTRY_VERIFY_WITH_TIMEOUT(position() > 700, patienceMs);
+        QCOMPARE(PlixValue(valueOf("player:player/duration")).i64_(), 0);
+        act("pause");
+        const qint64 paused = position();
+        act("play");
+        QTRY_VERIFY_WITH_TIMEOUT(position() > paused + 300, patienceMs);
+        QVERIFY(Recording(path("heard")).rms(100, 500) > 0.01);
+        QVERIFY(openPipes() > 0);
+        act("stop");
+        QTRY_COMPARE_WITH_TIMEOUT(openPipes(), 0, patienceMs);
+        m_player.reset();
+    }
+
     void on_error_changed(const PlixValue& value) {
         if (!value.string_().isEmpty())
             m_errors.append(value.string_());
@@ -272,6 +292,16 @@ private:
         act("play");
         [&] { QTRY_COMPARE_WITH_TIMEOUT(text("state"), QStringLiteral("stopped"), patienceMs); }();
         return Recording(path("heard"));
+    }
+
+    // Of this process, which is the worker's too.
+    static int openPipes() {
+        int count = 0;
+        const QFileInfoList descriptors =
+            QDir("/proc/self/fd").entryInfoList(QDir::AllEntries | QDir::System);
+        for (const QFileInfo& descriptor : descriptors)
+            count += descriptor.symLinkTarget().startsWith(PlixHttpRequest::pipePrefix());
+        return count;
     }
 
     // The only child of this process.

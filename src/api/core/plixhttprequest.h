@@ -17,8 +17,9 @@ public:
     void setParams(const QVariant& params) { setMember(QStringLiteral("params"), params); }
 };
 
-// What the web server writes to the role PlixRoles::HttpRequest() of a node: perform the request
-// and write the response body into the named pipe, which exists already and is being read.
+// What the web server, or a player, writes to the role PlixRoles::HttpRequest() of a node: perform
+// the request and write the response body into the named pipe, which exists already and is being
+// read.
 //
 // A worker that answers status 200 without a local file opens the pipe for writing, best before it
 // answers and without blocking: a pipe that stays unopened for half a minute ends the exchange with
@@ -27,9 +28,9 @@ class PlixHttpRequest : public PlixHash {
 public:
     using PlixHash::PlixHash;
 
-    // The names of the web server's pipes: this prefix and a decimal number.
+    // The names of such pipes: this prefix and a decimal number.
     static QString pipePrefix() { return QStringLiteral("/tmp/plix-stream-data-pipe-"); }
-    // Whether the pipe is named like one of the web server's. A worker must not open any other:
+    // Whether the pipe is named like that. A worker must not open any other:
     // clients can write to roles of nodes, and would choose what the device writes into.
     bool hasStreamPipe() const {
         const QString number = pipe().mid(pipePrefix().size());

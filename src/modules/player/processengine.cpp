@@ -112,6 +112,7 @@ void ProcessEngine::rest() {
     m_hasSounded = false;
     m_retry.stop();
     m_clock.stand();
+    m_pipe.reset();
 }
 
 void ProcessEngine::start() {
@@ -127,9 +128,22 @@ void ProcessEngine::start() {
                             m_uri = uri;
                             if (uri.isEmpty())
                                 failLater(reason);
+                            else if (uri == TrackFinder::producedUri())
+                                openPipe();
                             else
                                 sendLoad();
                         });
+}
+
+void ProcessEngine::openPipe() {
+    m_pipe = std::make_unique<TrackPipe>();
+    m_uri = TrackFinder::fileUri(m_pipe->fileName());
+    m_pipe->open(m_track.path, [this](bool isOpen) {
+        if (isOpen)
+            sendLoad();
+        else
+            failLater(QStringLiteral("It is nothing that could be played here"));
+    });
 }
 
 // The worker of the track may have answered within start().
@@ -153,7 +167,7 @@ void ProcessEngine::sendLoad() {
     m_jumpNumber = 0;
     send("load", {{QStringLiteral("id"), m_id},
                   {QStringLiteral("uri"), m_uri},
-                  {QStringLiteral("position"), isStream() ? 0 : m_clock.position()},
+                  {QStringLiteral("position"), isStream() || m_pipe ? 0 : m_clock.position()},
                   {QStringLiteral("play"), m_isWanted}});
     sendNext();
 }
@@ -167,7 +181,8 @@ void ProcessEngine::prepare(const PlayerTrack& track) {
         if (!m_next || track.id != m_next->id)
             return;
         // What is nowhere says so when it is loaded; a stream has no beginning to be in time for.
-        m_nextUri = TrackFinder::isRemote(uri) ? QString() : uri;
+        const bool isFile = !TrackFinder::isRemote(uri) && uri != TrackFinder::producedUri();
+        m_nextUri = isFile ? uri : QString();
         sendNext();
     };
     if (track.id.isEmpty())
@@ -212,6 +227,8 @@ void ProcessEngine::handlePosition(const QVariantHash& report) {
     // One from before the jump.
     if (report.value(QStringLiteral("jump")).toLongLong() != m_jumpNumber)
         return;
+    if (m_pipe)
+        m_pipe->handOver();
     const qint64 position = report.value(QStringLiteral("position")).toLongLong();
     const bool runs = report.value(QStringLiteral("running")).toBool() && m_isWanted;
     const bool isNews = runs != m_clock.isRunning() || qAbs(position - m_clock.position()) > jumpMs;
@@ -230,6 +247,9 @@ void ProcessEngine::handlePosition(const QVariantHash& report) {
 }
 
 void ProcessEngine::handleDuration(const QVariantHash& report) {
+    // What is produced goes on for as long as it likes, whatever its header says.
+    if (m_pipe)
+        return;
     m_duration = report.value(QStringLiteral("duration")).toLongLong();
     Q_EMIT durationFound(m_duration);
 }
@@ -250,6 +270,7 @@ void ProcessEngine::handleStarted(const QVariantHash& report) {
         return ended();
     }
     m_id = id;
+    m_pipe.reset();
     m_track = m_next.value_or(PlayerTrack());
     m_uri = m_nextUri.value_or(QString());
     m_duration = m_track.durationMs;

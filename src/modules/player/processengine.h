@@ -5,7 +5,9 @@
 #include "playbackprocess.h"
 #include "playerengine.h"
 #include "retrydelay.h"
+#include "trackpipe.h"
 
+#include <memory>
 #include <optional>
 
 // Plays with the program plix-playback, which the player needs nothing of before something is to be
@@ -50,6 +52,7 @@ private:
     void handleFailed(const QVariantHash& report);
 
     void start();
+    void openPipe();
     void failLater(const QString& reason);
     void sendLoad();
     void sendNext();
@@ -67,6 +70,8 @@ private:
     PlayerTrack m_track;
     Phase m_phase = Phase::Idle;
     QString m_uri;
+    // Of a track that its worker produces; otherwise null.
+    std::unique_ptr<TrackPipe> m_pipe;
     bool m_isWanted = false;
     bool m_hasSounded = false;
     qint64 m_duration = 0;

@@ -3,7 +3,6 @@
 
 #include "core/model/cmroles.h"
 #include "core/model/cmroot.h"
-#include "core/plixhttprequest.h"
 
 #include <QFile>
 #include <QFileInfo>
@@ -16,32 +15,18 @@ CMPath mediaPath() {
 
 const QString notThere = QStringLiteral("It is not there any more");
 
-QString fileUri(const QString& fileName) {
-    return QStringLiteral("file://") +
-           QString::fromLatin1(QFile::encodeName(fileName).toPercentEncoding("/"));
-}
-
-// Asks the worker of the path for the file, as the web server does for a client.
 void locateFile(const QString& path, QObject* context,
                 const std::function<void(const QString& uri, const QString& reason)>& found) {
-    PlixHttpRequestData data;
-    data.setVariable(QStringLiteral("REQUEST_METHOD"), QStringLiteral("GET"));
-    data.setVariable(QStringLiteral("QUERY_STRING"), QString());
-    PlixHttpRequest request;
-    request.setData(data);
-    const CMReply<QVariant> reply;
-    reply.onFinished(context, [found](const CMReply<QVariant>& finished) {
-        const PlixHttpRequestReply answer(finished.value().toHash());
-        if (finished.error() || answer.status() == 404)
-            return found({}, notThere);
-        if (answer.localFile().isEmpty())
-            return found({}, QStringLiteral("It is no file that could be played here"));
-        if (!QFileInfo::exists(answer.localFile()))
-            return found({}, notThere);
-        found(fileUri(answer.localFile()), {});
-    });
-    CMRoot()->setData(CMPath::fromEncoded(path), PlixRoles::HttpRequest(), request.__variant(),
-                      reply);
+    TrackFinder::askForSound(path, {}, context,
+                             [found](const PlixHttpRequestReply& answer, const CMError& error) {
+                                 if (error || answer.status() == 404)
+                                     return found({}, notThere);
+                                 if (answer.localFile().isEmpty())
+                                     return found(TrackFinder::producedUri(), {});
+                                 if (!QFileInfo::exists(answer.localFile()))
+                                     return found({}, notThere);
+                                 found(TrackFinder::fileUri(answer.localFile()), {});
+                             });
 }
 
 // The track has the path that is the node's value.
@@ -76,6 +61,32 @@ QString TrackFinder::trackType() {
 
 bool TrackFinder::isRemote(const QString& uri) {
     return uri.startsWith(QLatin1String("http://")) || uri.startsWith(QLatin1String("https://"));
+}
+
+QString TrackFinder::producedUri() {
+    return QStringLiteral("pipe:");
+}
+
+QString TrackFinder::fileUri(const QString& fileName) {
+    return QStringLiteral("file://") +
+           QString::fromLatin1(QFile::encodeName(fileName).toPercentEncoding("/"));
+}
+
+void TrackFinder::askForSound(
+    const QString& path, const QString& pipe, QObject* context,
+    const std::function<void(const PlixHttpRequestReply& answer, const CMError& error)>& done) {
+    PlixHttpRequestData data;
+    data.setVariable(QStringLiteral("REQUEST_METHOD"), QStringLiteral("GET"));
+    data.setVariable(QStringLiteral("QUERY_STRING"), QString());
+    PlixHttpRequest request;
+    request.setData(data);
+    request.setPipe(pipe);
+    const CMReply<QVariant> reply;
+    reply.onFinished(context, [done](const CMReply<QVariant>& finished) {
+        done(PlixHttpRequestReply(finished.value().toHash()), finished.error());
+    });
+    CMRoot()->setData(CMPath::fromEncoded(path), PlixRoles::HttpRequest(), request.__variant(),
+                      reply);
 }
 
 void TrackFinder::locate(

@@ -2,6 +2,7 @@
 #pragma once
 
 #include "core/model/cmerror.h"
+#include "core/plixhttprequest.h"
 #include "playertrack.h"
 
 #include <QVector>
@@ -35,6 +36,15 @@ void findAll(int maximum, QObject* context,
 void locate(const QString& path, QObject* context,
             const std::function<void(const QString& uri, const QString& reason)>& found);
 bool isRemote(const QString& uri);
+// What locate() gives for a track that its worker produces: it has no file, but may write into a
+// pipe.
+QString producedUri();
+QString fileUri(const QString& fileName);
+// Asks the worker of the path as the web server does for a client. `pipe`: a FIFO that is open to
+// read; empty for none.
+void askForSound(
+    const QString& path, const QString& pipe, QObject* context,
+    const std::function<void(const PlixHttpRequestReply& answer, const CMError& error)>& done);
 // Calls the SLOT() of the receiver when that list changes.
 void follow(QObject* receiver, const char* slot);
 
