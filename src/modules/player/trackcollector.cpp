@@ -67,14 +67,14 @@ void TrackCollector::readRows() {
             return finish(error);
         // A list in it may have gone meanwhile.
         const PlixRowsRoles rows = error ? PlixRowsRoles() : finished.value();
-        useRows(rows.rows().toList(), rows.count(), rows.version());
+        useRows(rows.rows().toList(), rows.count(), int(rows.version()));
     });
     CMRoot()->getRows(CMPath::fromEncoded(list.path), list.first, list.first + rowsPerTurn - 1,
                       m_restarts < maximumRestarts ? list.version : -1,
                       PlayerTrack::roles() + QStringList(PlixRoles::Type()), reply);
 }
 
-void TrackCollector::useRows(const QVariantList& rows, qint64 count, qint64 version) {
+void TrackCollector::useRows(const QVariantList& rows, int count, int version) {
     List& list = m_lists.last();
     list.rows = rows;
     list.next = 0;
@@ -114,7 +114,7 @@ void TrackCollector::useRow(const QVariantList& values) {
     const PlayerTrack track = PlayerTrack::fromValues(values);
     if (track.isInternal || track.path.isEmpty())
         return;
-    const QVariant type = values.last();
+    const QString type = values.last().toString();
     if (type == TrackFinder::trackType())
         add(track);
     else if (type == containerType && m_lists.size() < maximumDepth &&

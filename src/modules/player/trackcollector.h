@@ -59,14 +59,14 @@ private:
         QVariantList rows;
         int first = 0;
         int next = 0;
-        qint64 count = 0;
-        qint64 version = -1;
+        int count = 0;
+        int version = -1;
     };
 
     void begin();
     void open(const QString& path);
     void readRows();
-    void useRows(const QVariantList& rows, qint64 count, qint64 version);
+    void useRows(const QVariantList& rows, int count, int version);
     void readOn();
     void useRow(const QVariantList& values);
     void add(const PlayerTrack& track);
