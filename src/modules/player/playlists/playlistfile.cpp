@@ -95,7 +95,8 @@ PlayerTrack PlaylistFile::track(int index) const {
         const int artistLength = names.indexOf(artistEnd);
         track.artist = names.left(std::max(artistLength, 0));
         track.title = artistLength < 0 ? names : names.mid(artistLength + artistEnd.size());
-        const QString seconds = described.section(QRegularExpression(QStringLiteral("[ ,]")), 0, 0);
+        // Further attributes may follow the number.
+        const QString seconds = described.section(',', 0, 0).section(' ', 0, 0);
         track.durationMs = std::max<qint64>(0, qint64(seconds.toDouble() * 1000));
     }
     if (track.title.isEmpty())
