@@ -8,6 +8,7 @@
 #include <QProcess>
 #include <QTimer>
 
+#include <csignal>
 #include <cstring>
 #include <utility>
 
@@ -40,13 +41,20 @@ PlixProcessHandlerResult timedOut(QProcess& process, int timeoutMs) {
 PlixProcessHandlerResult ended(QProcess& process) {
     dbglog_debug("PlixProcessHandler: " << process.program() << " ended with status "
                                         << process.exitCode());
-    // Qt gives the signal as the exit code.
-    if (process.exitStatus() != QProcess::NormalExit)
-        return {false,
-                output(process) + QStringLiteral("%1 was ended by signal %2 (%3)")
-                                      .arg(process.program())
-                                      .arg(process.exitCode())
-                                      .arg(QString::fromLocal8Bit(strsignal(process.exitCode())))};
+    if (process.exitStatus() != QProcess::NormalExit) {
+        // Qt gives the signal as the exit code.
+        const int signal = process.exitCode();
+        // It overlooks when the system refuses to make a process, and gives what it finds in
+        // memory.
+        if (signal <= 0 || signal > SIGRTMAX)
+            return {false, QStringLiteral("%1 could not be started: this system, or its emulator, "
+                                          "lacks clone() with CLONE_PIDFD")
+                               .arg(process.program())};
+        return {false, output(process) + QStringLiteral("%1 was ended by signal %2 (%3)")
+                                             .arg(process.program())
+                                             .arg(signal)
+                                             .arg(QString::fromLocal8Bit(strsignal(signal)))};
+    }
     return {process.exitCode() == 0, output(process)};
 }
 
