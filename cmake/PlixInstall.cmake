@@ -65,6 +65,7 @@ function(plix_packages_target)
     endif()
     add_custom_target(packages
         COMMAND ${CMAKE_COMMAND} -E env PLIX_BUILD_FOLDER=${PROJECT_BINARY_DIR}
+            "DEB_BUILD_OPTIONS=noautodbgsym nocheck"
             ${PROJECT_SOURCE_DIR}/tools/debs ${PROJECT_BINARY_DIR}/packages ${options}
-        USES_TERMINAL)
+        USES_TERMINAL VERBATIM)
 endfunction()
