@@ -8,6 +8,8 @@
  *     await device.set('player:player/volume', { i32_: 30 });
  *     const stop = device.watch('player:player/volume', volume => console.log(volume));
  *
+ * What the functions take and give is explained in plix.d.ts, which editors show.
+ *
  * A path names a worker and a node of it ("player:player/volume"). A node has a value under each of
  * its roles ("value", "title", ...); its `value` is usually a typed record such as `{ i32_: 30 }`.
  */
@@ -102,14 +104,6 @@ function checkedBase(base) {
 
 /** A failed request. `message` is the device's own text. */
 export class PlixError extends Error {
-    /**
-     * @param {string} message
-     * @param {string} name the data model's error name ("nodeNotFound", ...), "offline" when the
-     *     device did not answer, "http" for an answer that is none of the data model's,
-     *     "invalidPath" for a path that cannot be followed, "invalidBase"
-     * @param {number} status HTTP status, 0 when there was no answer
-     * @param {{cause: *}} [options] what led to it
-     */
     constructor(message, name, status = 0, options = undefined) {
         super(message, options);
         this.name = name;
@@ -126,11 +120,6 @@ export class Plix extends EventTarget {
     #base;
     #feed;
 
-    /**
-     * @param {string} base where the device is ("https://192.168.1.5:8443"); empty for the device
-     *     that this page came from. Others must have its origin in `allowedOrigins`.
-     * @throws {PlixError} "invalidBase"
-     */
     constructor(base = '') {
         super();
         this.#base = checkedBase(base);
@@ -140,23 +129,10 @@ export class Plix extends EventTarget {
             () => this.dispatchEvent(new Event('connection')));
     }
 
-    /**
-     * State of the live connection: "idle" (nothing is followed, or every tab is hidden),
-     * "connecting" (not there yet, or lost and being tried again) or "online".
-     * @returns {'idle'|'connecting'|'online'}
-     */
     get connection() {
         return this.#feed.status;
     }
 
-    /**
-     * Reads a node.
-     * @param {string} path
-     * @param {string|string[]} roles one role, several, or "@all"
-     * @returns {Promise<*>} for one role its plain value, else an object of role to value as stored;
-     *     integers beyond 2^53 are of the type `BigInt`, here and everywhere
-     * @throws {PlixError}
-     */
     async get(path, roles = 'value') {
         const names = [roles].flat();
         const answer = await this.#json('/api/getData?' + new URLSearchParams({
@@ -165,32 +141,12 @@ export class Plix extends EventTarget {
         return roles === '@all' || Array.isArray(roles) ? answer : plain(answer[roles]);
     }
 
-    /**
-     * Reads rows of a list.
-     * @param {string} path
-     * @param {object} [options]
-     * @param {number} [options.from] first row, 0 by default
-     * @param {number} [options.to] last row, included; beyond the end is allowed
-     * @param {string[]} [options.roles]
-     * @param {number} [options.version] refuse ("versionMismatch") when the list is another
-     *     version by now; -1 takes any
-     * @returns {Promise<{rows: object[], count: number, version: number}>} rows as objects of role
-     *     to value; count is the length of the whole list
-     * @throws {PlixError}
-     */
     rows(path, { from = 0, to = ROWS_PER_REQUEST - 1, roles = ['title', 'value'], version = -1 } = {}) {
         return this.#json('/api/getRows?' + new URLSearchParams({
             path, roles: roles.join(','), from, to, version, type: 'structure',
         }));
     }
 
-    /**
-     * Reads a whole list, in pieces that belong to one version of it.
-     * @param {string} path
-     * @param {string[]} [roles]
-     * @returns {Promise<object[]>}
-     * @throws {PlixError}
-     */
     async list(path, roles) {
         for (let attempt = 1; ; attempt++) {
             try {
@@ -215,14 +171,6 @@ export class Plix extends EventTarget {
         }
     }
 
-    /**
-     * Writes one role of a node.
-     * @param {string} path
-     * @param {*} value anything that JSON can say; a `BigInt` is an integer
-     * @param {string} [role]
-     * @returns {Promise<*>} what the node answers, usually the value now stored
-     * @throws {PlixError}
-     */
     set(path, value, role = 'value') {
         return this.#json('/api/setData', {
             method: 'POST',
@@ -231,25 +179,10 @@ export class Plix extends EventTarget {
         });
     }
 
-    /**
-     * Triggers an action node.
-     * @param {string} path
-     * @param {*} [argument] what the action takes; true for "just do it"
-     * @returns {Promise<*>}
-     * @throws {PlixError}
-     */
     activate(path, argument = true) {
         return this.set(path, argument, 'activate');
     }
 
-    /**
-     * Follows a node's value: the listener gets the plain value now, after every change, and again
-     * after the connection was lost. What it throws is reported like any uncaught error.
-     * @param {string} path
-     * @param {(value: *) => void} listener
-     * @param {(error: PlixError) => void} [failed] the node cannot be read or not be followed
-     * @returns {() => void} stops following; nobody is called any more
-     */
     watch(path, listener, failed = () => {}) {
         let changes = 0;
         let stopped = false;
@@ -276,15 +209,6 @@ export class Plix extends EventTarget {
         };
     }
 
-    /**
-     * Follows a list: the listener gets all rows now, after every change, and again after the
-     * connection was lost.
-     * @param {string} path
-     * @param {string[]} roles
-     * @param {(rows: object[]) => void} listener
-     * @param {(error: PlixError) => void} [failed] as with `watch`
-     * @returns {() => void} stops following; nobody is called any more
-     */
     watchList(path, roles, listener, failed = () => {}) {
         let reading = false;
         let again = false;
@@ -315,22 +239,6 @@ export class Plix extends EventTarget {
         };
     }
 
-    /**
-     * Subscribes to the raw events of a path.
-     *
-     * `ready` is called each time from which on no event is missed: first when the subscription
-     * stands, then after each gap (connection lost, device restarted, page hidden). What was read
-     * before is to be read again then. A tab never polls while it is hidden; all tabs of a browser
-     * share one poll.
-     * @param {string} path
-     * @param {object} listener
-     * @param {(event: {path: string, value?: *, rowsEvents?: object[], rowsReset?: boolean}) => void}
-     *     listener.event with rowsReset, the rows are to be read again
-     * @param {() => void} [listener.ready]
-     * @param {(error: PlixError) => void} [listener.failed] the path cannot be followed: it is empty
-     *     or longer than 1,024 characters
-     * @returns {() => void} unsubscribes
-     */
     subscribe(path, { event, ready = () => {}, failed = () => {} }) {
         return this.#feed.follow(path, { event, ready, failed });
     }
