@@ -1,5 +1,6 @@
-// SPDX-License-Identifier: MIT
 #!/usr/bin/env node
+// SPDX-License-Identifier: MIT
+
 // Makes screenshots of the pages' visual states, and one page to look through them:
 // tools/states.mjs FOLDER. ./test has installed what this needs and built the device.
 
