@@ -9,6 +9,7 @@
 <title><?plix getData path="SoupServer:texts/Settings" roles="value" escape="html"?></title>
 <link rel="icon" href="favicon.svg" type="image/svg+xml">
 <link rel="stylesheet" href="style.css">
+<link rel="stylesheet" href="forms.css">
 <link rel="stylesheet" href="sheet.css">
 </head>
 <body>

@@ -12,6 +12,7 @@
 <meta name="theme-color" media="(prefers-color-scheme: light)" content="#f5f1e9">
 <meta name="theme-color" media="(prefers-color-scheme: dark)" content="#14120f">
 <link rel="stylesheet" href="style.css">
+<link rel="stylesheet" href="forms.css">
 <link rel="stylesheet" href="sheet.css">
 <script type="module" src="js/updated.js"></script>
 </head>

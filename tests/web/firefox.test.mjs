@@ -34,6 +34,19 @@ test('the player plays, follows, and takes back', async () => {
     await page.locator('#queue .name').getByText(title).waitFor();
 });
 
+test('the library is searched, and back leads back', async () => {
+    const page = await openOnline(await newProfile(small), '/index.html#/artists');
+    await page.getByRole('link', { name: 'Harbour Lights' }).click();
+    await page.getByRole('button', { name: 'Play next', exact: true }).waitFor();
+    await page.goBack();
+    await page.locator('#find').fill('paper bo');
+    await page.locator('.group .name').getByText('Paper Boats').waitFor();
+    await page.getByRole('button', { name: 'Shuffle' }).click();
+    await until(() => player('shuffle'), 'shuffling');
+    await page.getByRole('button', { name: 'Repeat: off' }).click();
+    await until(async () => await player('repeat') === 'all', 'repeating');
+});
+
 test('settings are saved, in the language that was chosen', async () => {
     const page = await openOnline(await newProfile(small), '/settings.fcgi');
     await page.selectOption('#language', 'de');

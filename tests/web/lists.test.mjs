@@ -33,7 +33,7 @@ async function openCounting(options) {
     const read = { rows: 0 };
     context.on('response', async response => {
         if (response.url().includes('/api/getRows'))
-            read.rows += await response.json().then(({ rows }) => rows.length, () => 0);
+            read.rows += await response.json().then(({ rows }) => rows?.length ?? 0, () => 0);
     });
     const page = await openOnline(context);
     await page.locator('#queue li[data-key]').first().waitFor();

@@ -171,7 +171,7 @@ describe('the queue', () => {
         await inQueue([first, second, third, ...rest, first]);
         await page.locator('#queue .open').last().click();
         await page.locator('#queue li:last-child.current').waitFor();
-        assert.equal(await page.locator('.current').count(), 1);
+        assert.equal(await page.locator('#queue .current').count(), 1);
         await page.getByRole('button', { name: `Add ${second}` }).click();
         await inQueue([first, second, third, ...rest, first, second]);
         await device.activate('player:player/play', { index: 0 });
@@ -224,8 +224,13 @@ test('keys do what is done often, unless they are switched off', async () => {
     await until(async () => await player('volume') === 55, 'louder');
     await press('m');
     await until(async () => await player('mute'), 'mute');
+    await press('s');
+    await page.locator('#shuffle[aria-pressed=true]').waitFor();
+    await press('r');
+    await page.getByRole('button', { name: 'Repeat: the queue' }).waitFor();
     await press('/');
-    await page.locator('#library .open:focus').waitFor();
+    await page.locator('#find:focus').waitFor();
+    await page.keyboard.press('Tab');
     await press('?');
     await page.getByLabel('Use these keys').uncheck();
     await page.getByRole('button', { name: 'Close' }).click();

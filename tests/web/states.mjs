@@ -31,6 +31,17 @@ const sendImage = async page => {
     await press('Send to the device')(page);
 };
 
+/** The page is told something else than what the device says. */
+const says = (url, json) => context => context.route(url, route => route.fulfill({ json }));
+const saysValue = (path, value) => says(`**/api/getData?path=${encodeURIComponent(path)}&*`, { value });
+const scan = value => saysValue('media:scan', { state: 'scanning', found: 20412, read: 3120, failed: 2, ...value });
+const cell = (title, index) => ({ title, description: title, type: 'container', value: { string_: `media:/albums/${index}` },
+    icon: index % 2 ? 'media:/covers/copper-sky.svg' : null });
+const albums = says('**/api/getRows?path=media%3A%2Falbums&*', {
+    count: 6, version: 1, rows: ['Short', LONG, 'أغنية طويلة '.repeat(9), 'One', 'Two', 'Three'].map(cell),
+});
+const reads = text => page => page.locator('#place').getByText(text).first().waitFor();
+
 /**
  * In this order, because a device stays as it was left.
  * name: of the state; options: of the browser; prepare: done to the device; intercept: to the page's
@@ -68,6 +79,48 @@ export const states = [
         await page.locator('.toast.error').waitFor();
         await page.locator('.connecting #connection').waitFor();
     } },
+    { name: 'albums', options: phone, path: '/index.html#/albums', intercept: albums, act: reads('Three') },
+    { name: 'albums on a desktop', path: '/index.html#/albums', intercept: albums, act: reads('Three') },
+    { name: 'albums from right to left', path: '/index.html#/albums', intercept: albums, act: async page => {
+        await reads('Three')(page);
+        await page.evaluate(() => { document.dir = 'rtl'; });
+        await page.setViewportSize({ width: 1300, height: 860 });
+    } },
+    { name: 'albums in forced colours', options: { ...phone, forcedColors: 'active' }, path: '/index.html#/albums',
+        intercept: albums, act: reads('Three') },
+    { name: 'artists', options: phone, path: '/index.html#/artists', act: reads('Harbour Lights') },
+    { name: 'artist on its side', options: landscape, path: '/index.html#/artists', act: async page => {
+        await page.getByRole('link', { name: 'Harbour Lights' }).click();
+        await reads('Paper Boats')(page);
+    } },
+    { name: 'menu', options: phone, path: '/index.html#/artists', act: press('More for Harbour Lights') },
+    { name: 'found', path: '/index.html#/search/har', act: reads('Morning Tide') },
+    { name: 'found, 200 % text', options: phone, path: '/index.html#/search/har', act: async page => {
+        await reads('Morning Tide')(page);
+        await page.evaluate(() => { document.documentElement.style.fontSize = '200%'; });
+    } },
+    { name: 'nothing found', options: phone, path: '/index.html#/search/xyzzy', act: reads('Nothing was found') },
+    { name: 'no stations', options: phone, path: '/index.html#/radio', act: reads('There are no stations') },
+    { name: 'new station', options: phone, path: '/index.html#/radio', act: press('Add a station') },
+    { name: 'stations', options: phone, path: '/index.html#/radio', prepare: device => device.set('settings:/media/stations',
+        [{ title: 'One', url: 'http://127.0.0.1:9/one' }]), act: reads('live') },
+    { name: 'playlists', options: phone, path: '/index.html#/playlists', prepare: device =>
+        device.activate('player:playlists/save', { title: 'Dinner' }), act: reads('Dinner') },
+    { name: 'playlist exists', path: '/index.html#/playlists', act: async page => {
+        await press('Save')(page);
+        await page.getByLabel('Name').fill('Dinner');
+        await page.getByLabel('Name').press('Enter');
+        await shows('There is one of this name already')(page);
+    } },
+    { name: 'modes', options: phone, prepare: async device => {
+        await device.set('player:player/shuffle', { bool_: true });
+        await device.set('player:player/repeat', { string_: 'one' });
+    }, act: page => page.locator('#repeat.on').waitFor() },
+    { name: 'not playable', options: landscape, intercept: saysValue('player:player/error', { string_: `${LONG} cannot be played` }),
+        act: page => page.locator('#fault').waitFor() },
+    { name: 'reading music', options: phone, path: '/index.html#/tracks', intercept: scan(), act: shows('Reading your music') },
+    { name: 'music away', path: '/index.html#/tracks', intercept: scan({ state: 'away' }), act: shows('is not there') },
+    { name: 'files not read', path: '/index.html#/tracks', intercept: scan({ state: 'idle' }), act: shows('could not be read') },
     { name: 'settings', options: phone, path: '/settings.fcgi' },
     { name: 'setting saved', path: '/settings.fcgi', act: async page => {
         await press('Save: Device name')(page);

@@ -57,6 +57,19 @@ test('catalogues have all texts, and these only', () => {
     }
 });
 
+test('the first screen of the player has its texts, and these only', async () => {
+    const modules = [...read('index.html').matchAll(/"(js\/\w+\.js)"/g)].map(([, name]) => name);
+    const texts = [...ofPage('index.html'), ...modules.flatMap(ofScript)].map(words => words.trim()).filter(isText);
+    for (const language of ['de', 'en']) {
+        await device.set('settings:/ui/language', language);
+        const context = await newProfile();
+        const first = await (await context.request.get('/first.fcgi')).json();
+        const catalogue = JSON.parse(read(`lang/${language}.json`));
+        assert.deepEqual(first, { '@licence': first['@licence'], '@lang': language, '@dir': catalogue['@dir'],
+            ...Object.fromEntries(texts.map(words => [words, catalogue[words]])) });
+    }
+});
+
 test('pages are in the language of the device, and follow it', async () => {
     const page = await openOnline(await newProfile(), '/index.html');
     await page.getByRole('button', { name: 'Play', exact: true }).waitFor();

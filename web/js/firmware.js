@@ -2,8 +2,8 @@
 
 /** What the updater says, in plain words. */
 
-import { text } from './texts.js';
-import { $, bytesText } from './ui.js';
+import { decimal, number, text } from './texts.js';
+import { $ } from './ui.js';
 
 function sentence({ state, bytes = 0 }) {
     const size = bytesText(bytes);
@@ -25,6 +25,13 @@ function sentence({ state, bytes = 0 }) {
  * Shows the state of `firmware:update`, and nothing that it does not say.
  * @param {{state?: string, bytes?: number, sha256?: string}} update
  */
+export function bytesText(bytes) {
+    if (bytes < 1024)
+        return text('{count} bytes', { count: number(bytes) });
+    const unit = bytes < 1024 ** 2 ? 'KiB' : 'MiB';
+    return `${decimal(bytes / (unit === 'KiB' ? 1024 : 1024 ** 2))} ${unit}`;
+}
+
 export function showUpdater(update) {
     $('updater').textContent = sentence(update);
     $('updater').classList.toggle('error', update.state === 'failed');

@@ -8,14 +8,16 @@
  * Row events say that the list has changed, not to which version; so the shown rows are read again
  * then, in one request, and only what differs is drawn.
  *
- * What the person does is shown at once: the changes that the device has not confirmed lie over its
- * list until it has, and are taken off when it refuses them.
+ * A list is a column of rows or, when the style sheet gives it cells (grid-auto-columns: at least as wide),
+ * a wall of as many columns as fit, whose cells are squares with a text of grid-auto-rows below.
+ *
+ * Changes that the device has not confirmed lie over its list.
  */
 
 import { device } from './ui.js';
 
-/** Rows kept above and below the screen: what a flick of the finger passes while a page is fetched. */
-const MARGIN_ROWS = 12;
+/** Kept above and below the screen: what a flick of the finger passes while a page is fetched. */
+const MARGIN_PX = 720;
 const PAGE_ROWS = 60;
 
 /** Where the row at `index` stands after the change; -1 when it is gone. */
@@ -37,6 +39,8 @@ function backward({ from, to }, index) {
 export class LiveList {
     /** Length of the list as it is shown; null until the device has answered. */
     count = null;
+    /** The row that stays in the document wherever it is, beside the one with the focus. */
+    held;
 
     #list;
     #options;
@@ -48,16 +52,17 @@ export class LiveList {
     #indices = new Map();
     /** Key to the element that shows the row. */
     #items = new Map();
-    /** Unconfirmed changes: {key, after} moves a row, {key, gone: true} removes one. */
     #changes = [];
     /** The same as positions, for the list that is shown now: {from, to}, to is -1 for none. */
     #steps = [];
-    #preview = null;
-    #sending = Promise.resolve();
     #reading = false;
     #stale = false;
     #frame = 0;
     #rowHeight = 0;
+    #columns = 1;
+    /** The part of the device's list that this one shows; the end is not included. */
+    #span = { start: 0, end: Infinity };
+    #end = new AbortController();
     /** The list's upper edge on the screen, and whether it is there at all. */
     #top = 0;
     #isShown = false;
@@ -71,21 +76,46 @@ export class LiveList {
      * @param {(row: object) => HTMLElement} options.make
      * @param {(item: HTMLElement, row: object, index: number) => void} [options.placed] after each
      *     change of the row's place
-     * @param {() => void} options.changed the count has changed
+     * @param {() => void} [options.changed] the count has changed
+     * @param {{start: number, end: number}} [options.span] shows only this part, without the end
      * @param {(error: Error) => void} options.failed the list cannot be read
      */
     constructor(list, options) {
         this.#list = list;
-        this.#options = { placed: () => {}, ...options };
+        this.#options = { placed: () => {}, changed: () => {}, ...options };
+        Object.assign(this.#span, options.span);
+        const { signal } = this.#end;
         this.#measure();
-        new ResizeObserver(() => this.#measure()).observe(list.parentElement);
-        addEventListener('scroll', () => this.#scrolled(), { capture: true, passive: true });
-        addEventListener('resize', () => this.#measure());
-        device.subscribe(options.path, {
-            ready: () => this.#read(true),
+        const observer = new ResizeObserver(() => this.#measure());
+        observer.observe(list.parentElement);
+        addEventListener('scroll', () => this.#scrolled(), { capture: true, passive: true, signal });
+        addEventListener('resize', () => this.#measure(), { signal });
+        const unsubscribe = device.subscribe(options.path, {
+            ready: () => this.#check(),
             event: event => (event.rowsEvents || event.rowsReset) && this.#read(true),
             failed: options.failed,
         });
+        // Not only when the list is followed: people wait for it.
+        this.#read(true);
+        signal.addEventListener('abort', () => {
+            observer.disconnect();
+            unsubscribe();
+        });
+    }
+
+    /** Follows the device no longer; to be called before the element is removed. */
+    stop() {
+        this.#end.abort();
+    }
+
+    /** Shows another part of the device's list. */
+    set span(span) {
+        const { start, end } = this.#span;
+        if (span.start === start && span.end === end)
+            return;
+        this.#span = span;
+        this.#version = -1;
+        this.#read(true);
     }
 
     get rowHeight() {
@@ -120,32 +150,22 @@ export class LiveList {
     }
 
     /**
-     * Shows a change at once and has the device carry it out, after those before it.
-     * @param {{key: string, after: string}|{key: string, gone: true}} change `after` is the key of
-     *     the row before the new place, empty for the beginning
-     * @param {() => Promise<boolean>} send gives whether the device did it
+     * What is shown over the device's list: {key, after} moves a row behind another one, or to the
+     * beginning; {key, gone: true} removes one.
      */
-    change(change, send) {
-        this.#changes.push(change);
+    set changes(changes) {
+        this.#changes = changes;
         this.#arrange();
-        this.#sending = this.#sending.then(async () => {
-            if (await send())
-                await this.#read(true);
-            this.#changes.splice(this.#changes.indexOf(change), 1);
-            this.#arrange();
-        });
-        return this.#sending;
     }
 
-    /** Shows a move that the person has not decided on yet; null shows none. */
-    preview(change) {
-        this.#preview = change;
-        this.#arrange();
+    /** Reads what is shown again. */
+    reload() {
+        return this.#read(true);
     }
 
     /** Scrolls to a position and shows what is there. */
     scrollTo(index) {
-        const top = this.#list.getBoundingClientRect().top + index * this.#rowHeight;
+        const top = this.#list.getBoundingClientRect().top + this.#line(index) * this.#rowHeight;
         scrollBy(0, top - innerHeight / 4);
     }
 
@@ -157,8 +177,7 @@ export class LiveList {
         let [low, high] = [0, this.#total];
         while (low < high) {
             const middle = (low + high) >> 1;
-            const { rows: [row] } = await device.rows(this.#options.path,
-                { from: middle, to: middle, roles: this.#options.roles });
+            const { rows: [row] } = await this.#fetch({ from: middle, to: middle });
             if (row && !condition(row))
                 low = middle + 1;
             else
@@ -169,8 +188,34 @@ export class LiveList {
 
     #measure() {
         // As the style sheet has it, also while the list is hidden or empty.
-        this.#rowHeight = parseFloat(getComputedStyle(this.#list).gridAutoRows);
+        const { gridAutoRows, gridAutoColumns } = getComputedStyle(this.#list);
+        this.#rowHeight = parseFloat(gridAutoRows);
+        const cell = parseFloat(gridAutoColumns);
+        if (cell) {
+            const width = this.#list.clientWidth;
+            this.#columns = Math.max(1, Math.floor(width / cell));
+            this.#rowHeight += width / this.#columns;
+            this.#list.style.setProperty('--columns', this.#columns);
+        }
         this.#arrange();
+    }
+
+    #line(index) {
+        return Math.floor(index / this.#columns);
+    }
+
+    #fetch({ from, to, version = -1 }) {
+        const { start } = this.#span;
+        return device.rows(this.#options.path,
+            { from: start + from, to: start + to, roles: this.#options.roles, version });
+    }
+
+    /** From now on nothing is missed; reads the list again if it has changed before. */
+    async #check() {
+        await this.#reading;
+        const { version } = this.#version < 0 ? {} : await this.#fetch({ from: 1, to: 0 }).catch(() => ({}));
+        if (version !== this.#version)
+            this.#read(true);
     }
 
     /** Reads the shown rows: all of them when they may have changed, else those that are missing. */
@@ -191,9 +236,15 @@ export class LiveList {
                 return;
             this.#stale = false;
             try {
-                this.#take(await device.rows(this.#options.path,
-                    { ...range, roles: this.#options.roles, version: isFresh ? -1 : this.#version }), range);
+                const span = this.#span;
+                const answer = await this.#fetch({ ...range, version: isFresh ? -1 : this.#version });
+                if (this.#end.signal.aborted)
+                    return;
+                if (span === this.#span)
+                    this.#take(answer, range);
             } catch (error) {
+                if (this.#end.signal.aborted)
+                    return;
                 if (error.name !== 'versionMismatch') {
                     // Read again when the connection is back, or when it changes.
                     this.#options.failed(error);
@@ -216,8 +267,8 @@ export class LiveList {
             this.#list.removeAttribute('aria-busy');
         }
         this.#version = version;
-        this.#total = count;
-        for (let index = from; index <= Math.min(to, count - 1); index++) {
+        this.#total = Math.max(0, Math.min(count, this.#span.end) - this.#span.start);
+        for (let index = from; index <= Math.min(to, this.#total - 1); index++) {
             const row = rows[index - from] ?? {};
             this.#rows.set(index, row);
             this.#indices.set(this.#options.key(row, index), index);
@@ -229,7 +280,7 @@ export class LiveList {
     /** The row at the upper edge of the screen, when the list has been scrolled. */
     #anchor() {
         const top = -this.#top;
-        const index = Math.ceil(top / this.#rowHeight);
+        const index = Math.ceil(top / this.#rowHeight) * this.#columns;
         return top > 0 && this.count ? { key: this.keyAt(index), index } : null;
     }
 
@@ -238,7 +289,7 @@ export class LiveList {
         const index = anchor ? this.indexOf(anchor.key) : -1;
         if (index < 0 || index === anchor.index)
             return;
-        scrollBy(0, (index - anchor.index) * this.#rowHeight);
+        scrollBy(0, (this.#line(index) - this.#line(anchor.index)) * this.#rowHeight);
         this.#locate();
     }
 
@@ -252,11 +303,11 @@ export class LiveList {
     #range() {
         if (!this.#rowHeight || !this.#isShown)
             return { from: 0, to: -1 };
-        const top = this.#top;
         const end = (this.count ?? PAGE_ROWS) - 1;
+        const line = y => Math.floor((y - this.#top) / this.#rowHeight) * this.#columns;
         return {
-            from: Math.max(0, Math.floor(-top / this.#rowHeight) - MARGIN_ROWS),
-            to: Math.min(end, Math.ceil((innerHeight - top) / this.#rowHeight) + MARGIN_ROWS),
+            from: Math.max(0, line(-MARGIN_PX)),
+            to: Math.min(end, line(innerHeight + MARGIN_PX) + this.#columns),
         };
     }
 
@@ -289,7 +340,7 @@ export class LiveList {
         if (this.#version < 0)
             return;
         this.#steps = [];
-        for (const change of [...this.#changes, this.#preview].filter(Boolean)) {
+        for (const change of this.#changes) {
             const from = this.indexOf(change.key);
             const before = change.after ? this.indexOf(change.after) : -1;
             if (from < 0 || (change.after && before < 0))
@@ -303,7 +354,7 @@ export class LiveList {
             this.count = count;
             this.#options.changed();
         }
-        this.#list.style.height = `${count * this.#rowHeight}px`;
+        this.#list.style.height = `${Math.ceil(count / this.#columns) * this.#rowHeight}px`;
         this.#render();
     }
 
@@ -350,7 +401,7 @@ export class LiveList {
             if (key !== undefined)
                 positions.push([index, key]);
         }
-        const held = document.activeElement?.closest('li')?.dataset.key ?? this.#preview?.key;
+        const held = document.activeElement?.closest('li')?.dataset.key ?? this.held;
         const index = this.#items.has(held) ? this.indexOf(held) : -1;
         if (index >= 0 && (index < from || index > to))
             positions[index < from ? 'unshift' : 'push']([index, held]);
@@ -374,11 +425,13 @@ export class LiveList {
 
     /** Scrolling leaves most of the rows where they are. */
     #place(item, row, index) {
-        const place = `${index} of ${this.count}, ${this.#rowHeight}`;
+        const place = `${index} of ${this.count}, ${this.#rowHeight}, ${this.#columns}`;
         if (item.classList.contains('dragged') || item.place === place)
             return;
         item.place = place;
-        item.style.transform = `translateY(${index * this.#rowHeight}px)`;
+        // The first column is where the language begins.
+        const column = index % this.#columns * (document.dir === 'rtl' ? -100 : 100);
+        item.style.transform = `translate(${column}%, ${this.#line(index) * this.#rowHeight}px)`;
         item.setAttribute('aria-setsize', this.count);
         item.setAttribute('aria-posinset', index + 1);
         this.#options.placed(item, row, index);

@@ -2,11 +2,19 @@
 
 /** Cover, title, position, transport and volume. */
 
-import { text } from './texts.js';
+import { later, text } from './texts.js';
 import { $, act, clock, device, setIcon, sharedRange, showCover } from './ui.js';
 import { playback } from './playback.js';
 
 const TICK_MS = 250;
+/** Where the cover is shown, and how wide at most. */
+const COVERS = [['cover', 512], ['glow', 64], ['miniCover', 44]];
+/** What repeating goes to with each press. */
+const REPEAT = {
+    off: { next: 'all', icon: 'repeat', label: text('Repeat: off') },
+    all: { next: 'one', icon: 'repeat', label: text('Repeat: the queue') },
+    one: { next: 'off', icon: 'repeatone', label: text('Repeat: this track') },
+};
 
 let shownTrack;
 
@@ -22,8 +30,9 @@ function showTrack() {
     $('miniTitle').textContent = name || text('Nothing playing');
     setWhole(false);
     document.title = name ? `${name} – ${text('Now playing')}` : text('Now playing');
-    for (const id of ['cover', 'glow', 'miniCover'])
-        showCover($(id), cover);
+    $('cover').alt = name && text('Cover of {title}', { title: name });
+    for (const [id, width] of COVERS)
+        showCover($(id), cover, width);
 }
 
 /** A long title takes two lines, until the person wants all of it. */
@@ -99,6 +108,43 @@ function startMute() {
     mute.onclick = () => act(mute, () => device.set('player:player/mute', { bool_: !playback.muted }));
 }
 
+/** Told aloud as well, because the keys s and r do it without the buttons. */
+function startModes() {
+    const { repeat, shuffle } = { repeat: $('repeat'), shuffle: $('shuffle') };
+    playback.addEventListener('modes', () => {
+        const { icon, label } = REPEAT[playback.repeat] ?? REPEAT.off;
+        setIcon(repeat.firstElementChild, icon);
+        repeat.ariaLabel = repeat.title = label;
+        repeat.classList.toggle('on', playback.repeat !== 'off');
+        shuffle.ariaPressed = playback.shuffled;
+        for (const button of [repeat, shuffle])
+            button.disabled = false;
+    });
+    repeat.onclick = () => {
+        const { next } = REPEAT[playback.repeat] ?? REPEAT.off;
+        act(repeat, () => device.set('player:player/repeat', { string_: next }), REPEAT[next].label);
+    };
+    shuffle.onclick = () => act(shuffle, () => device.set('player:player/shuffle', { bool_: !playback.shuffled }),
+        text(playback.shuffled ? 'In the order of the queue' : 'In random order'));
+}
+
+/** Why something could not be played, until the person or the player is past it. */
+function startFault() {
+    playback.addEventListener('fault', () => {
+        $('faultText').textContent = playback.fault;
+        $('fault').hidden = !playback.fault;
+    });
+    $('faultAway').onclick = () => {
+        $('fault').hidden = true;
+        $('play').focus({ preventScroll: true });
+    };
+}
+
+/** "Listen here" is for some people only: it is loaded for them. */
+function startListening() {
+    $('listen').onclick = async () => (await later('listen.js')).toggle();
+}
+
 /** The small player appears when the large controls have been scrolled away. */
 function startMini() {
     new IntersectionObserver(([entry]) => {
@@ -115,7 +161,7 @@ function startMini() {
 function endLoading() {
     $('main').classList.remove('loading');
     $('main').removeAttribute('aria-busy');
-    for (const control of document.querySelectorAll('.transport button, #volume, #miniPlay'))
+    for (const control of document.querySelectorAll('.known'))
         control.disabled = false;
 }
 
@@ -134,5 +180,8 @@ export function startNowPlaying() {
     startPosition();
     startVolume();
     startMute();
+    startModes();
+    startFault();
+    startListening();
     startMini();
 }

@@ -12,6 +12,10 @@ class Playback extends EventTarget {
     track = {};
     volume = 0;
     muted = false;
+    shuffled = false;
+    repeat = 'off';
+    /** Why something cannot be played, in plain words; empty when all is well. */
+    fault = '';
     /** The device has told all of it. */
     isKnown = false;
     #untold = new Set(['state', 'track', 'volume', 'muted', 'progress']);
@@ -36,6 +40,7 @@ class Playback extends EventTarget {
         device.watch('player:player/volume', volume => this.#update('volume', volume ?? 0));
         device.watch('player:player/mute', muted => this.#update('muted', Boolean(muted)));
         this.#followProgress();
+        this.#followRest();
     }
 
     get playing() {
@@ -90,6 +95,17 @@ class Playback extends EventTarget {
         this.#untold.delete(what);
         this.isKnown = !this.#untold.size;
         this.dispatchEvent(new Event('change'));
+    }
+
+    /** What the rest does not wait for. */
+    #followRest() {
+        const follow = (name, member, event, otherwise) => device.watch(`player:player/${name}`, value => {
+            this[member] = value ?? otherwise;
+            this.dispatchEvent(new Event(event));
+        });
+        follow('shuffle', 'shuffled', 'modes', false);
+        follow('repeat', 'repeat', 'modes', 'off');
+        follow('error', 'fault', 'fault', '');
     }
 
     #reported(progress, isFirst = false) {

@@ -2,13 +2,39 @@
 
 /** The player page. */
 
-import { text } from './texts.js';
-import { $, startPage } from './ui.js';
+import { later, text } from './texts.js';
+import { $, act, startPage } from './ui.js';
 import { startNowPlaying } from './nowplaying.js';
-import { startListening } from './listen.js';
 import { startLibrary } from './library.js';
-import { startShortcuts } from './shortcuts.js';
 import { startQueue } from './queue.js';
+
+/** Keys for what is done often. */
+const NAMES = new Set([' ', 'ArrowLeft', 'ArrowRight', 'Shift+ArrowUp', 'Shift+ArrowDown', 'm', 's', 'r', '/', '?']);
+/** People who speak to their browser, or rest a hand on the keyboard, can switch the keys off. */
+const SWITCH = 'shortcuts';
+
+/** What has the focus may need the key itself. */
+function isTaken({ key, target }) {
+    if (target.closest('input, select, textarea, dialog'))
+        return true;
+    return key === ' ' && Boolean(target.closest('button, a'));
+}
+
+function run(name) {
+    return act(null, async () => (await later('keys.js')).KEYS[name]());
+}
+
+function startShortcuts() {
+    $('showKeys').onclick = () => run('?');
+    document.addEventListener('keydown', event => {
+        const { key, shiftKey, ctrlKey, altKey, metaKey } = event;
+        const name = shiftKey && key.startsWith('Arrow') ? `Shift+${key}` : key;
+        if (!NAMES.has(name) || ctrlKey || altKey || metaKey || isTaken(event) || localStorage.getItem(SWITCH) === 'off')
+            return;
+        event.preventDefault();
+        run(name);
+    });
+}
 
 function startSwitch() {
     const buttons = document.querySelectorAll('.switch button');
@@ -29,5 +55,4 @@ startSwitch();
 startNowPlaying();
 startQueue();
 startLibrary();
-startListening();
 startShortcuts();

@@ -5,7 +5,8 @@
  *
  * A catalogue, lang/LANGUAGE.json, has the texts by their English wording, in which the pages and
  * scripts are written; "@dir" is the direction of the script. A further language is a file and its
- * entry here. Template pages get their texts from the same files, through nodes of the device.
+ * entry here. The page of the player begins with the texts of its first screen, which first.fcgi has.
+ * Template pages get their texts from the same files, through nodes of the device.
  */
 
 export const LANGUAGES = ['en', 'de'];
@@ -31,8 +32,29 @@ async function deviceLanguage() {
     return known(setting?.string_);
 }
 
-export const language = await deviceLanguage();
-const catalogue = language === LANGUAGES[0] ? {} : await read(`lang/${language}.json`).catch(() => ({}));
+/** The texts of the player's first screen, from the device in its language: a third of the catalogue. */
+const { first } = document.documentElement.dataset;
+let catalogue = first ? await read(first).catch(() => ({})) : {};
+export const language = first ? known(catalogue['@lang']) : await deviceLanguage();
+let isWhole = language === LANGUAGES[0];
+if (!first)
+    await readCatalogue();
+
+async function readCatalogue() {
+    if (isWhole)
+        return;
+    catalogue = await read(`lang/${language}.json`).catch(() => catalogue);
+    isWhole = true;
+}
+
+/**
+ * Loads a module of this folder that the first screen does not need, and the texts for it.
+ * @param {string} name
+ */
+export async function later(name) {
+    await readCatalogue();
+    return import(`./${name}`);
+}
 
 /**
  * @param {string} english

@@ -1,32 +1,83 @@
 // SPDX-License-Identifier: MIT
 
-/** A row of the queue or the library. */
+/** Rows of tracks: in the queue, and in the lists of the library. */
 
 import { plain } from '../plix.js';
 import { text } from './texts.js';
-import { element, icon, showCover } from './ui.js';
+import { act, clock, device, element, icon, iconButton, showCover } from './ui.js';
+import { playback } from './playback.js';
 
 export const TRACK_ROLES = ['title', 'description', 'icon', 'value'];
+const COVER_PX = 44;
+
+export function names(title, by) {
+    return element('span', { className: 'names' },
+        element('span', { className: 'name', dir: 'auto', textContent: title ?? '' }), ' ',
+        element('span', { className: 'by', dir: 'auto', textContent: by ?? '' }));
+}
+
+/** A picture, and what stands for it until it is there. */
+export function art(path, width, stand = icon('note')) {
+    const image = element('img', { alt: '', hidden: true });
+    showCover(image, path, width);
+    return element('span', { className: 'art' }, stand, image);
+}
 
 /**
  * @param {object} row values of TRACK_ROLES
  * @param {() => void} onclick plays it
  * @param {Element[]} controls further buttons
+ * @param {Element} [first] in place of the cover
  */
-export function trackRow(row, onclick, controls) {
+export function trackRow(row, onclick, controls, first = art(row.icon, COVER_PX)) {
     if (!plain(row.value))
         return element('li', { tabIndex: -1, className: 'withheld', textContent: text('Not shown here') });
-    const image = element('img', { alt: '', loading: 'lazy' });
-    const art = element('span', { className: 'art' }, icon('note'), image);
-    showCover(image, row.icon);
     // All that is seen, because people who speak to the device say what they see.
     const label = text('Play {name}', { name: [row.title, row.description].filter(Boolean).join(', ') });
     const open = element('button', { type: 'button', className: 'open', 'aria-label': label, onclick },
-        art,
-        element('span', { className: 'names' },
-            element('span', { className: 'name', dir: 'auto', textContent: row.title ?? '' }), ' ',
-            element('span', { className: 'by', dir: 'auto', textContent: row.description ?? '' })));
+        first, names(row.title, row.description));
     open.dataset.control = 'open';
     open.title = [row.title, row.description].filter(Boolean).join('\n');
     return element('li', { tabIndex: -1 }, open, ...controls);
+}
+
+/**
+ * A track of the library: a tap plays it, the plus adds it to the queue.
+ * @param {object} row values of TRACK_ROLES, and of `maximum` and `track` to be shown
+ * @param {(control: Element, path: string) => void} [play] what a tap does instead
+ */
+export function libraryRow(row, play = playTrack) {
+    const path = plain(row.value);
+    const button = (name, label, image, place, done) => {
+        const made = iconButton(label, image, ({ currentTarget }) =>
+            act(currentTarget, () => device.activate('player:queue/insert', { path, ...place() }), done));
+        made.dataset.control = name;
+        return made;
+    };
+    const controls = [
+        button('next', text('Play {title} next', row), 'playnext', () => ({ after: playback.track.id ?? '' }),
+            text('{title} is next', row)),
+        button('add', text('Add {title} to the queue', row), 'add', () => ({}), text('Added {title}', row)),
+    ];
+    if (row.maximum)
+        controls.unshift(element('span', { className: 'length', textContent: clock(row.maximum) }));
+    return trackRow(row, ({ currentTarget }) => play(currentTarget, path), controls,
+        row.track && element('span', { className: 'number', textContent: row.track }));
+}
+
+function playTrack(control, path) {
+    act(control, () => device.activate('player:player/play', { path }));
+}
+
+/** Marks the row of what is playing; for LiveList's `placed`. */
+export function markTrack(item, row) {
+    const path = plain(row.value);
+    setCurrent(item, Boolean(path) && path === playback.track.path);
+}
+
+export function setCurrent(item, isCurrent) {
+    item.classList.toggle('current', isCurrent);
+    const open = item.querySelector('.open');
+    if (open)
+        open.ariaCurrent = isCurrent ? 'true' : null;
 }

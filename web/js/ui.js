@@ -3,7 +3,7 @@
 /** What the pages share: the device, small DOM helpers, messages to the person. */
 
 import { Plix, plain } from '../plix.js';
-import { decimal, known, language, number, text, translatePage } from './texts.js';
+import { known, language, number, text, translatePage } from './texts.js';
 
 export const device = new Plix();
 
@@ -37,6 +37,12 @@ export function element(tag, properties = {}, ...children) {
     return made;
 }
 
+/** The covers of a library, unlike drawings; and in which sizes there are. */
+const SCALED = /^media:\/covers\/.*(?<!\.svg)$/;
+const COVER_SIZES = [64, 128, 256, 512];
+/** A browser opens six connections to a host: scaling covers must not hold up what the person asks for. */
+const COVERS_AT_A_TIME = 3;
+
 const SVG = 'http://www.w3.org/2000/svg';
 /** The symbols of icons.svg. */
 let symbols = null;
@@ -45,8 +51,7 @@ async function readSymbols() {
     const response = await fetch('icons.svg', { cache: 'force-cache' });
     symbols = new DOMParser().parseFromString(await response.text(), 'image/svg+xml');
 }
-// Scrolling makes many rows.
-addEventListener('scroll', () => readSymbols().catch(() => {}), { capture: true, once: true, passive: true });
+readSymbols().catch(() => {});
 
 export function icon(name) {
     const svg = document.createElementNS(SVG, 'svg');
@@ -86,19 +91,78 @@ export function streamUrl(path) {
     return '/api/stream/' + path.split('/').map(encodeURIComponent).join('/').replaceAll('%3A', ':');
 }
 
+/**
+ * The address of a picture: one of the library in the least size that is sharp enough, one of another
+ * host by way of the device.
+ * @param {string} [path] of a node, or a URL
+ * @param {number} width on the screen, in CSS pixels
+ */
+export function coverUrl(path, width) {
+    if (!path)
+        return '';
+    if (/^https?:/.test(path))
+        return `/proxy/${btoa(String.fromCharCode(...new TextEncoder().encode(path)))}`;
+    const size = COVER_SIZES.find(pixels => pixels >= width * devicePixelRatio) ?? COVER_SIZES.at(-1);
+    return streamUrl(path) + (SCALED.test(path) ? `?size=${size}` : '');
+}
+
 /** Sets an image that may be missing: without it the element shows its plain background. */
-export function showCover(image, path) {
-    const url = path ? streamUrl(path) : '';
+export function showCover(image, path, width) {
+    const url = coverUrl(path, width);
     if (image.dataset.url === url)
         return;
     image.dataset.url = url;
-    image.onerror = () => { image.hidden = true; };
-    image.onload = () => { image.hidden = false; };
-    if (url)
-        image.src = url;
-    else
+    image.stopLoading?.();
+    if (!url) {
+        image.hidden = true;
         image.removeAttribute('src');
-    image.hidden = !url;
+        return;
+    }
+    waiting.push({ image, url });
+    loadCovers();
+}
+
+/** Covers that are to be loaded, and how many are on their way. */
+let waiting = [];
+let loading = 0;
+
+/** The ones that are seen now first; those of rows that have been scrolled away are not loaded. */
+function loadCovers() {
+    waiting = waiting.filter(({ image, url }) => image.dataset.url === url);
+    while (loading < COVERS_AT_A_TIME && waiting.length) {
+        const { image, url } = waiting.shift();
+        // A row is put into the document after it has been made.
+        loading++;
+        queueMicrotask(() => loadCover(image, url));
+    }
+}
+
+function loadCover(image, url) {
+    const end = isShown => {
+        image.onload = image.onerror = image.stopLoading = null;
+        image.hidden = !isShown;
+        loading--;
+        loadCovers();
+    };
+    if (!image.isConnected)
+        return end(false);
+    image.onload = () => end(true);
+    image.onerror = () => end(false);
+    image.stopLoading = () => end(false);
+    image.src = url;
+}
+
+const styles = new Map();
+
+/** Loads a style sheet that the first screen does not need. */
+export function loadStyles(name) {
+    if (!styles.has(name)) {
+        const link = element('link', { rel: 'stylesheet', href: name });
+        // Without it things are ugly, but there.
+        styles.set(name, new Promise(resolve => { link.onload = link.onerror = resolve; }));
+        document.head.append(link);
+    }
+    return styles.get(name);
 }
 
 /** A moment later: to format the first number takes longer than to show the rows. */
@@ -113,13 +177,6 @@ export function clock(milliseconds) {
     if (seconds >= 3600)
         parts.unshift(Math.floor(seconds / 3600));
     return parts.map((part, index) => index ? String(part).padStart(2, '0') : part).join(':');
-}
-
-export function bytesText(bytes) {
-    if (bytes < 1024)
-        return text('{count} bytes', { count: number(bytes) });
-    const unit = bytes < 1024 ** 2 ? 'KiB' : 'MiB';
-    return `${decimal(bytes / (unit === 'KiB' ? 1024 : 1024 ** 2))} ${unit}`;
 }
 
 /**

@@ -6,8 +6,8 @@
  */
 
 import { text } from './texts.js';
-import { $, bytesText, device, startPage } from './ui.js';
-import { showNoUpdater, showUpdater } from './firmware.js';
+import { $, device, startPage } from './ui.js';
+import { bytesText, showNoUpdater, showUpdater } from './firmware.js';
 import { canRestart, restart } from './restart.js';
 
 /** The updater may still be writing when the last byte has been sent. */
