@@ -5,6 +5,5 @@
 #include <QDir>
 
 QString dataDirectory() {
-    return QDir::cleanPath(QCoreApplication::applicationDirPath() +
-                           QStringLiteral("/" PLIX_DATA));
+    return QDir::cleanPath(QCoreApplication::applicationDirPath() + QStringLiteral("/" PLIX_DATA));
 }

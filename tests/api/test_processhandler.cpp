@@ -17,7 +17,8 @@ private Q_SLOTS:
             {shell("echo err >&2; echo \xC3\xA4"), true, u8"\u00e4\n", "err\n"},
             {{"printf", "%s|", "a b\"$HOME", ""}, true, "a b\"$HOME||", ""},
             {shell("echo why >&2; exit 3"), false, "why\n", ""},
-            {shell("echo before; kill -9 $$"), false, "before\n", "sh was ended by signal 9 (Killed)"},
+            {shell("echo before; kill -9 $$"), false, "before\n",
+             "sh was ended by signal 9 (Killed)"},
             {{"no-such-program"}, false, "no-such-program could not be started", ""},
             {shell("echo begun; exec sleep 60"), false, "begun\n", "1000 ms"}};
         for (const auto& [command, ok, begin, end] : rows) {
