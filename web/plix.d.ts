@@ -1,6 +1,9 @@
 // SPDX-License-Identifier: MIT
 
 // The types of plix.js, and what its functions do.
+//
+// A path names a worker and a node of it ("player:player/volume"). A node has a value under each of
+// its roles ("value", "title", ...); its `value` is usually a typed record such as `{ i32_: 30 }`.
 
 /** What the device's JSON can say. Integers beyond 2^53 are of the type `bigint`. */
 export type Json = null | boolean | number | bigint | string | Json[] | { [member: string]: Json };

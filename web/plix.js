@@ -9,15 +9,14 @@
  *     const stop = device.watch('player:player/volume', volume => console.log(volume));
  *
  * What the functions take and give is explained in plix.d.ts, which editors show.
- *
- * A path names a worker and a node of it ("player:player/volume"). A node has a value under each of
- * its roles ("value", "title", ...); its `value` is usually a typed record such as `{ i32_: 30 }`.
  */
 
 /** How long the device holds a poll that has nothing to tell, in seconds. */
 const POLL_SECONDS = 20;
-/** A poll without any answer for this long means that the device or the network is gone. */
+/** A poll or a stream without any answer for this long means that the device or the network is gone. */
 const POLL_LIMIT_MS = (POLL_SECONDS + 10) * 1000;
+/** A stream that has not begun by then never comes through. */
+const STREAM_BEGINS_MS = 8_000;
 /** Other requests are answered at once by a device that is there. */
 const REQUEST_LIMIT_MS = 15_000;
 const FIRST_RETRY_MS = 250;
@@ -37,10 +36,7 @@ const LEGACY_PREFIXES = [['/player', 'player:player'], ['/ui', 'ui:']];
 
 const TYPED_MEMBERS = ['string_', 'bool_', 'i32_', 'i64_', 'double_'];
 
-/**
- * The plain value of a typed record (`{ i32_: 30 }` gives 30); anything else comes back as it is.
- * @param {*} value
- */
+/** `{ i32_: 30 }` gives 30; anything but a typed record comes back as it is. */
 export function plain(value) {
     if (value === null || typeof value !== 'object' || Array.isArray(value))
         return value;
@@ -52,11 +48,7 @@ export function plain(value) {
 const MARK = `integer-${Math.random()}-`;
 const MARKED = new RegExp(`"${MARK}(-?\\d+)"`, 'g');
 
-/**
- * Reads JSON. Integers beyond 2^53, which a number would round, become a `BigInt`.
- * @param {string} text
- * @throws {SyntaxError}
- */
+/** Reads JSON. Integers beyond 2^53, which a number would round, become a `BigInt`. */
 export function fromJson(text) {
     if (!/\d{16}/.test(text))
         return JSON.parse(text);
@@ -111,11 +103,6 @@ export class PlixError extends Error {
     }
 }
 
-/**
- * One device.
- *
- * It is an EventTarget: "connection" is dispatched when `connection` changes.
- */
 export class Plix extends EventTarget {
     #base;
     #feed;
@@ -125,6 +112,7 @@ export class Plix extends EventTarget {
         this.#base = checkedBase(base);
         this.#feed = new EventFeed(
             (path, options) => this.#fetch(path, options),
+            path => new EventSource(this.#base + path),
             `plix-events:${this.#base}`,
             () => this.dispatchEvent(new Event('connection')));
     }
@@ -277,10 +265,10 @@ export class Plix extends EventTarget {
 }
 
 /**
- * One long-poll for all tabs of a browser.
+ * One event stream for all tabs of a browser; a long-poll where there are no streams.
  *
  * Browsers open six connections to a host, so a poll per tab would starve the seventh. The visible
- * tabs compete for a lock; who holds it polls one event queue for the wishes of all tabs and hands
+ * tabs compete for a lock; who holds it follows one event queue for the wishes of all tabs and hands
  * the events on over a broadcast channel. A tab that is hidden gives the lock back, so nobody polls
  * when nobody looks. Where the browser has no locks (plain HTTP) every visible tab polls for itself.
  *
@@ -292,8 +280,10 @@ class EventFeed {
     status = 'idle';
 
     #fetch;
+    #open;
     #name;
     #statusChanged;
+    #hasStreams = Boolean(globalThis.EventSource);
     #tab = Math.random().toString(36).slice(2);
     #channel = null;
     /** path to the listeners of this tab */
@@ -312,8 +302,9 @@ class EventFeed {
     #fresh = null;
     #wakeUp = () => {};
 
-    constructor(fetch, name, statusChanged) {
+    constructor(fetch, open, name, statusChanged) {
         this.#fetch = fetch;
+        this.#open = open;
         this.#name = name;
         this.#statusChanged = statusChanged;
     }
@@ -411,7 +402,7 @@ class EventFeed {
                 await this.#syncQueue(signal);
                 this.#tellStatus('online');
                 retry = FIRST_RETRY_MS;
-                await this.#poll(signal);
+                await (this.#hasStreams ? this.#stream(signal) : this.#poll(signal));
             } catch (error) {
                 if (signal.aborted)
                     break;
@@ -454,6 +445,44 @@ class EventFeed {
         this.#tell({ type: 'ready', paths: added });
         // What was wanted meanwhile, or has been lost.
         await this.#modifyQueue(signal);
+    }
+
+    /** Until it breaks. */
+    #stream(signal) {
+        return new Promise((resolve, reject) => {
+            const source = this.#open('/api/event/pollQueue?' +
+                new URLSearchParams({ queueId: this.#queueId, timeout: POLL_SECONDS }));
+            let timer;
+            const limit = (call, ms) => {
+                clearTimeout(timer);
+                timer = setTimeout(call, ms);
+            };
+            const end = settle => {
+                source.close();
+                clearTimeout(timer);
+                settle(new PlixError('', 'offline'));
+            };
+            const fail = () => end(reject);
+            const heard = () => limit(fail, POLL_LIMIT_MS);
+            limit(() => {
+                this.#hasStreams = false;
+                end(resolve);
+            }, STREAM_BEGINS_MS);
+            source.onerror = fail;
+            source.onmessage = ({ data }) => {
+                heard();
+                this.#tell({ type: 'events', events: fromJson(data) });
+            };
+            source.addEventListener('heartbeat', heard);
+            source.addEventListener('queue', () => {
+                heard();
+                // With another one events were lost.
+                source.addEventListener('queue', fail);
+            }, { once: true });
+            signal.addEventListener('abort', () => end(resolve));
+            if (signal.aborted)
+                end(resolve);
+        });
     }
 
     async #poll(signal) {
