@@ -109,12 +109,16 @@ export class Client {
         if (headers['transfer-encoding'] !== 'chunked')
             return { status, headers, body: await this.#take(Number(headers['content-length'])) };
         const chunks = [];
-        for (;;) {
-            const length = parseInt(await this.#takeTo('\r\n'), 16);
-            chunks.push((await this.#take(length + 2)).subarray(0, length));
-            if (!length)
-                return { status, headers, body: Buffer.concat(chunks) };
-        }
+        do
+            chunks.push(await this.chunk());
+        while (chunks.at(-1).length);
+        return { status, headers, body: Buffer.concat(chunks) };
+    }
+
+    /** Empty at the end. */
+    async chunk() {
+        const length = parseInt(await this.#takeTo('\r\n'), 16);
+        return (await this.#take(length + 2)).subarray(0, length);
     }
 
     async ask(target, options) {

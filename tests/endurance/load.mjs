@@ -83,6 +83,43 @@ const traffic = {
         other.leave();
     }],
 
+    eventStreams: [5, async node => {
+        const other = await open();
+        const list = encodeURIComponent(JSON.stringify([{ path: node }]));
+        let client;
+        let place = '';
+        const follow = async () => {
+            client = await open();
+            client.request(`/api/event/pollQueue?subscribe=${list}`,
+                { headers: `Accept: text/event-stream\r\nLast-Event-ID: ${place}\r\n` });
+            await client.head();
+            return String(await client.chunk());
+        };
+        const next = async () => {
+            for (;;) {
+                const event = String(await client.chunk());
+                if (!event.startsWith('event: heartbeat\n'))
+                    return event;
+            }
+        };
+        [, place] = /^retry: 2000\nevent: queue\nid: (\S+)\n/.exec(await follow());
+        for (let i = 0; i < 20; ++i) {
+            const value = i + 100 * (1 + i % 2);
+            await other.ask(setValue(node, value));
+            // What it did not read is sent again.
+            if (i % 4 === 3) {
+                client.leave();
+                equal(await follow(), 'retry: 2000\n\n', 'a stream that goes on');
+            }
+            const event = await next();
+            [, place] = /^id: (\S+)\n/.exec(event) ?? [];
+            equal(event, `id: ${place}\ndata: [{"path":"${node}","value":{"i32_":${value}}}]\n\n`,
+                'a stream of events');
+        }
+        client.leave();
+        other.leave();
+    }],
+
     files: [2, async () => {
         const client = await open();
         const whole = await client.ask(`/file/stream/${readable}big`);
