@@ -46,7 +46,7 @@ std::optional<Range> parseSpec(std::string_view spec, qint64 length) {
     return Range{*first, last ? std::min(*last, length - 1) : length - 1};
 }
 
-std::string_view trimmed(std::string_view text) {
+std::string_view withoutBlanks(std::string_view text) {
     constexpr std::string_view blanks = " \t";
     const std::size_t begin = text.find_first_not_of(blanks);
     if (begin == std::string_view::npos)
@@ -65,7 +65,7 @@ RangeRequest parseRange(const QByteArray& header, qint64 length) {
     RangeRequest request;
     while (!rest.empty()) {
         const std::size_t comma = std::min(rest.find(','), rest.size());
-        const std::string_view spec = trimmed(rest.substr(0, comma));
+        const std::string_view spec = withoutBlanks(rest.substr(0, comma));
         rest.remove_prefix(std::min(comma + 1, rest.size()));
         // Empty elements of a list are allowed.
         if (spec.empty())

@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr int urlPrefixLength = 11; // "/api/event/"
+constexpr int eventPrefixLength = 11; // "/api/event/"
 // For a poll that names no time-out.
 constexpr int defaultTimeoutS = 5;
 // How long a stream without events is silent.
@@ -88,7 +88,7 @@ EventResponder::~EventResponder() {
 
 void EventResponder::respond() {
     dbglog_scopedFunction;
-    const QString operation = request().url().path().mid(urlPrefixLength);
+    const QString operation = request().url().path().mid(eventPrefixLength);
     if (operation == QLatin1String("modifyQueue"))
         modifyQueue();
     else if (operation == QLatin1String("pollQueue"))

@@ -12,7 +12,7 @@
 
 namespace {
 
-constexpr int urlPrefixLength = sizeof("/file/stream/") - 1;
+constexpr int filePrefixLength = sizeof("/file/stream/") - 1;
 
 // The only text that the regular expression matches; null when it matches others.
 QString onlyText(const QString& expression) {
@@ -67,7 +67,7 @@ FileResponder::FileResponder(Request& request, const QString& documentRoot, QObj
 void FileResponder::respond() {
     dbglog_scopedFunction;
     dbglog_debug("FileResponder: request " << request().requestId() << " " << request().fullUri());
-    const QString path = request().url().path().mid(urlPrefixLength);
+    const QString path = request().url().path().mid(filePrefixLength);
     if (!isReadable(path)) {
         dbglog_warning("Access to invalid path:" << path);
         FileAnswer::sendNotFound(&request());

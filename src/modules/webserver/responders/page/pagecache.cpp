@@ -6,11 +6,11 @@
 namespace {
 
 // In characters: many times the pages of a device, and at most some MiB of memory.
-constexpr int maximumLength = 512 * 1024;
+constexpr int maximumPageLength = 512 * 1024;
 
 } // namespace
 
-PageCache::PageCache() : m_entries(maximumLength) {}
+PageCache::PageCache() : m_entries(maximumPageLength) {}
 
 PageCache::PagePtr PageCache::find(const QString& fileName) {
     const Entry* const entry = m_entries.object(fileName);

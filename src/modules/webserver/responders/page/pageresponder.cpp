@@ -25,11 +25,11 @@ namespace {
 // long enough that a page with quick replies is sent in few chunks.
 constexpr int flushDelayMs = 50;
 
-const QString keyPath = QStringLiteral("path");
-const QString keyRole = QStringLiteral("role");
-const QString keyRoles = QStringLiteral("roles");
-const QString keyType = QStringLiteral("type");
-const QString keyValue = QStringLiteral("value");
+const QString attributePath = QStringLiteral("path");
+const QString attributeRole = QStringLiteral("role");
+const QString attributeRoles = QStringLiteral("roles");
+const QString attributeType = QStringLiteral("type");
+const QString attributeValue = QStringLiteral("value");
 const QString keyEscape = QStringLiteral("escape");
 const QString keyOnError = QStringLiteral("onError");
 const QString keyOnSuccess = QStringLiteral("onSuccess");
@@ -184,15 +184,17 @@ void PageResponder::executeGetData(const PageTemplate::Page::Part& part) {
 void PageResponder::executeSetData() {
     substituteFormFields();
     PlixError error;
-    const QVariant value = PageTemplate::toValue(param(keyType), param(keyValue), &error);
+    const QVariant value =
+        PageTemplate::toValue(param(attributeType), param(attributeValue), &error);
     if (!error.isEmpty()) {
         dbglog_error("json type: failed to parse: " << error.message());
-        dbglog_error("json type: data: " << param(keyValue));
+        dbglog_error("json type: data: " << param(attributeValue));
         return;
     }
     const CMReply<QVariant> reply;
     m_isWaiting = true;
-    CMRoot()->setData(CMPath::fromEncoded(param(keyPath)), param(keyRole), value, reply);
+    CMRoot()->setData(CMPath::fromEncoded(param(attributePath)), param(attributeRole), value,
+                      reply);
     reply.addWatcher(this, [this](const CMVoidReply& finished) { on_setData_finished(finished); });
 }
 
@@ -203,13 +205,13 @@ void PageResponder::substituteFormFields() {
 
     // The type is substituted first: it decides whether other fields are escaped for JSON, even if
     // a field provides it.
-    QString& type = m_params[keyType];
+    QString& type = m_params[attributeType];
     type = PageTemplate::substitute(type, field);
     const bool isJson = type == QLatin1String("json");
     for (auto attribute = m_params.begin(); attribute != m_params.end(); ++attribute) {
-        if (attribute.key() == keyType)
+        if (attribute.key() == attributeType)
             continue;
-        const bool needsEscape = isJson && attribute.key() == keyValue;
+        const bool needsEscape = isJson && attribute.key() == attributeValue;
         *attribute = needsEscape ? PageTemplate::substitute(*attribute, jsonField)
                                  : PageTemplate::substitute(*attribute, field);
     }
@@ -223,7 +225,7 @@ void PageResponder::on_getData_finished(const CMVoidReply& reply) {
         return finishCommand(hasParam(keyOnError)
                                  ? escaped(param(keyOnError))
                                  : QStringLiteral("[[getData: Error retrieving values!]]"));
-    const bool isTyped = param(keyRoles) == PlixRolesType::Value();
+    const bool isTyped = param(attributeRoles) == PlixRolesType::Value();
     finishCommand(
         escaped(isTyped ? typedValueText(values.constFirst()) : values.constFirst().toString()));
 }

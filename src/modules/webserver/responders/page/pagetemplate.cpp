@@ -10,7 +10,7 @@
 namespace {
 
 const QLatin1String openingMark("<?plix ");
-const QLatin1String closingMark("?>");
+const QLatin1String instructionEnd("?>");
 const QLatin1String attributeOpening("=\"");
 const QLatin1String typedPrefix("PlixValue:");
 
@@ -133,10 +133,10 @@ PageTemplate::Piece PageTemplate::nextPiece(const QString& content, int position
         return {page.mid(position), {}, content.size(), Piece::Page};
     const QStringView text = page.mid(position, opening - position);
     const int begin = opening + openingMark.size();
-    const int closing = content.indexOf(closingMark, begin);
+    const int closing = content.indexOf(instructionEnd, begin);
     if (closing < 0)
         return {text, page.mid(begin), content.size(), Piece::Unterminated};
-    return {text, page.mid(begin, closing - begin), closing + closingMark.size(),
+    return {text, page.mid(begin, closing - begin), closing + instructionEnd.size(),
             Piece::Instruction};
 }
 

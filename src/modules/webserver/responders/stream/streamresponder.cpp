@@ -26,13 +26,13 @@
 namespace {
 
 // "/api/stream/"
-constexpr int urlPrefixLength = 12;
+constexpr int streamPrefixLength = 12;
 // Read from a FIFO at a time. Further bytes are in the buffers of the connection and the socket.
-constexpr int chunkBytes = 1024;
+constexpr int relayBytes = 1024;
 // Without a limit, a fast client and a fast producer would never return to the event loop.
 constexpr int chunksPerTurn = 64;
 // Streams last for minutes, but a skipped track ends at once.
-const char retryAfterSeconds[] = "5";
+const char retryStreamSeconds[] = "5";
 
 bool isTokenCharacter(char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
@@ -103,7 +103,7 @@ void StreamResponder::respond() {
     dbglog_debug("StreamResponder: request " << m_requestId << " " << request().fullUri());
     if (!Place::isFree()) {
         dbglog_warning("Too many streams, refusing " << request().fullUri());
-        request().setHeader(QByteArrayLiteral("Retry-After"), retryAfterSeconds);
+        request().setHeader(QByteArrayLiteral("Retry-After"), retryStreamSeconds);
         return fail(503);
     }
     m_place = std::make_unique<Place>();
@@ -114,7 +114,7 @@ void StreamResponder::respond() {
     m_patienceTimer.start();
 
     CMSetDataRequest setData;
-    setData.path = CMPath::fromEncoded(request().url().path().mid(urlPrefixLength));
+    setData.path = CMPath::fromEncoded(request().url().path().mid(streamPrefixLength));
     setData.role = PlixRoles::HttpRequest();
     setData.value = httpRequest().__variant();
     setData.reply.addWatcher(this, SLOT(on_httpRequest_finishedSignal(CMVoidReply)));
@@ -237,7 +237,7 @@ void StreamResponder::on_patienceTimer_timeout() {
 }
 
 void StreamResponder::lookAfterSilentStream() {
-    char buffer[chunkBytes];
+    char buffer[relayBytes];
     const qint64 length = m_pipe->read(buffer, sizeof buffer);
     if (length > 0)
         return relay(buffer, length);
@@ -263,7 +263,7 @@ void StreamResponder::on_pipeNotifier_activated(int socket) {
 }
 
 void StreamResponder::readPipe() {
-    char buffer[chunkBytes];
+    char buffer[relayBytes];
     const qint64 length = m_pipe->read(buffer, sizeof buffer);
     if (length > 0)
         return relay(buffer, length);
