@@ -16,6 +16,7 @@ beforeEach(async () => {
     context = await newProfile();
     page = await openOnline(context, '/');
     await page.locator('#library .open').first().waitFor();
+    await page.locator('#play:enabled').waitFor();
 });
 
 const player = name => device.get(`player:player/${name}`);
@@ -267,20 +268,20 @@ test('what the device does not answer is pending, and then has failed', async ()
     await tab.clock.fastForward(300);
     await tab.locator('#play[aria-busy=true]').waitFor();
     await tab.clock.fastForward(4200);
-    await tab.getByText('Connecting …').waitFor();
+    await tab.locator('#connection:not(:empty)').waitFor();
     await tab.clock.fastForward(11_000);
     await tab.getByText('The device does not answer').waitFor();
     assert.equal(await tab.locator('[aria-busy=true]').count(), 0);
-    await tab.getByText('Connecting …').waitFor({ state: 'hidden' });
+    await tab.locator('#connection:empty').waitFor({ state: 'attached' });
 });
 
 test('pages survive a restart of the device', async () => {
     await device.stop();
-    await page.getByText('Connecting …').waitFor();
+    await page.locator('#connection:not(:empty)').waitFor();
     await page.locator('#mute').click();
     await page.getByText('The device does not answer').waitFor();
     await device.resume();
-    await page.getByText('Connecting …').waitFor({ state: 'hidden' });
+    await page.locator('#connection:empty').waitFor({ state: 'attached' });
     await device.set('player:player/volume', 12);
     await showsVolume(page, 12);
 });
