@@ -75,6 +75,11 @@ export const states = [
     } },
     { name: 'offline', act: async page => {
         await page.route('**/api/**', route => route.abort());
+        // A stream that is open goes on; a page that comes back opens another one.
+        await page.evaluate(() => ['hidden', 'visible'].forEach(value => {
+            Object.defineProperty(document, 'visibilityState', { value, configurable: true });
+            document.dispatchEvent(new Event('visibilitychange'));
+        }));
         await page.click('#play');
         await page.locator('.toast.error').waitFor();
         await page.locator('.connecting #connection').waitFor();
