@@ -88,7 +88,6 @@ export class Device extends Plix {
         this.url = `https://127.0.0.1:${httpsPort}`;
         this.#arguments = [
             '--state', this.state, '--log-level', 'warn',
-            '--set', `settings:/webserver/documentRoot=${JSON.stringify(webRoot)}`,
             '--set', `settings:/webserver/port=${port}`,
             '--set', `settings:/webserver/httpsPort=${httpsPort}`,
         ];
