@@ -14,10 +14,9 @@ namespace {
 
 // libsoup's overhead for each piece of a body in memory.
 constexpr qint64 keptPerPiece = 128;
-// The limit for one fast client, so that others get their turn of the main loop.
+// For one fast client, and the most of a file that one system call sends, so that others get their
+// turn of the main loop.
 constexpr size_t bytesPerTurn = size_t(1) << 20;
-// The most of a file that one system call sends.
-constexpr size_t fileBytesAtOnce = size_t(256) << 10;
 
 GQuark exchangeQuark() {
     static const GQuark quark = g_quark_from_static_string("plix-exchange");
@@ -231,7 +230,7 @@ gssize Exchange::writeFile(size_t offset, gsize size) {
     if (!m_connection.sender().flush())
         return m_connection.sender().isBroken() ? Transport::failed : Transport::wouldBlock;
     return m_connection.sender().sendFile(m_file->descriptor(), static_cast<off_t>(offset),
-                                          std::min(size, fileBytesAtOnce));
+                                          std::min(size, bytesPerTurn));
 }
 
 void Exchange::on_stream_closed() {
