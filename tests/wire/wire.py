@@ -224,6 +224,9 @@ class Device:
             Kind("proxy", proxy("fetched"), proxy("medium"), original="fetched"),
             Kind("missing", f"{files}/nothing", status=404),
             Kind("poll", "/api/event/pollQueue?timeout=1&queueId=", takes_queue=True),
+            # The event that names the queue, and two heartbeats.
+            Kind("events", "/api/event/pollQueue?timeout=1&queueId=", fields="Accept: text/event-stream\r\n",
+                 takes_queue=True, count=118 + 2 * 27),
             Kind("upload", "/medium.fcgi?firmwareupdate=1", servers="TLS", **upload),
             Kind("upload-no-page", "/?firmwareupdate=1", status=404, servers="plain", **upload),
         ]
