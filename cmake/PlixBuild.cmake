@@ -9,8 +9,11 @@ option(PLIX_SANITIZE "Build with AddressSanitizer and UndefinedBehaviorSanitizer
 option(PLIX_FUZZ "Build the libFuzzer programs; needs clang" OFF)
 
 add_library(plix_options INTERFACE)
+# A unity build includes the sources in another file, so that their unnamed namespaces look like those
+# of a header.
 target_compile_options(plix_options INTERFACE
     -Wall -Wextra -Wpedantic -Wshadow -Wnon-virtual-dtor -Woverloaded-virtual -Wcast-align
+    $<$<AND:$<CXX_COMPILER_ID:GNU>,$<BOOL:${CMAKE_UNITY_BUILD}>>:-Wno-subobject-linkage>
     $<$<BOOL:${PLIX_WERROR}>:-Werror>)
 # QT_NO_CAST_FROM_BYTEARRAY: bytes never turn into text without the conversion being said.
 target_compile_definitions(plix_options INTERFACE
