@@ -12,7 +12,7 @@ build_packages=(
     libtag1-dev libqt5sql5-sqlite
 )
 test_packages=(
-    chrpath curl debhelper dpkg-dev esbuild ffmpeg gstreamer1.0-libav gstreamer1.0-plugins-base
+    build-essential chrpath curl debhelper dpkg-dev esbuild ffmpeg gstreamer1.0-libav gstreamer1.0-plugins-base
     gstreamer1.0-plugins-good iproute2 lintian mypy node-typescript python3 python3-jsonschema
     python3-setuptools python3-wheel python3-yaml valgrind
 )

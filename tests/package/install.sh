@@ -24,7 +24,8 @@ lintian --allow-root --info --pedantic --fail-on error,warning,info,pedantic "$w
 package() { echo "$work/$1"_*.deb; }
 depends() { dpkg-deb -f "$(package "$1")" Depends; }
 
-for needed in libsoup2.4-1 libqt5core5a openssl glib-networking; do
+# The beginnings of their names, which go on differently in Debian 12 and 13.
+for needed in libsoup libqt5core5 openssl glib-networking; do
     [[ ", $(depends plix-webserver)" == *", $needed"* ]] || fail "plix-webserver needs $needed"
 done
 for name in plix-simulator libplix-dev; do
