@@ -17,7 +17,7 @@ void add(int file, off_t offset, QCryptographicHash* hash) {
     char bytes[blockBytes];
     const ssize_t got = pread(file, bytes, sizeof bytes, offset);
     if (got > 0)
-        hash->addData(bytes, int(got));
+        hash->addData(QByteArray::fromRawData(bytes, int(got)));
 }
 
 } // namespace

@@ -68,7 +68,7 @@ private Q_SLOTS:
         const QVector<QVariantHash> rows{node("a", 400), node("b", 300), node("c", 60000)};
         QVariantHash secret = node("s", 0);
         secret.insert("internal", true);
-        for (const QVariantHash& track : rows + QVector{node("d", 0), secret})
+        for (const QVariantHash& track : rows + QVector<QVariantHash>{node("d", 0), secret})
             m_media->setNode("media:/" + track.value("title").toString(), track);
         // A container in itself, and what two lists of a search have.
         const QVector<QVariantHash> y{node("d", 0), rows[1], container("x"), rows[1], secret};
@@ -78,7 +78,7 @@ private Q_SLOTS:
         provideList("empty", {container("empty")});
         m_player = std::make_unique<PlayerWorker>(QVariantHash());
         QCoreApplication::processEvents();
-        m_media->setRows("media:/", QVector{secret} + rows);
+        m_media->setRows("media:/", QVector<QVariantHash>{secret} + rows);
     }
 
     void cleanup() { m_player.reset(); }

@@ -182,7 +182,8 @@ private Q_SLOTS:
         for (const auto& [type, text, value] : rows) {
             PlixError error;
             const QVariant actual = PageTemplate::toValue(type, text, &error);
-            QVERIFY2(actual == value && actual.type() == value.type() && error.isEmpty(), type);
+            QVERIFY2(actual == value && actual.userType() == value.userType() && error.isEmpty(),
+                     type);
         }
     }
 };

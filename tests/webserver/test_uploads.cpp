@@ -235,7 +235,7 @@ private Q_SLOTS:
         const QByteArray part = "--XyZ\r\nA: b\r\n\r\n" + image;
         // A part without its closing boundary: a FIFO cannot say that something is missing, but it
         // says that it is over, and the notice that it is not complete.
-        const QVector<std::tuple<QByteArray, int, QByteArrayList>> rows{
+        const QVector<std::tuple<QByteArray, qint64, QByteArrayList>> rows{
             {"form-data; boundary=XyZ", 1000000, {image}},           // a client that leaves
             {"form-data; boundary=XyZ", 50015, {image.left(50000)}}, // longer than it says
             {"form-data; boundary=\"XyZ\"", part.size(), {}},        // taken as it stands

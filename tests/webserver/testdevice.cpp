@@ -9,6 +9,7 @@
 
 #include <QCoreApplication>
 #include <QDir>
+#include <QNetworkProxy>
 #include <QProcess>
 #include <QRandomGenerator>
 #include <QTcpServer>
@@ -34,6 +35,8 @@ int streamPipes() {
 void warmUp() {
     static const bool done = [] {
         g_type_ensure(G_TYPE_TASK);
+        // Qt 6 asks in a thread that stays.
+        QNetworkProxyFactory::setUseSystemConfiguration(false);
         Server server(0, QString(), QString(), false, nullptr);
         Handler handler(QString(), nullptr);
         server.addHandler("/", &handler);

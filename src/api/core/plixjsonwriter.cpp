@@ -69,7 +69,7 @@ private:
             m_isTooLong = true;
             used = 0;
         }
-        const int doubled = std::min(2 * m_bytes.size(), PlixJson::maximumLength);
+        const int doubled = std::min<int>(2 * m_bytes.size(), PlixJson::maximumLength);
         m_bytes.resize(std::max({initialSize, doubled, used + size}));
         m_at = m_bytes.data() + used;
         m_end = m_bytes.data() + m_bytes.size();
@@ -211,7 +211,7 @@ void JsonWriter::writeOther(const QVariant& value, int type, int depth) {
     if (type == QMetaType::QByteArray) {
         const QByteArray bytes = value.toByteArray();
         writeText(plixFromUtf8(bytes.constData(), bytes.size()));
-    } else if (value.canConvert(QMetaType::QString)) {
+    } else if (value.canConvert<QString>()) {
         writeText(value.toString());
     } else if (value.canConvert<QVariantMap>()) {
         writeMap(value.value<QVariantMap>(), depth + 1);

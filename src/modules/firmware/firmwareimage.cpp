@@ -29,8 +29,8 @@ bool FirmwareImage::open() {
 bool FirmwareImage::write(const char* data, int size) {
     if (m_file.write(data, size) != size)
         return false;
-    m_hash.addData(data, size);
-    m_head.append(data, std::min(size, headBytes - m_head.size()));
+    m_hash.addData(QByteArray::fromRawData(data, size));
+    m_head.append(data, std::min<int>(size, headBytes - m_head.size()));
     m_size += size;
     return true;
 }

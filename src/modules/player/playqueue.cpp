@@ -133,7 +133,7 @@ void PlayQueue::putBack(const Removal& removal) {
             remember(0, m_tracks, true);
         return setTracks(removal.tracks, removal.current);
     }
-    insertTracks(std::min(removal.index, m_tracks.size()), removal.tracks);
+    insertTracks(std::min<int>(removal.index, m_tracks.size()), removal.tracks);
     if (m_current < 0)
         replaceCurrent(removal.current - removal.index, false);
     Q_EMIT changed();

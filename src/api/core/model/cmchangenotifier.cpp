@@ -68,7 +68,7 @@ void CMChangeNotifier::dropUnwatched() {
         return;
     for (auto entry = m_paths.begin(); entry != m_paths.end();)
         entry = (*entry)->isWatched() ? std::next(entry) : m_paths.erase(entry);
-    m_sweepAt = std::max(firstSweepAt, 2 * m_paths.size());
+    m_sweepAt = std::max<int>(firstSweepAt, 2 * m_paths.size());
 }
 
 // The copies of the entries keep the emitting objects alive. A receiver may delete the notifier, so

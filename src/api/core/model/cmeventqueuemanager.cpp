@@ -55,7 +55,8 @@ CMEventQueue* CMEventQueueManager::modifyQueue(const QString& queueId,
     CMEventQueue* queue = getQueue(queueId);
     const QSet<CMPath> before = queue ? queue->m_paths : QSet<CMPath>();
     const QSet<CMPath> paths = (before - removed) + added;
-    const Need need{queue ? queue->m_client : client, queue ? 0 : 1, paths.size() - before.size()};
+    const int more = paths.size() - before.size();
+    const Need need{queue ? queue->m_client : client, queue ? 0 : 1, more};
     if (paths.size() > maximumPathsPerQueue || !makeRoom(need, queue)) {
         dbglog_warning("limit of event queues or of their paths reached");
         return nullptr;

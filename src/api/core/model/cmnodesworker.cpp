@@ -41,7 +41,7 @@ QVariantList pick(const QVariantHash& values, const QStringList& roles) {
 PlixRowsRoles pickRows(const QVector<QVariantHash>& rows, qint64 version, bool isInternal,
                        const CMGetRowsRequest& request) {
     const int first = std::max(request.from, 0);
-    const int last = std::min(request.to, rows.size() - 1);
+    const int last = std::min<int>(request.to, rows.size() - 1);
     QVariantList picked;
     if (first <= last)
         picked.reserve(last - first + 1);

@@ -30,7 +30,8 @@ private:
     QString m_encoded;
 };
 
-inline uint qHash(const CMPath& path, uint seed = 0) {
+// An uint with Qt 5, a size_t with Qt 6.
+inline auto qHash(const CMPath& path, uint seed = 0) {
     return qHash(path.toEncoded(), seed);
 }
 

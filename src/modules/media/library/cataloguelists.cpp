@@ -12,7 +12,7 @@ namespace {
 using CatalogueLists::List;
 
 List tracks(const MediaCatalogue& catalogue, const MediaCatalogue::Tracks& indexes) {
-    return {indexes.size(), [&catalogue, indexes](int row, const QStringList& roles) {
+    return {int(indexes.size()), [&catalogue, indexes](int row, const QStringList& roles) {
                 return CatalogueRoles::track(catalogue, indexes[row], roles);
             }};
 }
@@ -27,7 +27,7 @@ List join(const List& first, const List& second) {
 // Of things of which each has its roles.
 template <typename Things, typename RolesOf>
 List things(const Things& list, RolesOf rolesOf) {
-    return {list.size(), [list, rolesOf](int row, const QStringList& roles) {
+    return {int(list.size()), [list, rolesOf](int row, const QStringList& roles) {
                 const QVariantHash all = rolesOf(list[row]);
                 QVariantList values;
                 for (const QString& role : roles)

@@ -91,7 +91,7 @@ QByteArray FileNames::toBytes(const QString& text) {
 }
 
 QByteArray FileNames::folderOf(const QByteArray& path) {
-    return path.left(std::max(path.lastIndexOf('/'), 0));
+    return path.left(std::max<int>(path.lastIndexOf('/'), 0));
 }
 
 QByteArray FileNames::nameOf(const QByteArray& path) {

@@ -29,9 +29,9 @@ QVector<Station> fromPls(const QStringList& lines) {
         const QString key = line.section('=', 0, 0).trimmed().toLower();
         const QString value = line.section('=', 1).trimmed();
         if (key.startsWith(QLatin1String("file")))
-            urls.insert(key.midRef(4).toInt(), value);
+            urls.insert(key.mid(4).toInt(), value);
         else if (key.startsWith(QLatin1String("title")))
-            titles.insert(key.midRef(5).toInt(), value);
+            titles.insert(key.mid(5).toInt(), value);
     }
     QVector<Station> list;
     for (auto url = urls.cbegin(); url != urls.cend(); ++url)

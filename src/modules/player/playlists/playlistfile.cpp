@@ -22,7 +22,7 @@ bool isNodePath(const QString& text) {
     const int colon = text.indexOf(':');
     const bool isWorker = colon > 0 && std::all_of(text.begin(), text.begin() + colon,
                                                    [](QChar c) { return c >= 'a' && c <= 'z'; });
-    const QStringRef within = text.midRef(colon + 1);
+    const QStringView within = QStringView(text).mid(colon + 1);
     return isWorker && !within.isEmpty() && !within.front().isSpace() &&
            !within.startsWith(QLatin1String("//"));
 }

@@ -16,7 +16,7 @@ TrackResolver::TrackResolver(const QVector<PlayerTrack>& tracks, QObject* parent
     : QObject(parent), m_tracks(tracks), m_done(std::move(done)) {}
 
 void TrackResolver::askSome() {
-    const int end = std::min(m_asked + tracksPerTurn, m_tracks.size());
+    const int end = std::min<int>(m_asked + tracksPerTurn, m_tracks.size());
     m_waiting = end - m_asked + 1;
     while (m_asked < end)
         ask(m_asked++);

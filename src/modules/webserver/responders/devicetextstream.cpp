@@ -1,7 +1,9 @@
 // SPDX-License-Identifier: MIT
 #include "responders/devicetextstream.h"
 
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
 #include <QTextCodec>
+#endif
 
 void DeviceTextStream::setDevice(QIODevice* device) {
     m_stream.reset();
@@ -14,11 +16,14 @@ void DeviceTextStream::flush() {
 }
 
 QTextStream& DeviceTextStream::stream() {
-    // Looked up once, because the look-up by name takes longer than the rest.
+    if (m_stream)
+        return *m_stream;
+    m_stream.emplace(m_device);
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    // Looked up once, because the look-up by name takes longer than the rest. Qt 6 writes UTF-8 by
+    // itself.
     static QTextCodec* const utf8 = QTextCodec::codecForName("UTF-8");
-    if (!m_stream) {
-        m_stream.emplace(m_device);
-        m_stream->setCodec(utf8);
-    }
+    m_stream->setCodec(utf8);
+#endif
     return *m_stream;
 }

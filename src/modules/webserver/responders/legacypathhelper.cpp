@@ -30,7 +30,7 @@ CMPath replacePrefix(const CMPath& path, Column from, Column to) {
     const PrefixPair* pair = findPair(path, from);
     if (!pair)
         return path;
-    return CMPath::fromEncoded(pair->*to + path.toEncoded().midRef((pair->*from).size()));
+    return CMPath::fromEncoded(pair->*to + path.toEncoded().mid((pair->*from).size()));
 }
 
 } // namespace

@@ -128,16 +128,17 @@ PageTemplate::Page::Part toPart(const PageTemplate::Piece& piece) {
 
 PageTemplate::Piece PageTemplate::nextPiece(const QString& content, int position) {
     const QStringView page(content);
+    const int end = content.size();
     const int opening = content.indexOf(openingMark, position);
     if (opening < 0)
-        return {page.mid(position), {}, content.size(), Piece::Page};
+        return {page.mid(position), {}, end, Piece::Page};
     const QStringView text = page.mid(position, opening - position);
     const int begin = opening + openingMark.size();
     const int closing = content.indexOf(instructionEnd, begin);
     if (closing < 0)
-        return {text, page.mid(begin), content.size(), Piece::Unterminated};
-    return {text, page.mid(begin, closing - begin), closing + instructionEnd.size(),
-            Piece::Instruction};
+        return {text, page.mid(begin), end, Piece::Unterminated};
+    const int behind = closing + instructionEnd.size();
+    return {text, page.mid(begin, closing - begin), behind, Piece::Instruction};
 }
 
 PageTemplate::Command PageTemplate::parseInstruction(QStringView instruction) {
