@@ -14,11 +14,16 @@ constexpr qint64 modest = 65536;
 } // namespace
 
 AddressKey addressKey(const sockaddr* address) {
-    if (address->sa_family == AF_INET)
-        return reinterpret_cast<const sockaddr_in*>(address)->sin_addr.s_addr;
+    if (address->sa_family == AF_INET) {
+        sockaddr_in v4;
+        std::memcpy(&v4, address, sizeof v4);
+        return v4.sin_addr.s_addr;
+    }
     if (address->sa_family != AF_INET6)
         return 0;
-    const in6_addr& ip = reinterpret_cast<const sockaddr_in6*>(address)->sin6_addr;
+    sockaddr_in6 v6;
+    std::memcpy(&v6, address, sizeof v6);
+    const in6_addr& ip = v6.sin6_addr;
     if (IN6_IS_ADDR_V4MAPPED(&ip)) {
         std::uint32_t v4 = 0;
         std::memcpy(&v4, ip.s6_addr + 12, sizeof v4);
