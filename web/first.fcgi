@@ -1,6 +1,7 @@
 {"@licence": "SPDX-License-Identifier: MIT",
 "@lang": "<?plix getData path="SoupServer:texts/@lang" roles="value" escape="none"?>",
 "@dir": "<?plix getData path="SoupServer:texts/@dir" roles="value" escape="none"?>",
+"@group": "<?plix getData path="SoupServer:texts/@group" roles="value" escape="none"?>",
 "Add {title} to the queue": "<?plix getData path="SoupServer:texts/Add {title} to the queue" roles="value" escape="none"?>",
 "Added {title}": "<?plix getData path="SoupServer:texts/Added {title}" roles="value" escape="none"?>",
 "Albums": "<?plix getData path="SoupServer:texts/Albums" roles="value" escape="none"?>",

@@ -66,6 +66,7 @@ test('the first screen of the player has its texts, and these only', async () =>
         const first = await (await context.request.get('/first.fcgi')).json();
         const catalogue = JSON.parse(read(`lang/${language}.json`));
         assert.deepEqual(first, { '@licence': first['@licence'], '@lang': language, '@dir': catalogue['@dir'],
+            '@group': catalogue['@group'],
             ...Object.fromEntries(texts.map(words => [words, catalogue[words]])) });
     }
 });

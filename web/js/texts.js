@@ -4,8 +4,9 @@
  * The language of the pages: that of the device's user interface, when there is a catalogue for it.
  *
  * A catalogue, lang/LANGUAGE.json, has the texts by their English wording, in which the pages and
- * scripts are written; "@dir" is the direction of the script. A further language is a file and its
- * entry here. The page of the player begins with the texts of its first screen, which first.fcgi has.
+ * scripts are written; "@dir" is the direction of the script, "@group" stands between groups of three
+ * digits. A further language is a file and its entry here. The page of the player begins with the texts of
+ * its first screen, which first.fcgi has.
  * Template pages get their texts from the same files, through nodes of the device.
  */
 
@@ -64,13 +65,17 @@ export function text(english, values = {}) {
     return (catalogue[english] ?? english).replace(/\{(\w+)\}/g, (_, name) => values[name]);
 }
 
-/** Made when it is first used: the first one of a page takes as long as many rows of a list. */
+/** A whole number. Not by `Intl`, whose first formatter takes as long as all else that a phone shows at first. */
+export function number(value) {
+    return String(value).replace(/\B(?=(\d{3})+$)/g, catalogue['@group'] ?? ',');
+}
+
+/** Made when it is first used. */
 function formatter(make) {
     let made;
     return value => (made ??= make()).format(value);
 }
 
-export const number = formatter(() => new Intl.NumberFormat(language));
 export const decimal = formatter(() =>
     new Intl.NumberFormat(language, { minimumFractionDigits: 1, maximumFractionDigits: 1 }));
 export const time = formatter(() => new Intl.DateTimeFormat(language, { timeStyle: 'medium' }));
