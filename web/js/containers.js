@@ -4,12 +4,14 @@
 
 import { plain } from '../plix.js';
 import { later, number, text } from './texts.js';
-import { act, element, icon, iconButton } from './ui.js';
-import { art, names } from './trackrow.js';
+import { act, element, readSymbols } from './ui.js';
+import { art, names, picture, rowButton } from './trackrow.js';
 
 const ROW_COVER_PX = 44;
 const CELL_COVER_PX = 200;
 const ICONS = { genres: 'tag', folders: 'folder', playlists: 'list' };
+
+readSymbols().catch(() => {});
 
 /** The address of the place that shows a container: "media:/albums/1" gives "#/albums/1". */
 export function placeOf(path) {
@@ -24,7 +26,7 @@ function kindOf(path) {
 /** Of an artist there is no picture, but a letter. */
 function standIn(kind, title) {
     if (kind !== 'artists')
-        return icon(ICONS[kind] ?? 'note');
+        return picture(ICONS[kind] ?? 'note');
     const [letter = ''] = /[\p{L}\p{N}]/u.exec(title ?? '') ?? [];
     return element('span', { className: 'letter', 'data-letter': letter });
 }
@@ -44,8 +46,7 @@ export function byLine(description) {
 
 /** What can be done is loaded when it is done. */
 function button(name, label, image, className, run) {
-    const made = iconButton(label, image, () => act(null, async () => run(made, await later('actions.js'))), className);
-    made.dataset.control = name;
+    const made = rowButton(name, label, image, () => act(null, async () => run(made, await later('actions.js'))), className);
     return made;
 }
 
@@ -71,8 +72,9 @@ export function containerRow(row, more) {
 }
 
 export function wallCell(row) {
-    const picture = art(row.icon, CELL_COVER_PX);
-    picture.querySelector('img').alt = text('Cover of {title}', row);
+    const cover = art(row.icon, CELL_COVER_PX);
+    if (row.icon)
+        cover.lastElementChild.alt = text('Cover of {title}', row);
     return element('li', { tabIndex: -1 },
-        link(row, picture, names(row.title, row.description)), playButton(row, 'round primary small'), moreButton(row));
+        link(row, cover, names(row.title, row.description)), playButton(row, 'round primary small'), moreButton(row));
 }

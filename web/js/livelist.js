@@ -19,6 +19,13 @@ import { device } from './ui.js';
 /** Kept above and below the screen: what a flick of the finger passes while a page is fetched. */
 const MARGIN_PX = 720;
 const PAGE_ROWS = 60;
+/** What is read before anything else is known of the list; index.html asks for the queue's as well. */
+const FIRST_ROWS = 30;
+/** What is not on the screen yet is shown in steps, so that no frame takes long. */
+const STEP_PX = 180;
+
+/** Lists that are narrower than so many heights of a row show less in each. */
+const NARROW = [['narrow', 5.4], ['tiny', 4]];
 
 /** Where the row at `index` stands after the change; -1 when it is gone. */
 function forward({ from, to }, index) {
@@ -63,6 +70,8 @@ export class LiveList {
     /** The part of the device's list that this one shows; the end is not included. */
     #span = { start: 0, end: Infinity };
     #end = new AbortController();
+    /** How much of MARGIN_PX is shown by now. */
+    #margin = 0;
     /** The list's upper edge on the screen, and whether it is there at all. */
     #top = 0;
     #isShown = false;
@@ -85,7 +94,6 @@ export class LiveList {
         this.#options = { placed: () => {}, changed: () => {}, ...options };
         Object.assign(this.#span, options.span);
         const { signal } = this.#end;
-        this.#measure();
         const observer = new ResizeObserver(() => this.#measure());
         observer.observe(list.parentElement);
         addEventListener('scroll', () => this.#scrolled(), { capture: true, passive: true, signal });
@@ -190,9 +198,11 @@ export class LiveList {
         // As the style sheet has it, also while the list is hidden or empty.
         const { gridAutoRows, gridAutoColumns } = getComputedStyle(this.#list);
         this.#rowHeight = parseFloat(gridAutoRows);
+        const width = this.#list.clientWidth;
+        for (const [name, rows] of NARROW)
+            this.#list.classList.toggle(name, width < rows * this.#rowHeight);
         const cell = parseFloat(gridAutoColumns);
         if (cell) {
-            const width = this.#list.clientWidth;
             this.#columns = Math.max(1, Math.floor(width / cell));
             this.#rowHeight += width / this.#columns;
             this.#list.style.setProperty('--columns', this.#columns);
@@ -231,7 +241,8 @@ export class LiveList {
     async #readOn() {
         for (;;) {
             const isFresh = this.#stale;
-            const range = isFresh ? this.#wanted() : this.#missing();
+            const range = this.#version < 0 ? { from: 0, to: FIRST_ROWS - 1 }
+                : isFresh ? this.#wanted() : this.#missing();
             if (!range)
                 return;
             this.#stale = false;
@@ -256,7 +267,10 @@ export class LiveList {
     }
 
     #take({ rows, count, version }, { from, to }) {
-        this.#locate();
+        if (this.#rowHeight)
+            this.#locate();
+        else
+            this.#measure();
         const anchor = this.#anchor();
         if (version !== this.#version) {
             this.#rows.clear();
@@ -306,8 +320,8 @@ export class LiveList {
         const end = (this.count ?? PAGE_ROWS) - 1;
         const line = y => Math.floor((y - this.#top) / this.#rowHeight) * this.#columns;
         return {
-            from: Math.max(0, line(-MARGIN_PX)),
-            to: Math.min(end, line(innerHeight + MARGIN_PX) + this.#columns),
+            from: Math.max(0, line(-this.#margin)),
+            to: Math.min(end, line(innerHeight + this.#margin) + this.#columns),
         };
     }
 
@@ -376,8 +390,12 @@ export class LiveList {
     }
 
     #render() {
-        const { from, to } = this.#range();
-        const positions = this.#positions(from, to);
+        let positions = this.#positions();
+        // The screen first, where all of it is new.
+        if (this.#margin === MARGIN_PX && positions.length && !positions.some(([, key]) => this.#items.has(key))) {
+            this.#margin = 0;
+            positions = this.#positions();
+        }
         this.#removeOthers(new Set(positions.map(([, key]) => key)));
         const focused = document.activeElement;
         const { children } = this.#list;
@@ -389,12 +407,17 @@ export class LiveList {
         // An element that is put elsewhere loses it.
         if (focused !== document.activeElement && focused.isConnected)
             focused.focus({ preventScroll: true });
+        if (this.#isShown && this.#margin < MARGIN_PX) {
+            this.#margin += STEP_PX;
+            this.draw();
+        }
         if (this.#missing())
             this.#read();
     }
 
     /** Positions and keys of the rows to be shown, in order; the one with the focus among them. */
-    #positions(from, to) {
+    #positions() {
+        const { from, to } = this.#range();
         const positions = [];
         for (let index = from; index <= to; index++) {
             const key = this.keyAt(index);

@@ -2,11 +2,11 @@
 
 /** The queue: its rows play, are moved (by dragging, or with the arrows) and removed. */
 
-import { $, act, device, element, icon, iconButton, showCount } from './ui.js';
+import { $, act, device, element, showCount } from './ui.js';
 import { LiveList } from './livelist.js';
 import { playback } from './playback.js';
 import { later, text } from './texts.js';
-import { TRACK_ROLES, setCurrent, trackRow } from './trackrow.js';
+import { TRACK_ROLES, picture, rowButton, setCurrent, trackRow } from './trackrow.js';
 
 let queue;
 
@@ -30,23 +30,18 @@ async function grab(event, id) {
 
 function queueRow(row) {
     const { id } = row;
-    const grip = element('span', { className: 'grip', 'aria-hidden': 'true' }, icon('grip'));
+    const grip = element('span', { className: 'grip', 'aria-hidden': 'true' }, picture('bars'));
     grip.onpointerdown = event => grab(event, id);
-    const up = control('up', iconButton(text('Move {title} up', row), 'up', () => call('step', row, -1), 'step'));
-    const down = control('down', iconButton(text('Move {title} down', row), 'down', () => call('step', row, 1), 'step'));
-    const remove = control('remove', iconButton(text('Remove {title} from the queue', row), 'remove',
+    const up = rowButton('up', text('Move {title} up', row), 'up', () => call('step', row, -1), 'step');
+    const down = rowButton('down', text('Move {title} down', row), 'down', () => call('step', row, 1), 'step');
+    const remove = rowButton('remove', text('Remove {title} from the queue', row), 'remove',
         // The further taps of a quick series hit the row that has taken the place.
-        event => event.detail > 1 || call('drop', row)));
+        event => event.detail > 1 || call('drop', row));
     const item = trackRow(row, event =>
         act(event.currentTarget, () => device.activate('player:player/play', { id })),
     [element('span', { className: 'steps' }, up, down), remove]);
     item.prepend(grip);
     return item;
-}
-
-function control(name, button) {
-    button.dataset.control = name;
-    return button;
 }
 
 function placed(item, { id }, index) {
@@ -66,19 +61,26 @@ function changed() {
     $('queueTools').hidden = !queue.count;
 }
 
+/** @returns {Promise} that the first rows are shown, or cannot be */
 export function startQueue() {
+    let told;
+    const first = new Promise(resolve => { told = resolve; });
     queue = new LiveList($('queue'), {
         path: 'player:queue',
         roles: [...TRACK_ROLES, 'id'],
         key: ({ id }, index) => id ?? `#${index}`,
         make: queueRow,
         placed,
-        changed,
-        failed: () => {},
+        changed: () => {
+            changed();
+            told();
+        },
+        failed: told,
     });
     playback.addEventListener('change', () => queue.items.forEach(([item, id]) => mark(item, id)));
     $('clear').onclick = () => call('clear');
     for (const type of ['pointerover', 'focusin'])
         $('queue').addEventListener(type, () => edit().catch(() => {}), { once: true });
     $('save').onclick = async () => (await later('playlists.js')).saveQueue($('save'));
+    return first;
 }

@@ -82,6 +82,7 @@ export function startDrag(queue, start, id) {
         queue.held = id;
         show(queue);
         item.classList.add('dragged');
+        $('queue').classList.add('dragging');
         item.style.transform = `translateY(${top}px)`;
     };
     const scroll = () => {
@@ -100,6 +101,7 @@ export function startDrag(queue, start, id) {
         if (item)
             item.place = undefined;
         item?.classList.remove('dragged');
+        $('queue').classList.remove('dragging');
         const after = afterAt(queue, target, id);
         const isMove = commit && queue.indexOf(id) >= 0;
         preview = null;

@@ -4,11 +4,11 @@
 
 import { plain } from '../plix.js';
 import { text } from './texts.js';
-import { act, device, element, icon, iconButton, toast } from './ui.js';
+import { act, device, element, icon, toast } from './ui.js';
 import { ask } from './dialog.js';
 import { showList } from './library.js';
 import { openMenu } from './menu.js';
-import { art, libraryRow, trackRow, TRACK_ROLES } from './trackrow.js';
+import { art, libraryRow, picture, rowButton, trackRow, TRACK_ROLES } from './trackrow.js';
 
 const SETTING = 'settings:/media/stations';
 const COVER_PX = 44;
@@ -78,15 +78,13 @@ function stationRow(row) {
     const path = plain(row.value);
     if (!path)
         return libraryRow(row);
-    const more = iconButton(text('More for {title}', row), 'more', () => openStationMenu(more, row));
+    const more = rowButton('more', text('More for {title}', row), 'more', () => openStationMenu(more, row));
     more.setAttribute('aria-haspopup', 'menu');
-    more.dataset.control = 'more';
-    const add = iconButton(text('Add {title} to the queue', row), 'add', () =>
+    const add = rowButton('add', text('Add {title} to the queue', row), 'add', () =>
         act(add, () => device.activate('player:queue/insert', { path }), text('Added {title}', row)));
-    add.dataset.control = 'add';
     return trackRow({ ...row, description: text('live') },
         ({ currentTarget }) => act(currentTarget, () => device.activate('player:player/play', { path })),
-        [add, more], art(row.icon, COVER_PX, icon('radio')));
+        [add, more], art(row.icon, COVER_PX, picture('radio')));
 }
 
 export function show(host) {

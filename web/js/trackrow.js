@@ -4,7 +4,7 @@
 
 import { plain } from '../plix.js';
 import { text } from './texts.js';
-import { act, clock, device, element, icon, iconButton, showCover } from './ui.js';
+import { act, clock, device, element, icon, showCover } from './ui.js';
 import { playback } from './playback.js';
 
 export const TRACK_ROLES = ['title', 'description', 'icon', 'value'];
@@ -17,10 +17,28 @@ export function names(title, by) {
 }
 
 /** A picture, and what stands for it until it is there. */
-export function art(path, width, stand = icon('note')) {
-    const image = element('img', { alt: '', hidden: true });
-    showCover(image, path, width);
-    return element('span', { className: 'art' }, stand, image);
+export function art(path, width, stand = picture('note')) {
+    const made = element('span', { className: 'art' }, stand);
+    if (path) {
+        const image = element('img', { alt: '', hidden: true });
+        showCover(image, path, width);
+        made.append(image);
+    }
+    return made;
+}
+
+/** An icon that the style sheet makes of a letter or of borders; the others are drawn. */
+const SIGNS = new Set(['note', 'add', 'remove', 'bars', 'up', 'down', 'playnext']);
+
+export function picture(name) {
+    return SIGNS.has(name) ? element('i', { className: `sign ${name}` }) : icon(name);
+}
+
+/** A button of a row; `name` stays the same when the row is made anew. */
+export function rowButton(name, label, image, onclick, className = 'round small') {
+    const made = element('button', { type: 'button', className, title: label, ariaLabel: label, onclick }, picture(image));
+    made.dataset.control = name;
+    return made;
 }
 
 /**
@@ -48,12 +66,8 @@ export function trackRow(row, onclick, controls, first = art(row.icon, COVER_PX)
  */
 export function libraryRow(row, play = playTrack) {
     const path = plain(row.value);
-    const button = (name, label, image, place, done) => {
-        const made = iconButton(label, image, ({ currentTarget }) =>
-            act(currentTarget, () => device.activate('player:queue/insert', { path, ...place() }), done));
-        made.dataset.control = name;
-        return made;
-    };
+    const button = (name, label, image, place, done) => rowButton(name, label, image, ({ currentTarget }) =>
+        act(currentTarget, () => device.activate('player:queue/insert', { path, ...place() }), done));
     const controls = [
         button('next', text('Play {title} next', row), 'playnext', () => ({ after: playback.track.id ?? '' }),
             text('{title} is next', row)),

@@ -44,14 +44,14 @@ const COVER_SIZES = [64, 128, 256, 512];
 const COVERS_AT_A_TIME = 3;
 
 const SVG = 'http://www.w3.org/2000/svg';
-/** The symbols of icons.svg. */
+/** The symbols of icons.svg, once they have been read. */
 let symbols = null;
 
-async function readSymbols() {
+/** For lists with drawn icons, which are copies from then on. */
+export async function readSymbols() {
     const response = await fetch('icons.svg', { cache: 'force-cache' });
     symbols = new DOMParser().parseFromString(await response.text(), 'image/svg+xml');
 }
-readSymbols().catch(() => {});
 
 export function icon(name) {
     const svg = document.createElementNS(SVG, 'svg');
@@ -165,9 +165,18 @@ export function loadStyles(name) {
     return styles.get(name);
 }
 
-/** A moment later: to format the first number takes longer than to show the rows. */
+/** When the browser has shown what there is; at once while nobody looks. */
+export function nextTurn() {
+    return new Promise(resolve => {
+        if (document.hidden)
+            setTimeout(resolve);
+        else
+            requestAnimationFrame(() => setTimeout(resolve));
+    });
+}
+
 export function showCount(target, count) {
-    setTimeout(() => { target.textContent = count ? number(count) : ''; });
+    target.textContent = count ? number(count) : '';
 }
 
 /** Milliseconds as "3:07" or "1:02:07". */
