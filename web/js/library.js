@@ -83,12 +83,15 @@ export async function startLibrary() {
     const once = { once: true };
     addEventListener('hashchange', open, once);
     $('find').addEventListener('input', open, once);
+    const isElsewhere = location.hash.startsWith('#/') || await home() !== 'tracks';
+    // Both in one turn: one request follows them.
+    const tracks = isElsewhere || places ? null : showTracks($('place'));
     device.watch('media:scan', async scan => {
         if (scan?.state && scan.state !== 'off')
             (await later('scan.js')).showScan(scan);
     });
-    if (location.hash.startsWith('#/') || await home() !== 'tracks')
+    if (isElsewhere)
         open();
-    else if (!places)
-        view = await showTracks($('place'));
+    else if (tracks)
+        view = await tracks;
 }

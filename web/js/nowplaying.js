@@ -184,4 +184,5 @@ export function startNowPlaying() {
     startFault();
     startListening();
     startMini();
+    playback.tellAgain();
 }

@@ -18,6 +18,8 @@ class Playback extends EventTarget {
     fault = '';
     /** The device has told all of it. */
     isKnown = false;
+    /** What has been told so far. */
+    #events = new Set();
     #untold = new Set(['state', 'track', 'volume', 'muted', 'progress']);
     /** The newest report: {position, time, running}. */
     #progress = { position: 0, time: 0, running: false };
@@ -29,8 +31,8 @@ class Playback extends EventTarget {
     /** Where the position stands while there is no connection; null with one. */
     #standing = null;
 
-    constructor() {
-        super();
+    /** Follows the device from now on. */
+    start() {
         device.addEventListener('connection', () => {
             const isOnline = device.connection === 'online';
             this.#standing = isOnline ? null : this.position;
@@ -94,14 +96,25 @@ class Playback extends EventTarget {
     #told(what) {
         this.#untold.delete(what);
         this.isKnown = !this.#untold.size;
-        this.dispatchEvent(new Event('change'));
+        this.#tell('change');
+    }
+
+    #tell(event) {
+        this.#events.add(event);
+        this.dispatchEvent(new Event(event));
+    }
+
+    /** For who begins to listen when something is known already. */
+    tellAgain() {
+        for (const event of this.#events)
+            this.dispatchEvent(new Event(event));
     }
 
     /** What the rest does not wait for. */
     #followRest() {
         const follow = (name, member, event, otherwise) => device.watch(`player:player/${name}`, value => {
             this[member] = value ?? otherwise;
-            this.dispatchEvent(new Event(event));
+            this.#tell(event);
         });
         follow('shuffle', 'shuffled', 'modes', false);
         follow('repeat', 'repeat', 'modes', 'off');

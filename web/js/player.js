@@ -3,9 +3,8 @@
 /** The player page. */
 
 import { later, text } from './texts.js';
-import { $, act, startPage } from './ui.js';
-import { startNowPlaying } from './nowplaying.js';
-import { startLibrary } from './library.js';
+import { $, act, nextTurn, startPage } from './ui.js';
+import { playback } from './playback.js';
 import { startQueue } from './queue.js';
 
 /** Keys for what is done often. */
@@ -52,7 +51,12 @@ startPage();
 // For those who hear it; it cannot be seen.
 $('title').textContent = text('Connecting …');
 startSwitch();
-startNowPlaying();
-startQueue();
-startLibrary();
 startShortcuts();
+// Each in a turn of its own, so that a slow phone shows the first rows early and answers to taps.
+const firstRows = startQueue();
+playback.start();
+await firstRows;
+await nextTurn();
+(await import('./nowplaying.js')).startNowPlaying();
+await nextTurn();
+(await import('./library.js')).startLibrary();
