@@ -51,9 +51,12 @@ try {
         const context = await profile(browser, device, options);
         const page = await open(context, `/index.html${place}`);
         await device.activate('player:player/seek', POSITION_MS);
-        await until(() => page.evaluate(() => document.querySelector('#cover').naturalWidth > 0
-            && document.querySelector('#elapsed').textContent >= '0:12'
-            && [...document.querySelectorAll('.wall li:nth-child(-n+9) img')].every(({ hidden }) => !hidden)), 'the covers');
+        await until(() => page.evaluate(() => {
+            const covers = [...document.querySelectorAll('.wall li:nth-child(-n+9) img')];
+            const hasWall = covers.length || !document.querySelector('#libraryPanel').checkVisibility();
+            return document.querySelector('#cover').naturalWidth && document.querySelector('#elapsed').textContent >= '0:12'
+                && hasWall && covers.every(({ hidden }) => !hidden);
+        }), 'the covers');
         await until(() => page.evaluate(() =>
             document.getAnimations().every(({ playState }) => playState === 'finished')), 'rest');
         await page.screenshot({ path: `${images}${name}.png` });
