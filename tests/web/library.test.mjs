@@ -116,6 +116,9 @@ test('what is found follows the typing, and comes in groups', async () => {
     await page.goBack();
     await page.locator('#places [aria-current=page]').getByText('Albums').or(page.locator('#library.wall')).first().waitFor();
     assert.equal(await page.inputValue('#find'), '');
+    const cell = page.locator('.wall li').first();
+    const [title, more] = await Promise.all(['.name', '[data-control=more]'].map(part => cell.locator(part).boundingBox()));
+    assert.ok(Math.abs(title.y + title.height / 2 - more.y - more.height / 2) < title.height / 2, 'the title beside its button');
 });
 
 test('lists follow the folder, and say when it is not there', async () => {
