@@ -3,10 +3,11 @@ import assert from 'node:assert/strict';
 import { createHash, randomBytes, X509Certificate } from 'node:crypto';
 import { once } from 'node:events';
 import { readFileSync } from 'node:fs';
+import { join } from 'node:path';
 import { test } from 'node:test';
 import { connect } from 'node:tls';
 import { open } from './browser.mjs';
-import { until } from './device.mjs';
+import { until, webRoot } from './device.mjs';
 import { device, newProfile } from './fixture.mjs';
 
 // Of the first load. The covers are counted as requests only: they are the media's, not the pages'.
@@ -45,6 +46,11 @@ test('the first load stays within its budget', async test => {
     assert.ok(loaded.length <= REQUESTS, `${loaded.length} requests`);
     assert.ok(bytes <= BYTES, `${bytes} bytes`);
     await device.set('settings:/ui/language', 'en');
+});
+
+test('the player page has the drawings of icons.svg', () => {
+    const symbols = name => readFileSync(join(webRoot, name), 'utf8').match(/<symbol .*<\/symbol>/g);
+    assert.deepEqual(symbols('index.html').map(symbol => symbol.replace('"icon-', '"')), symbols('icons.svg'));
 });
 
 test('every page can be put on a home screen', async () => {

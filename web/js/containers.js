@@ -4,14 +4,12 @@
 
 import { plain } from '../plix.js';
 import { later, number, text } from './texts.js';
-import { act, element, readSymbols } from './ui.js';
+import { act, element } from './ui.js';
 import { art, names, picture, rowButton } from './trackrow.js';
 
 const ROW_COVER_PX = 44;
 const CELL_COVER_PX = 200;
 const ICONS = { genres: 'tag', folders: 'folder', playlists: 'list' };
-
-readSymbols().catch(() => {});
 
 /** The address of the place that shows a container: "media:/albums/1" gives "#/albums/1". */
 export function placeOf(path) {

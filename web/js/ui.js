@@ -44,15 +44,6 @@ const COVER_SIZES = [64, 128, 256, 512];
 const COVERS_AT_A_TIME = 3;
 
 const SVG = 'http://www.w3.org/2000/svg';
-/** The symbols of icons.svg, once they have been read. */
-let symbols = null;
-
-/** For lists with drawn icons, which are copies from then on. */
-export async function readSymbols() {
-    const response = await fetch('icons.svg', { cache: 'force-cache' });
-    symbols = new DOMParser().parseFromString(await response.text(), 'image/svg+xml');
-}
-
 export function icon(name) {
     const svg = document.createElementNS(SVG, 'svg');
     svg.setAttribute('class', 'icon');
@@ -62,14 +53,14 @@ export function icon(name) {
 }
 
 /**
- * Shows another icon in an `svg`. As a copy of the symbol, if it is there: a reference to another file
- * is half of the work for a row of a list.
+ * Shows another icon in an `svg`. Where the page has the drawings itself, as a copy: a reference to another
+ * file is half of the work for a row of a list.
  */
 export function setIcon(svg, name) {
     if (svg.dataset.icon === name)
         return;
     svg.dataset.icon = name;
-    const symbol = symbols?.getElementById(name);
+    const symbol = $(`icon-${name}`);
     if (symbol) {
         svg.setAttribute('viewBox', symbol.getAttribute('viewBox'));
         svg.replaceChildren(...symbol.cloneNode(true).childNodes);
