@@ -111,18 +111,21 @@ test('a slow phone shows the first rows soon and scrolls on', async test => {
         window.tasks = [];
         new PerformanceObserver(list => window.tasks.push(...list.getEntries().map(({ duration }) => duration)))
             .observe({ type: 'longtask', buffered: true });
-        // By the page's own clock: the driver needs as long as the page.
+        // By the page's own clock, and told by itself: what the driver puts into a page takes as long as the page.
         new MutationObserver((_, observer) => {
             if (!document.querySelector('#queue li[data-key]'))
                 return;
             observer.disconnect();
-            requestAnimationFrame(() => setTimeout(() => { window.shownAfter = performance.now(); }));
+            requestAnimationFrame(() => setTimeout(() => console.log(performance.now())));
         }).observe(document, { childList: true, subtree: true });
     });
+    const shown = page.waitForEvent('console');
     await page.goto('/index.html');
+    const shownAfter = Number((await shown).text());
+    await page.locator('#play:enabled').waitFor();
+    const longest = Math.max(0, ...await page.evaluate(() => window.tasks));
     await page.locator('.switch [data-panel=library]').click();
     await page.locator('#library li[data-key]').first().waitFor();
-    const shownAfter = await page.evaluate(() => window.shownAfter);
     const frames = await page.evaluate(async () => {
         const times = [];
         for (let step = 0; step < 60; step++) {
@@ -131,8 +134,7 @@ test('a slow phone shows the first rows soon and scrolls on', async test => {
         }
         return times.slice(1).map((time, index) => time - times[index]);
     });
-    const longest = Math.max(0, ...await page.evaluate(() => window.tasks));
-    test.diagnostic(`first rows after ${Math.round(shownAfter)} ms, longest task ${longest} ms, longest frame ${
+    test.diagnostic(`first rows after ${Math.round(shownAfter)} ms, longest task of the start ${longest} ms, longest frame ${
         Math.round(Math.max(...frames))} ms, median ${frames.sort((a, b) => a - b)[30].toFixed(1)} ms`);
     await until(async () => await page.locator('#library li[aria-posinset="150"]').count(), 'the rows below');
 });
