@@ -67,6 +67,14 @@ test('one change costs one row, and what is read stays where it is', async () =>
     const row = page.locator('#queue li').filter({ hasText: 'Queued 200' });
     await page.evaluate(() => scrollTo(0, 200 * document.querySelector('#queue li').offsetHeight));
     await row.waitFor();
+    // Rows beyond the screen come in later frames.
+    await page.evaluate(async () => {
+        const { children } = document.querySelector('#queue');
+        for (let frames = 0, count; frames < 10; frames = children.length === count ? frames + 1 : 0) {
+            count = children.length;
+            await new Promise(requestAnimationFrame);
+        }
+    });
     const before = await row.boundingBox();
     await page.evaluate(() => {
         window.made = 0;

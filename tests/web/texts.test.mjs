@@ -58,7 +58,8 @@ test('catalogues have all texts, and these only', () => {
 });
 
 test('the first screen of the player has its texts, and these only', async () => {
-    const modules = [...read('index.html').matchAll(/"(js\/\w+\.js)"/g)].map(([, name]) => name);
+    const modules = [...read('index.html').matchAll(/"js\/(\w+\.js)"/g),
+        ...read('js/player.js').matchAll(/import\('\.\/(\w+\.js)'\)/g)].map(([, name]) => join('js', name));
     const texts = [...ofPage('index.html'), ...modules.flatMap(ofScript)].map(words => words.trim()).filter(isText);
     for (const language of ['de', 'en']) {
         await device.set('settings:/ui/language', language);

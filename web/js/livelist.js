@@ -409,7 +409,8 @@ export class LiveList {
             focused.focus({ preventScroll: true });
         if (this.#isShown && this.#margin < MARGIN_PX) {
             this.#margin += STEP_PX;
-            this.draw();
+            // Not in the frame that shows these rows.
+            requestAnimationFrame(() => this.draw());
         }
         if (this.#missing())
             this.#read();

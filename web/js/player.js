@@ -56,7 +56,9 @@ startShortcuts();
 const firstRows = startQueue();
 playback.start();
 await firstRows;
+// They arrive while the rows are being shown.
+const [nowPlaying, library] = [import('./nowplaying.js'), import('./library.js')];
 await nextTurn();
-(await import('./nowplaying.js')).startNowPlaying();
+(await nowPlaying).startNowPlaying();
 await nextTurn();
-(await import('./library.js')).startLibrary();
+(await library).startLibrary();
